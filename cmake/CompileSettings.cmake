@@ -1,0 +1,24 @@
+# vlcmd_settings: what every target of ours is compiled with. Code from elsewhere does not link it.
+# vlcmd_checks:   assertions of the standard library on, undefined behaviour trapped; for the tests and the debug build.
+
+add_library(vlcmd_settings INTERFACE)
+target_compile_definitions(vlcmd_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+target_include_directories(vlcmd_settings INTERFACE "${PROJECT_SOURCE_DIR}/src")
+
+add_library(vlcmd_checks INTERFACE)
+
+if(MSVC)
+  target_compile_options(vlcmd_settings INTERFACE /W4 /WX /permissive- /utf-8 /EHsc /Zc:__cplusplus)
+  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  target_compile_definitions(vlcmd_checks INTERFACE $<$<CONFIG:Debug>:_ITERATOR_DEBUG_LEVEL=2>)
+  target_compile_options(vlcmd_checks INTERFACE /RTC1)
+else()
+  target_compile_options(vlcmd_settings INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Werror
+    -ffunction-sections -fdata-sections>)
+  target_link_options(vlcmd_settings INTERFACE -static -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va
+    -Wl,--nxcompat)
+  target_compile_definitions(vlcmd_checks INTERFACE _GLIBCXX_ASSERTIONS)
+  target_compile_options(vlcmd_checks INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fsanitize=undefined -fsanitize-undefined-trap-on-error>)
+endif()

@@ -1,0 +1,28 @@
+# vlcmd_compile_idl(<idl> <header> <type library>)
+#
+# Makes the C++ header and the type library of an interface description: with midl under Visual C++, with widl
+# elsewhere. widl takes the imported descriptions and the standard type library from Wine's development files.
+
+if(NOT MSVC)
+  find_program(WIDL NAMES x86_64-w64-mingw32-widl widl REQUIRED)
+  find_path(WIDL_IMPORTS oaidl.idl HINTS /usr/include/wine/wine/windows /usr/include/wine-development/windows REQUIRED
+    NO_CMAKE_FIND_ROOT_PATH)
+  find_path(WIDL_LIBRARIES stdole2.tlb HINTS /usr/lib/x86_64-linux-gnu/wine/x86_64-windows REQUIRED
+    NO_CMAKE_FIND_ROOT_PATH)
+endif()
+
+function(vlcmd_compile_idl idl header typelib)
+  if(MSVC)
+    add_custom_command(OUTPUT "${header}" "${typelib}"
+      COMMAND midl /nologo /char signed /env x64 /h "${header}" /tlb "${typelib}"
+              /iid "${header}.iid.c" /proxy "${header}.proxy.c" /dlldata "${header}.dlldata.c" "${idl}"
+      DEPENDS "${idl}" VERBATIM)
+  else()
+    add_custom_command(OUTPUT "${header}"
+      COMMAND "${WIDL}" "-I${WIDL_IMPORTS}" -m64 -h -o "${header}" "${idl}"
+      DEPENDS "${idl}" VERBATIM)
+    add_custom_command(OUTPUT "${typelib}"
+      COMMAND "${WIDL}" "-I${WIDL_IMPORTS}" "-L${WIDL_LIBRARIES}" -m64 -t -o "${typelib}" "${idl}"
+      DEPENDS "${idl}" VERBATIM)
+  endif()
+endfunction()

@@ -1,0 +1,149 @@
+#include "messages/translation_file.h"
+
+#include "win/owner.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+
+namespace {
+
+constexpr std::wstring_view kHeader = L"#VL_TRANSLATION_FILE";
+constexpr std::wstring_view kLineEnds = L"\r\n";
+constexpr std::wstring_view kFieldEnds = L"\t";
+constexpr std::size_t kFieldsOfMessage = 3;
+constexpr DWORD kChunkBytes = 32768;
+
+// Cuts the next token off the text: separators before it are passed over, so that there are no empty tokens. Empty
+// when nothing but separators is left.
+std::wstring_view NextToken(std::wstring_view& text, std::wstring_view separators)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(separators), text.size()));
+    const std::wstring_view token = text.substr(0, text.find_first_of(separators));
+    text.remove_prefix(token.size());
+    return token;
+}
+
+// The number as _wtoi reads it: blanks, a sign, then leading digits; anything else is 0, and what is past 32 bits is
+// the greatest or the least integer.
+std::uint32_t ParseNumber(std::wstring_view field)
+{
+    // The common case needs no terminated copy: few enough digits that they cannot overflow.
+    constexpr std::size_t kSafeDigits = 9;
+    const auto isDigit = [](wchar_t c) { return c >= L'0' && c <= L'9'; };
+    if (field.size() <= kSafeDigits && std::all_of(field.begin(), field.end(), isDigit)) {
+        std::uint32_t number = 0;
+        for (const wchar_t digit : field) {
+            number = number * 10 + static_cast<std::uint32_t>(digit - L'0');
+        }
+        return number;
+    }
+    return static_cast<std::uint32_t>(_wtoi(std::wstring(field).c_str()));
+}
+
+wchar_t Unescaped(wchar_t escape)
+{
+    switch (escape) {
+    case L'n':
+        return L'\n';
+    case L'r':
+        return L'\r';
+    case L't':
+        return L'\t';
+    case L'v':
+        return L'\v';
+    case L'b':
+        return L'\b';
+    case L'f':
+        return L'\f';
+    default:
+        return escape;
+    }
+}
+
+std::wstring Unescape(std::wstring_view field)
+{
+    std::wstring text;
+    text.reserve(field.size());
+    while (!field.empty()) {
+        const std::size_t backslash = std::min(field.find(L'\\'), field.size());
+        text.append(field.substr(0, backslash));
+        field.remove_prefix(backslash);
+        if (field.size() >= 2) {
+            text.push_back(Unescaped(field[1]));
+        }
+        field.remove_prefix(std::min<std::size_t>(field.size(), 2));
+    }
+    return text;
+}
+
+// The text between the field's first and last character, which are its quotation marks by position; none when the field
+// is too short to have both.
+std::optional<std::wstring> Unquote(std::wstring_view field)
+{
+    std::wstring text = Unescape(field);
+    if (text.size() < 2) {
+        return std::nullopt;
+    }
+    text.pop_back();
+    text.erase(0, 1);
+    return text;
+}
+
+void ParseLine(std::wstring_view line, Translations& translations)
+{
+    std::array<std::wstring_view, kFieldsOfMessage> fields;
+    for (std::wstring_view& field : fields) {
+        field = NextToken(line, kFieldEnds);
+    }
+    if (fields.back().empty() || !NextToken(line, kFieldEnds).empty()) {
+        return;
+    }
+    const auto& [number, english, translation] = fields;
+    if (!Unquote(english)) {
+        return;
+    }
+    if (std::optional<std::wstring> text = Unquote(translation)) {
+        translations.insert_or_assign(ParseNumber(number), std::move(*text));
+    }
+}
+
+} // namespace
+
+std::uint32_t ReadTranslationFile(const std::wstring& path, std::wstring& text)
+{
+    win::FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) {
+        return static_cast<std::uint32_t>(E_FAIL);
+    }
+    // ReadFile tells only "no more" from "more"; whether "no more" was a failure is in the last error, which must hold
+    // nothing older than the reading.
+    SetLastError(ERROR_SUCCESS);
+    std::size_t bytes = 0;
+    DWORD read = 0;
+    do {
+        read = 0;
+        text.resize((bytes + kChunkBytes + 1) / sizeof(wchar_t));
+        if (ReadFile(file.Get(), reinterpret_cast<char*>(text.data()) + bytes, kChunkBytes, &read, nullptr) == FALSE) {
+            break;
+        }
+        bytes += read;
+    } while (read != 0);
+    text.resize(bytes / sizeof(wchar_t));
+    file.Reset();
+    return GetLastError();
+}
+
+bool ParseTranslations(std::wstring_view text, Translations& translations)
+{
+    text = text.substr(0, text.find(L'\0'));
+    if (NextToken(text, kLineEnds) != kHeader) {
+        return false;
+    }
+    for (std::wstring_view line = NextToken(text, kLineEnds); !line.empty(); line = NextToken(text, kLineEnds)) {
+        ParseLine(line, translations);
+    }
+    return true;
+}

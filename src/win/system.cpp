@@ -1,0 +1,34 @@
+#include "win/system.h"
+
+#include <cstdlib>
+
+namespace win {
+
+std::wstring LocalComputerName()
+{
+    std::wstring name(MAX_COMPUTERNAME_LENGTH + 1, L'\0');
+    auto length = static_cast<DWORD>(name.size());
+    if (GetComputerNameW(name.data(), &length) == FALSE) {
+        return {};
+    }
+    name.resize(length);
+    return name;
+}
+
+std::wstring ProgramFolder(DWORD bufferSize)
+{
+    std::wstring path(bufferSize, L'\0');
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), bufferSize);
+    // A path that fills the buffer was cut.
+    if (length == 0 || length >= bufferSize) {
+        return {};
+    }
+    wchar_t drive[_MAX_DRIVE] = {};
+    std::wstring folder(bufferSize, L'\0');
+    if (_wsplitpath_s(path.c_str(), drive, _MAX_DRIVE, folder.data(), folder.size(), nullptr, 0, nullptr, 0) != 0) {
+        return {};
+    }
+    return std::wstring(drive) + folder.c_str();
+}
+
+} // namespace win

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace win {
+
+// Whether two names are equal by Windows' own rule for names of files, volumes and computers: ordinal, without regard
+// to case, the same in every locale.
+[[nodiscard]] bool EqualNames(std::wstring_view left, std::wstring_view right) noexcept;
+
+// Orders names by the same rule; transparent, so that a set of strings can be asked with a view.
+struct NameLess {
+    using is_transparent = void;
+    bool operator()(std::wstring_view left, std::wstring_view right) const noexcept;
+};
+
+// Calls visit(piece) for every non-empty piece of the text between separators, in order, until visit returns false.
+template <typename Visit>
+void ForEachPiece(std::wstring_view text, wchar_t separator, Visit visit)
+{
+    while (!text.empty()) {
+        const std::size_t end = text.find(separator);
+        const std::wstring_view piece = text.substr(0, end);
+        text = end == std::wstring_view::npos ? std::wstring_view() : text.substr(end + 1);
+        if (!piece.empty() && !visit(piece)) {
+            return;
+        }
+    }
+}
+
+} // namespace win

@@ -1,0 +1,201 @@
+#include "support/resource_census.h"
+
+#include "support/replaced_function.h"
+#include "win/critical_section.h"
+
+#include <map>
+#include <mutex>
+#include <optional>
+
+namespace testing_support {
+
+namespace {
+
+// Everything of one kind that is out now.
+class Ledger {
+public:
+    void HandedOut(const void* thing)
+    {
+        if (thing != nullptr && thing != INVALID_HANDLE_VALUE) {
+            const std::lock_guard guard(lock_);
+            ++out_[thing];
+        }
+    }
+
+    // False when the thing is not on the books.
+    bool GivenBack(const void* thing)
+    {
+        const std::lock_guard guard(lock_);
+        const auto found = out_.find(thing);
+        if (found == out_.end()) {
+            return false;
+        }
+        if (--found->second == 0) {
+            out_.erase(found);
+        }
+        return true;
+    }
+
+    [[nodiscard]] std::size_t Count() const { return out_.size(); }
+
+private:
+    win::CriticalSection lock_;
+    std::map<const void*, int> out_;
+};
+
+// A replacement that is only made when the program imports the function.
+template <FunctionName Name, typename Signature>
+class Watched {
+public:
+    explicit Watched(typename Replaced<Name, Signature>::Function function)
+    {
+        if (IsImported(Name.text)) {
+            replaced_.emplace(std::move(function));
+        }
+    }
+
+    template <typename... Arguments>
+    auto Original(Arguments... arguments) const
+    {
+        return replaced_->Original(arguments...);
+    }
+
+private:
+    std::optional<Replaced<Name, Signature>> replaced_;
+};
+
+} // namespace
+
+class ResourceCensus::Counters {
+public:
+    Ledger strings;
+    Ledger keys;
+    Ledger handles;
+    Ledger libraries;
+    Ledger localMemory;
+    std::atomic<int> doubleFrees = 0;
+    std::atomic<int> comBalance = 0;
+
+private:
+    BSTR Count(BSTR text)
+    {
+        strings.HandedOut(text);
+        return text;
+    }
+    HANDLE Count(HANDLE handle)
+    {
+        handles.HandedOut(handle);
+        return handle;
+    }
+
+    Watched<"SysAllocString", decltype(::SysAllocString)> allocString_{
+        [this](const OLECHAR* text) { return Count(allocString_.Original(text)); }};
+    Watched<"SysAllocStringLen", decltype(::SysAllocStringLen)> allocStringLen_{
+        [this](const OLECHAR* text, UINT length) { return Count(allocStringLen_.Original(text, length)); }};
+    Watched<"SysFreeString", decltype(::SysFreeString)> freeString_{[this](BSTR text) {
+        if (text != nullptr && !strings.GivenBack(text)) {
+            ++doubleFrees;
+        }
+        freeString_.Original(text);
+    }};
+
+    Watched<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> openKey_{
+        [this](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
+            const LSTATUS status = openKey_.Original(root, path, options, access, key);
+            if (status == ERROR_SUCCESS) {
+                keys.HandedOut(*key);
+            }
+            return status;
+        }};
+    Watched<"RegCloseKey", decltype(::RegCloseKey)> closeKey_{[this](HKEY key) {
+        keys.GivenBack(key);
+        return closeKey_.Original(key);
+    }};
+
+    Watched<"CreateFileW", decltype(::CreateFileW)> createFile_{[this](LPCWSTR path, DWORD access, DWORD share,
+                                                                       LPSECURITY_ATTRIBUTES security,
+                                                                       DWORD disposition, DWORD flags, HANDLE pattern) {
+        return Count(createFile_.Original(path, access, share, security, disposition, flags, pattern));
+    }};
+    Watched<"CreateEventW", decltype(::CreateEventW)> createEvent_{
+        [this](LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL signalled, LPCWSTR name) {
+            return Count(createEvent_.Original(security, manual, signalled, name));
+        }};
+    Watched<"CreateThread", decltype(::CreateThread)> createThread_{
+        [this](LPSECURITY_ATTRIBUTES security, SIZE_T stack, LPTHREAD_START_ROUTINE routine, LPVOID parameter,
+               DWORD flags,
+               LPDWORD id) { return Count(createThread_.Original(security, stack, routine, parameter, flags, id)); }};
+    Watched<"OpenProcess", decltype(::OpenProcess)> openProcess_{
+        [this](DWORD access, BOOL inherit, DWORD id) { return Count(openProcess_.Original(access, inherit, id)); }};
+    // Handles that were open before the census began are none of its business.
+    Watched<"CloseHandle", decltype(::CloseHandle)> closeHandle_{[this](HANDLE handle) {
+        handles.GivenBack(handle);
+        return closeHandle_.Original(handle);
+    }};
+
+    Watched<"LoadLibraryW", decltype(::LoadLibraryW)> loadLibrary_{[this](LPCWSTR name) {
+        const HMODULE module = loadLibrary_.Original(name);
+        libraries.HandedOut(module);
+        return module;
+    }};
+    Watched<"FreeLibrary", decltype(::FreeLibrary)> freeLibrary_{[this](HMODULE module) {
+        libraries.GivenBack(module);
+        return freeLibrary_.Original(module);
+    }};
+
+    Watched<"FormatMessageW", DWORD(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> formatMessage_{
+        [this](DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR text, DWORD size, char** arguments) {
+            const DWORD length = formatMessage_.Original(flags, source, code, language, text, size, arguments);
+            if (length != 0 && (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0) {
+                localMemory.HandedOut(*reinterpret_cast<wchar_t**>(text));
+            }
+            return length;
+        }};
+    Watched<"LocalFree", decltype(::LocalFree)> localFree_{[this](HLOCAL block) {
+        localMemory.GivenBack(block);
+        return localFree_.Original(block);
+    }};
+
+    Watched<"CoInitializeEx", decltype(::CoInitializeEx)> initialize_{[this](LPVOID reserved, DWORD model) {
+        const HRESULT result = initialize_.Original(reserved, model);
+        if (SUCCEEDED(result)) {
+            ++comBalance;
+        }
+        return result;
+    }};
+    Watched<"CoUninitialize", decltype(::CoUninitialize)> uninitialize_{[this] {
+        --comBalance;
+        uninitialize_.Original();
+    }};
+};
+
+ResourceCensus::ResourceCensus() : counters_(std::make_unique<Counters>()) {}
+
+ResourceCensus::~ResourceCensus() = default;
+
+std::string ResourceCensus::Imbalance() const
+{
+    const std::pair<const char*, long long> counts[] = {
+        {"BSTRs not freed", static_cast<long long>(counters_->strings.Count())},
+        {"BSTRs freed that were not allocated", counters_->doubleFrees},
+        {"registry keys open", static_cast<long long>(counters_->keys.Count())},
+        {"handles open", static_cast<long long>(counters_->handles.Count())},
+        {"libraries loaded", static_cast<long long>(counters_->libraries.Count())},
+        {"local memory blocks", static_cast<long long>(counters_->localMemory.Count())},
+        {"COM initialisations", counters_->comBalance},
+    };
+    std::string text;
+    for (const auto& [what, count] : counts) {
+        if (count != 0) {
+            text += std::string(what) + ": " + std::to_string(count) + "\n";
+        }
+    }
+    return text;
+}
+
+int ResourceCensus::ComBalance() const
+{
+    return counters_->comBalance;
+}
+
+} // namespace testing_support

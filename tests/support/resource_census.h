@@ -1,0 +1,32 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace testing_support {
+
+// Counts what Windows hands out to the program and gets back: BSTRs, handles (files, events, threads, processes),
+// registry keys, libraries, local memory, COM initialisations. It sees the calls of the test program's import table for
+// as long as it lives; a replacement of one of these functions made after it stands in front of it and reaches it
+// through Original.
+class ResourceCensus {
+public:
+    ResourceCensus();
+    ResourceCensus(const ResourceCensus&) = delete;
+    ResourceCensus(ResourceCensus&&) = delete;
+    ~ResourceCensus();
+    ResourceCensus& operator=(const ResourceCensus&) = delete;
+    ResourceCensus& operator=(ResourceCensus&&) = delete;
+
+    // A line for every kind of thing of which more or fewer were given back than handed out; empty when all is even.
+    [[nodiscard]] std::string Imbalance() const;
+
+    // CoInitializeEx calls that succeeded, less CoUninitialize calls.
+    [[nodiscard]] int ComBalance() const;
+
+private:
+    class Counters;
+    std::unique_ptr<Counters> counters_;
+};
+
+} // namespace testing_support
