@@ -2,7 +2,8 @@
 # vlcmd_checks:   assertions of the standard library on, undefined behaviour trapped; for the tests and the debug build.
 
 add_library(vlcmd_settings INTERFACE)
-target_compile_definitions(vlcmd_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601)
+target_compile_definitions(vlcmd_settings INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0601
+  PSAPI_VERSION=2)
 target_include_directories(vlcmd_settings INTERFACE "${PROJECT_SOURCE_DIR}/src")
 
 add_library(vlcmd_checks INTERFACE)

@@ -1,5 +1,6 @@
 #include "cmd/command_line.h"
 
+#include "engine/Operations.h"
 #include "engine/drive_spec.h"
 #include "win/result_code.h"
 
@@ -70,7 +71,10 @@ void CollectWords(const CommandLine& commandLine, Accept accept, Words& collecte
     }
 }
 
-bool IsFileWord(const std::wstring& word) { return word.size() >= 3 && word[1] == L':'; }
+bool IsFileWord(const std::wstring& word)
+{
+    return word.size() >= 3 && word[1] == L':';
+}
 
 } // namespace
 
@@ -132,7 +136,10 @@ std::wstring GetOptionValue(const CommandLine& commandLine, const std::wstring& 
     return value == commandLine.optionValues.end() ? std::wstring() : value->second;
 }
 
-const Words& GetWords(const CommandLine& commandLine) { return commandLine.words; }
+const Words& GetWords(const CommandLine& commandLine)
+{
+    return commandLine.words;
+}
 
 bool HasWaitFlag(const CommandLine& commandLine)
 {

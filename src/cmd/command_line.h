@@ -56,12 +56,6 @@ enum class CommandCode : std::uint32_t {
 inline constexpr wchar_t kAllDrivesSwitch[] = L"/alldrives";
 inline constexpr wchar_t kComputerSwitch[] = L"/c";
 
-// The file types of an offline pass, as the engine takes them.
-inline constexpr std::uint32_t kDirectories = 1;
-inline constexpr std::uint32_t kSystemFiles = 2;
-inline constexpr std::uint32_t kPagingFile = 4;
-inline constexpr std::uint32_t kConfiguredFileTypes = 4096; // whatever is configured for the drive
-
 // Makes the program's switches known to the command line.
 void RegisterSwitches(CommandLine& commandLine);
 

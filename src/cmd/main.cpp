@@ -1,15 +1,12 @@
 #include "cmd/startup.h"
-#include "engine/result_codes.h"
+#include "engine/guarded.h"
 #include "messages/console_output.h"
 #include "win/com_apartment.h"
 #include "win/result_code.h"
 
-#include <new>
-#include <stdexcept>
-
 namespace {
 
-std::uint32_t RunProgram(int argc, wchar_t** argv)
+Result RunProgram(int argc, wchar_t** argv)
 {
     const ConsoleOutput output;
     if (IsSafeBoot()) {
@@ -34,14 +31,5 @@ std::uint32_t RunProgram(int argc, wchar_t** argv)
 // the runtime wants as an int.
 extern "C" int wmain(int argc, wchar_t** argv, wchar_t** /*envp*/)
 {
-    std::uint32_t exitCode = kSuccess;
-    try {
-        exitCode = RunProgram(argc, argv);
-    } catch (const std::bad_alloc&) {
-        exitCode = kOutOfMemory;
-    } catch (const std::length_error&) {
-        // A text longer than any memory is memory running out, too.
-        exitCode = kOutOfMemory;
-    }
-    return static_cast<int>(exitCode);
+    return static_cast<int>(Guarded([=] { return RunProgram(argc, argv); }));
 }

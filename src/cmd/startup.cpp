@@ -7,12 +7,9 @@
 namespace {
 
 constexpr ScreenLine kSafeBootRefusal[] = {
-    {{5891, "Windows is running in Safe Boot mode"}},
-    {{5892, "and uses a minimal set of device drivers"}},
-    {{5893, "and services to start Windows."}},
-    {{5894, "Velundra command line utility requires"}},
-    {{5895, "Windows to be started in the"}},
-    {{5896, "Normal mode to work properly."}, true},
+    {{5891, "Windows is running in Safe Boot mode"}}, {{5892, "and uses a minimal set of device drivers"}},
+    {{5893, "and services to start Windows."}},       {{5894, "Velundra command line utility requires"}},
+    {{5895, "Windows to be started in the"}},         {{5896, "Normal mode to work properly."}, true},
     {{5897, "The application now exit."}, true},
 };
 
@@ -26,7 +23,10 @@ bool IsSafeBoot()
     return mode == kFailSafe || mode == kFailSafeWithNetwork;
 }
 
-void PrintSafeBootRefusal() { PrintScreen(kSafeBootRefusal); }
+void PrintSafeBootRefusal()
+{
+    PrintScreen(kSafeBootRefusal);
+}
 
 HRESULT InitializeProcessSecurity()
 {

@@ -64,4 +64,7 @@ constexpr ScreenLine kUsage[] = {
 
 } // namespace
 
-void PrintUsage() { PrintScreen(kUsage); }
+void PrintUsage()
+{
+    PrintScreen(kUsage);
+}

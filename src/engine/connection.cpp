@@ -36,8 +36,7 @@ HRESULT Connect(REFCLSID serverClass, const std::wstring& computer, win::ComPtr<
     COSERVERINFO server{};
     server.pwszName = name.data();
     MULTI_QI request{&__uuidof(Interface), nullptr, S_OK};
-    const HRESULT activation =
-        ActivateServer(serverClass, nullptr, CLSCTX_REMOTE_SERVER, &server, 1, &request);
+    const HRESULT activation = ActivateServer(serverClass, nullptr, CLSCTX_REMOTE_SERVER, &server, 1, &request);
     const HRESULT result = win::RequireInterface(activation, request.pItf);
     if (FAILED(result)) {
         return ReportConnectFailure(computer, result);
@@ -95,7 +94,10 @@ HRESULT RequestAccess(IVLAgent& agent)
     return result;
 }
 
-Result CheckAccess(IVLAgent& agent) { return FAILED(RequestAccess(agent)) ? kNotPermitted : kSuccess; }
+Result CheckAccess(IVLAgent& agent)
+{
+    return FAILED(RequestAccess(agent)) ? kNotPermitted : kSuccess;
+}
 
 HRESULT GetDrive(IVLAgent& agent, std::wstring_view name, win::ComPtr<IVLDrive>& drive)
 {

@@ -70,7 +70,10 @@ RequestedDrives::RequestedDrives(const DriveList& words)
     }
 }
 
-bool RequestedDrives::Contains(std::wstring_view name) const { return names_.contains(name); }
+bool RequestedDrives::Contains(std::wstring_view name) const
+{
+    return names_.contains(name);
+}
 
 HRESULT MatchDrives(IVLAgent& agent, const RequestedDrives& requested, DriveList& identities)
 {

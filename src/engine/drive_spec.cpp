@@ -4,7 +4,10 @@
 
 namespace {
 
-bool BeginsWithLetter(std::wstring_view word) { return !word.empty() && std::iswalpha(word.front()) != 0; }
+bool BeginsWithLetter(std::wstring_view word)
+{
+    return !word.empty() && std::iswalpha(word.front()) != 0;
+}
 
 bool IsDriveLetter(std::wstring_view word)
 {
@@ -12,7 +15,10 @@ bool IsDriveLetter(std::wstring_view word)
     return BeginsWithLetter(word) && kRest.starts_with(word.substr(1));
 }
 
-bool IsMountPoint(std::wstring_view word) { return BeginsWithLetter(word) && word.substr(1).starts_with(L":\\"); }
+bool IsMountPoint(std::wstring_view word)
+{
+    return BeginsWithLetter(word) && word.substr(1).starts_with(L":\\");
+}
 
 // The part of the word from its first "{" to the first "}" after it, both included; empty when there is none.
 std::wstring_view GuidOf(std::wstring_view word)

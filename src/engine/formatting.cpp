@@ -83,10 +83,9 @@ std::wstring ErrorObjectText()
 std::wstring SystemText(DWORD code)
 {
     win::LocalText text;
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
-                                            FORMAT_MESSAGE_FROM_SYSTEM,
-                                        nullptr, code, kNeutralLanguage, reinterpret_cast<wchar_t*>(text.Put()), 0,
-                                        nullptr);
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
+                       nullptr, code, kNeutralLanguage, reinterpret_cast<wchar_t*>(text.Put()), 0, nullptr);
     return text ? std::wstring(text.Get(), length) : std::wstring();
 }
 
@@ -115,9 +114,9 @@ std::wstring InternetText(DWORD code)
         return {};
     }
     wchar_t text[kLength] = {};
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS |
-                                            FORMAT_MESSAGE_MAX_WIDTH_MASK,
-                                        module, code, kNeutralLanguage, text, kLength, nullptr);
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
+                       module, code, kNeutralLanguage, text, kLength, nullptr);
     return {text, length};
 }
 

@@ -1,4 +1,6 @@
 #include "engine/Operations.h"
+
+#include "engine/operation_steps.h"
 #include "messages/console_output.h"
 #include "win/result_code.h"
 
@@ -45,11 +47,8 @@ void PrintDriveStatus(IVLDrive& drive)
 Result ShowDriveStatus(const std::wstring& computer)
 {
     win::ComPtr<IVLAgent> agent;
-    if (const HRESULT connection = ConnectToAgent(computer, &agent); FAILED(connection)) {
-        return win::ResultOf(connection);
-    }
-    if (const Result access = CheckAccess(*agent); access != kSuccess) {
-        return access;
+    if (const Result result = ConnectWithAccess(computer, agent); result != kSuccess) {
+        return result;
     }
     return win::CodeOf(WalkDrives(*agent, [](std::wstring_view, IVLDrive& drive) {
         PrintDriveStatus(drive);

@@ -52,7 +52,10 @@ CatalogueText GetMessage(const Message& message, std::initializer_list<std::wstr
     return text;
 }
 
-void AddArgument(CatalogueText& text, std::wstring_view argument) { text.AddArgument(argument); }
+void AddArgument(CatalogueText& text, std::wstring_view argument)
+{
+    text.AddArgument(argument);
+}
 
 void AddNumberArgument(CatalogueText& text, std::uint32_t value, int width, wchar_t fill, int base, int precision)
 {
@@ -73,4 +76,7 @@ void AddNumberArgument(CatalogueText& text, std::uint32_t value, int width, wcha
     text.AddArgument(stream.str());
 }
 
-std::wstring ToWideString(const CatalogueText& text) { return text.ToWideString(); }
+std::wstring ToWideString(const CatalogueText& text)
+{
+    return text.ToWideString();
+}

@@ -59,7 +59,8 @@ inline constexpr int kDecimal = 10;
 inline constexpr int kDefaultPrecision = -1;
 
 // Appends a number as the text's next argument. width is the least count of characters (negative: as many as needed),
-// fill what stands before a shorter number, base 8, 10 or 16; precision (negative: none) does not change a whole number.
+// fill what stands before a shorter number, base 8, 10 or 16; precision (negative: none) does not change a whole
+// number.
 void AddNumberArgument(CatalogueText& text, std::uint32_t value, int width = kDefaultWidth, wchar_t fill = kDefaultFill,
                        int base = kDecimal, int precision = kDefaultPrecision);
 

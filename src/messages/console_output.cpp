@@ -141,7 +141,10 @@ void PrintLine(std::wstring_view text)
     std::wcout << text << std::endl;
 }
 
-void PrintLine(const CatalogueText& text) { PrintLine(text.ToWideString()); }
+void PrintLine(const CatalogueText& text)
+{
+    PrintLine(text.ToWideString());
+}
 
 void PrintMessage(const Message& message, std::initializer_list<std::wstring_view> arguments)
 {

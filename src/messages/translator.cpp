@@ -57,7 +57,10 @@ std::wstring FromAnsi(const char* text)
 
 } // namespace
 
-std::vector<Language> GetLanguages() { return {std::begin(kLanguages), std::end(kLanguages)}; }
+std::vector<Language> GetLanguages()
+{
+    return {std::begin(kLanguages), std::end(kLanguages)};
+}
 
 Translator::Translator() : lock_(kSpinCount), language_(kEnglishUnitedStates)
 {
@@ -109,4 +112,7 @@ Translator& GetTranslator()
     return translator;
 }
 
-std::uint32_t LoadTranslation(Translator& translator, int which) { return translator.Load(which); }
+std::uint32_t LoadTranslation(Translator& translator, int which)
+{
+    return translator.Load(which);
+}

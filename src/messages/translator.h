@@ -24,7 +24,8 @@ inline constexpr int kLanguageOfCore = 0;
 // The translated texts of the configured language. Safe to use from several threads.
 class Translator {
 public:
-    // Knows no translation yet; whether texts carry their numbers is read from the DWORD "IncludeTransId" of the core key.
+    // Knows no translation yet; whether texts carry their numbers is read from the DWORD "IncludeTransId" of the core
+    // key.
     Translator();
 
     // The text of a message: the translation of its number where one is loaded, else the English text (system ANSI code

@@ -11,8 +11,7 @@ namespace win {
 [[nodiscard]] constexpr HRESULT HResultFromWin32(std::int32_t error) noexcept
 {
     constexpr std::uint32_t kWin32Failure = 0x80070000;
-    return error <= 0 ? error
-                      : static_cast<HRESULT>((static_cast<std::uint32_t>(error) & 0xFFFFU) | kWin32Failure);
+    return error <= 0 ? error : static_cast<HRESULT>((static_cast<std::uint32_t>(error) & 0xFFFFU) | kWin32Failure);
 }
 
 // The low 16 bits of an HRESULT, which for a Windows error wrapped in one is that error number again.
