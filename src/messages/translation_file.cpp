@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <optional>
 
 namespace {
 
@@ -62,32 +61,40 @@ wchar_t Unescaped(wchar_t escape)
     }
 }
 
-std::wstring Unescape(std::wstring_view field)
+// Takes the next character off an escaped text; false at its end. A backslash at the very end is no character.
+bool TakeCharacter(std::wstring_view& escaped, wchar_t& character)
+{
+    if (escaped.starts_with(L'\\')) {
+        escaped.remove_prefix(1);
+        character = escaped.empty() ? L'\0' : Unescaped(escaped.front());
+    } else if (!escaped.empty()) {
+        character = escaped.front();
+    }
+    if (escaped.empty()) {
+        return false;
+    }
+    escaped.remove_prefix(1);
+    return true;
+}
+
+// Whether a field has, unescaped, a first and a last character: its quotation marks.
+bool IsQuoted(std::wstring_view field)
+{
+    wchar_t character = 0;
+    return TakeCharacter(field, character) && TakeCharacter(field, character);
+}
+
+// The text between a quoted field's first and last character; which characters those are is not looked at.
+std::wstring Unquote(std::wstring_view field)
 {
     std::wstring text;
     text.reserve(field.size());
-    while (!field.empty()) {
-        const std::size_t backslash = std::min(field.find(L'\\'), field.size());
-        text.append(field.substr(0, backslash));
-        field.remove_prefix(backslash);
-        if (field.size() >= 2) {
-            text.push_back(Unescaped(field[1]));
-        }
-        field.remove_prefix(std::min<std::size_t>(field.size(), 2));
-    }
-    return text;
-}
-
-// The text between the field's first and last character, which are its quotation marks by position; none when the field
-// is too short to have both.
-std::optional<std::wstring> Unquote(std::wstring_view field)
-{
-    std::wstring text = Unescape(field);
-    if (text.size() < 2) {
-        return std::nullopt;
+    wchar_t character = 0;
+    TakeCharacter(field, character);
+    while (TakeCharacter(field, character)) {
+        text.push_back(character);
     }
     text.pop_back();
-    text.erase(0, 1);
     return text;
 }
 
@@ -101,11 +108,8 @@ void ParseLine(std::wstring_view line, Translations& translations)
         return;
     }
     const auto& [number, english, translation] = fields;
-    if (!Unquote(english)) {
-        return;
-    }
-    if (std::optional<std::wstring> text = Unquote(translation)) {
-        translations.insert_or_assign(ParseNumber(number), std::move(*text));
+    if (IsQuoted(english) && IsQuoted(translation)) {
+        translations.insert_or_assign(ParseNumber(number), Unquote(translation));
     }
 }
 

@@ -2,28 +2,51 @@
 
 #include "win/windows_api.h"
 
+#include <algorithm>
+
 namespace win {
 
 namespace {
 
+constexpr bool IsAscii(wchar_t c)
+{
+    return c < 0x80;
+}
+
+constexpr wchar_t AsciiUpper(wchar_t c)
+{
+    return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
+}
+
+// CSTR_LESS_THAN, CSTR_EQUAL or CSTR_GREATER_THAN. Nearly all names are ASCII, for which Windows' upper-case table
+// holds nothing but A to Z; Windows is asked from the first other character on.
 int CompareNames(std::wstring_view left, std::wstring_view right) noexcept
 {
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE);
+    const std::size_t common = std::min(left.size(), right.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        if (!IsAscii(left[i]) || !IsAscii(right[i])) {
+            return CompareStringOrdinal(left.data() + i, static_cast<int>(left.size() - i), right.data() + i,
+                                        static_cast<int>(right.size() - i), TRUE);
+        }
+        if (const wchar_t l = AsciiUpper(left[i]), r = AsciiUpper(right[i]); l != r) {
+            return l < r ? CSTR_LESS_THAN : CSTR_GREATER_THAN;
+        }
+    }
+    if (left.size() == right.size()) {
+        return CSTR_EQUAL;
+    }
+    return left.size() < right.size() ? CSTR_LESS_THAN : CSTR_GREATER_THAN;
 }
 
 } // namespace
 
 bool EqualNames(std::wstring_view left, std::wstring_view right) noexcept
 {
-    return left.size() == right.size() && (left.empty() || CompareNames(left, right) == CSTR_EQUAL);
+    return left.size() == right.size() && CompareNames(left, right) == CSTR_EQUAL;
 }
 
 bool NameLess::operator()(std::wstring_view left, std::wstring_view right) const noexcept
 {
-    if (left.empty() || right.empty()) {
-        return left.empty() && !right.empty();
-    }
     return CompareNames(left, right) == CSTR_LESS_THAN;
 }
 

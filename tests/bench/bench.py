@@ -1,0 +1,196 @@
+#!/usr/bin/env python3
+"""Times VLCmd as whole processes against a floor program that makes the same COM calls and writes the same bytes, and
+what cannot be timed so in a program of its own. Prints a table, writes the figures as JSON into build/bench.json, and
+ends with 1 when a figure is over its limit."""
+
+import json
+import os
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+TOP = Path(__file__).resolve().parents[2]
+TREE = TOP / "build" / "mingw-x64"
+BIN = TREE / "bin"
+UNDER_WINE = TOP / "cmake" / "run-under-wine"
+SIMULATOR_KEY = r"HKLM\Software\Kestrane\Simulator"
+
+# (drives, counted pairs of runs)
+STATUS_SIZES = [(1, 25), (100, 15), (1000, 5)]
+RUN_SIZES = [(1, 25), (16, 15), (64, 9), (200, 7)]
+LIMITS = {
+    "wall ratio": 1.10,
+    "memory above the floor, MB": 3.0,
+    "memory per drive, ratio": 1.10,
+    "resolving / walking": 3.0,
+    "loading / reading": 5.0,
+}
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def prepare_with(*words):
+    """Runs a program that has no part in what is measured."""
+    subprocess.run([UNDER_WINE, *words], check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+
+
+def loader():
+    """The command that starts a Windows program with as little around it as can be."""
+    direct = Path("/usr/lib/wine/wine64")
+    command = [str(direct)] if direct.exists() else [shutil.which("wine")]
+    fixed = ["setarch", "--addr-no-randomize"]
+    can_fix = subprocess.run([*fixed, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
+    return (fixed if can_fix else []) + command
+
+
+class Engine:
+    """The simulated engine with a number of drives, for as long as the block goes on."""
+
+    def __init__(self, drives):
+        self.scenario = TREE / "bench.scenario"
+        self.scenario.write_text(
+            "[engine]\nidle-seconds = 600\ndefragment-seconds = 0\n"
+            f"[drives]\ncount = {drives}\nname = D:\\Mounts\\{{n}}\\\n",
+            encoding="utf-8")
+
+    def __enter__(self):
+        prepare_with(str(BIN / "VLEngine.exe"), "/quit")
+        prepare_with("reg", "add", SIMULATOR_KEY, "/v", "Scenario", "/d", windows_path(self.scenario), "/f")
+
+    def __exit__(self, *_):
+        prepare_with(str(BIN / "VLEngine.exe"), "/quit")
+        prepare_with("reg", "delete", SIMULATOR_KEY, "/v", "Scenario", "/f")
+
+
+def run_once(command):
+    """Wall seconds, peak resident memory in MB, and the output of one process."""
+    read_end, write_end = os.pipe()
+    start = time.perf_counter()
+    process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=write_end, env=ENVIRONMENT)
+    os.close(write_end)
+    with os.fdopen(read_end, "rb") as pipe:
+        output = pipe.read()
+    _, status, usage = os.wait4(process.pid, 0)
+    wall = time.perf_counter() - start
+    process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode != 0:
+        sys.exit(f"bench: {command} ended with {process.returncode}")
+    return wall, usage.ru_maxrss / 1024, output
+
+
+def compare(tool_words, floor_word, pairs):
+    """Runs the tool and the floor in turn; the first pair is not counted, but has to write the same lines."""
+    tool = [*LOADER, windows_path(BIN / "VLCmd.exe"), *tool_words]
+    floor = [*LOADER, windows_path(BIN / "floor.exe"), floor_word]
+    first = run_once(tool)[2], run_once(floor)[2]
+    if sorted(first[0].splitlines()) != sorted(first[1].splitlines()):
+        sys.exit(f"bench: VLCmd {tool_words} and the floor do not write the same")
+    samples = [(run_once(tool), run_once(floor)) for _ in range(pairs)]
+    return {
+        "pairs": pairs,
+        "lines": len(first[0].splitlines()),
+        "tool wall, ms": statistics.median(t[0] for t, _ in samples) * 1000,
+        "floor wall, ms": statistics.median(f[0] for _, f in samples) * 1000,
+        "wall ratio": statistics.median(t[0] / f[0] for t, f in samples),
+        "tool memory, MB": statistics.median(t[1] for t, _ in samples),
+        "floor memory, MB": statistics.median(f[1] for _, f in samples),
+        "memory above the floor, MB": statistics.median(t[1] - f[1] for t, f in samples),
+    }
+
+
+def memory_per_drive(figures, program):
+    """Growth of a program's memory from the fewest to the most drives, in MB a drive."""
+    fewest, most = min(figures), max(figures)
+    return (figures[most][f"{program} memory, MB"] - figures[fewest][f"{program} memory, MB"]) / (most - fewest)
+
+
+def measure(sizes, tool_words, floor_word):
+    figures = {}
+    for drives, pairs in sizes:
+        with Engine(drives):
+            figures[drives] = compare(tool_words, floor_word, pairs)
+    return figures
+
+
+def in_process():
+    output = subprocess.run([UNDER_WINE, str(BIN / "inprocess_bench.exe")], check=True, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.PIPE).stdout
+    figures = json.loads(output)
+    figures["resolving / walking"] = figures["resolve_1000_words_ms"] / figures["walk_10000_drives_ms"]
+    figures["loading / reading"] = figures["load_translation_ms"] / figures["read_translation_ms"]
+    return figures
+
+
+def print_processes(title, figures):
+    print(f"\n{title}")
+    print(f"{'drives':>7} {'tool ms':>9} {'floor ms':>9} {'ratio':>6} {'tool MB':>8} {'floor MB':>9} {'above MB':>9}")
+    for drives, row in figures.items():
+        print(f"{drives:>7} {row['tool wall, ms']:>9.1f} {row['floor wall, ms']:>9.1f} {row['wall ratio']:>6.3f} "
+              f"{row['tool memory, MB']:>8.2f} {row['floor memory, MB']:>9.2f} "
+              f"{row['memory above the floor, MB']:>9.2f}")
+
+
+def main():
+    subprocess.run(["cmake", "--build", TREE, "--target", "bench_programs"], check=True, stdout=subprocess.DEVNULL)
+    figures = {
+        "status": measure(STATUS_SIZES, ["/st"], "status"),
+        "run": measure(RUN_SIZES, ["/dol", "/alldrives"], "run"),
+        "in process": in_process(),
+    }
+    per_drive = {program: memory_per_drive(figures["run"], program) for program in ("tool", "floor")}
+    figures["run, memory per drive"] = {
+        "tool, MB": per_drive["tool"],
+        "floor, MB": per_drive["floor"],
+        "memory per drive, ratio": per_drive["tool"] / per_drive["floor"],
+    }
+
+    print_processes("VLCmd /st", figures["status"])
+    print_processes("VLCmd /dol /alldrives", figures["run"])
+    row = figures["run, memory per drive"]
+    print(f"memory a drive: {row['tool, MB'] * 1024:.1f} KB, floor {row['floor, MB'] * 1024:.1f} KB, "
+          f"ratio {row['memory per drive, ratio']:.3f}")
+    row = figures["in process"]
+    print("\nIn one process")
+    print(f"resolving 1,000 words against 10,000 drives: {row['resolve_1000_words_ms']:.1f} ms, walking the drives: "
+          f"{row['walk_10000_drives_ms']:.1f} ms, ratio {row['resolving / walking']:.2f}")
+    print(f"loading a translation of 100,000 lines: {row['load_translation_ms']:.1f} ms, reading the file: "
+          f"{row['read_translation_ms']:.1f} ms, ratio {row['loading / reading']:.2f}")
+
+    over = over_limits(figures)
+    for line in over:
+        print(f"OVER THE LIMIT: {line}")
+    figures["limits"] = LIMITS
+    (TOP / "build" / "bench.json").write_text(json.dumps(figures, indent=2) + "\n", encoding="utf-8")
+    return 1 if over else 0
+
+
+def over_limits(figures, where=""):
+    """Every figure that is over its limit, with the way to it."""
+    over = []
+    for name, value in figures.items():
+        if isinstance(value, dict):
+            # The floor's memory limit is the status command's; a run's memory is judged by its growth per drive.
+            over += over_limits(value, f"{where}{name} / ")
+        elif name in LIMITS and value > LIMITS[name]:
+            if name == "memory above the floor, MB" and where.startswith("run"):
+                continue
+            over.append(f"{where}{name} is {value:.3f}, more than {LIMITS[name]}")
+    return over
+
+
+ENVIRONMENT = {
+    **{name: value for name, value in os.environ.items() if name not in ("DISPLAY", "WAYLAND_DISPLAY")},
+    "WINEPREFIX": os.environ.get("WINEPREFIX", str(TOP / "build" / "wine")),
+    "WINEDEBUG": "-all",
+    "WINEDLLOVERRIDES": "mscoree,mshtml=;winemenubuilder.exe=d",
+    "LC_ALL": "C.UTF-8",
+}
+LOADER = loader()
+
+if __name__ == "__main__":
+    sys.exit(main())

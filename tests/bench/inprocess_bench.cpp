@@ -1,0 +1,225 @@
+// What cannot be timed as a whole process: resolving many drive words, and loading a long translation. Prints one JSON
+// object; every figure is the median of several runs, in milliseconds.
+
+#include "cmd/command_line.h"
+#include "engine/engine_contract.h"
+#include "messages/translation_file.h"
+#include "sim/reserved_slots.h"
+#include "support/replaced_function.h"
+#include "win/bstr.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#pragma GCC diagnostic push
+// An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+namespace {
+
+using namespace testing_support;
+
+constexpr int kRuns = 9;
+constexpr int kDrives = 10000;
+constexpr int kWords = 1000;
+constexpr int kTranslatedLines = 100000;
+
+HRESULT NotCalled()
+{
+    return E_NOTIMPL;
+}
+
+template <typename Slots>
+class Counted : public Slots {
+public:
+    virtual ~Counted() = default;
+
+    HRESULT WINAPI QueryInterface(REFIID, void** object) override
+    {
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG WINAPI AddRef() override { return ++references_; }
+    ULONG WINAPI Release() override
+    {
+        const ULONG left = --references_;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
+
+protected:
+    HRESULT OnReserved(std::wstring_view, unsigned) override { return NotCalled(); }
+
+private:
+    ULONG references_ = 1;
+};
+
+class BenchDrive final : public Counted<sim::DriveSlots> {
+public:
+    explicit BenchDrive(std::wstring name) : name_(std::move(name)) {}
+
+    HRESULT WINAPI GetDriveName(BSTR* name) override
+    {
+        *name = SysAllocStringLen(name_.data(), static_cast<UINT>(name_.size()));
+        return S_OK;
+    }
+    HRESULT WINAPI GetMountPoint(BSTR*) override { return NotCalled(); }
+    HRESULT WINAPI GetOfflineFileTypes(ULONG*) override { return NotCalled(); }
+    HRESULT WINAPI GetState(ULONG*) override { return NotCalled(); }
+
+private:
+    std::wstring name_;
+};
+
+// An engine with drives mounted in the folders D:\Mounts\0\ to D:\Mounts\9999\, whose names are their identities.
+class BenchAgent final : public Counted<sim::AgentSlots> {
+public:
+    HRESULT WINAPI GetDriveList(BSTR* list) override
+    {
+        std::wstring names;
+        for (int i = 0; i < kDrives; ++i) {
+            names += (i == 0 ? L"D:\\Mounts\\" : L"|D:\\Mounts\\") + std::to_wstring(i) + L"\\";
+        }
+        *list = SysAllocStringLen(names.data(), static_cast<UINT>(names.size()));
+        return S_OK;
+    }
+    HRESULT WINAPI GetDrive(BSTR name, IVLDrive** drive) override
+    {
+        *drive = new BenchDrive(name);
+        return S_OK;
+    }
+    HRESULT WINAPI Analyze(IVLDrive*) override { return NotCalled(); }
+    HRESULT WINAPI OptimizeOnline(IVLDrive*, LONG) override { return NotCalled(); }
+    HRESULT WINAPI DefragFile(IVLDrive*, BSTR) override { return NotCalled(); }
+    HRESULT WINAPI PrepareOffline(IVLDrive*, LONG) override { return NotCalled(); }
+    HRESULT WINAPI ScheduleBootTime(IVLDrive*, ULONG) override { return NotCalled(); }
+    HRESULT WINAPI CancelBootTime(IVLDrive*) override { return NotCalled(); }
+    HRESULT WINAPI OptimizeOffline(IVLDrive*, ULONG) override { return NotCalled(); }
+    HRESULT WINAPI StopDrive(IVLDrive*) override { return NotCalled(); }
+    HRESULT WINAPI StopAll() override { return NotCalled(); }
+    HRESULT WINAPI CheckAccess(ULONG*) override { return NotCalled(); }
+    HRESULT WINAPI GetFileNameById(BSTR, hyper, BSTR*) override { return NotCalled(); }
+    HRESULT WINAPI GetStatistics(BSTR, DATE, LONG, IVLStatistics**) override { return NotCalled(); }
+    HRESULT WINAPI ZeroFreeSpace(IVLDrive*, LONG) override { return NotCalled(); }
+};
+
+double MedianMilliseconds(const std::function<void()>& work)
+{
+    std::vector<double> times;
+    for (int i = 0; i < kRuns; ++i) {
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+    }
+    std::nth_element(times.begin(), times.begin() + kRuns / 2, times.end());
+    return times[kRuns / 2];
+}
+
+void Require(bool holds, const char* what)
+{
+    if (!holds) {
+        std::fprintf(stderr, "inprocess_bench: %s\n", what);
+        ExitProcess(1);
+    }
+}
+
+// Walking the drives and asking each for its name, with nothing compared.
+double TimeWalking()
+{
+    return MedianMilliseconds([] {
+        win::ComPtr<IVLAgent> agent;
+        Require(SUCCEEDED(ConnectToAgent(L"", &agent)), "no agent");
+        std::size_t characters = 0;
+        Require(SUCCEEDED(WalkDrives(*agent,
+                                     [&](std::wstring_view, IVLDrive& drive) {
+                                         win::Bstr name;
+                                         drive.GetDriveName(name.Put());
+                                         characters += name.View().size();
+                                         return true;
+                                     })),
+                "the walk failed");
+        Require(characters > kDrives, "the drives have no names");
+    });
+}
+
+double TimeResolving()
+{
+    CommandLine commandLine;
+    RegisterSwitches(commandLine);
+    commandLine.words = {L"/dol"};
+    for (int i = 0; i < kWords; ++i) {
+        // Every tenth drive, without the closing backslash and in another case, so that each word has to be converted.
+        commandLine.words.push_back(L"d:\\MOUNTS\\" + std::to_wstring(i * (kDrives / kWords)));
+    }
+    return MedianMilliseconds([&] {
+        DriveList drives;
+        Require(ResolveDrives(commandLine, L"", drives) == kSuccess && drives.size() == kWords,
+                "not every word was resolved");
+    });
+}
+
+std::wstring WriteTranslation()
+{
+    wchar_t folder[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    std::wstring path = std::wstring(folder) + L"vlcmd-bench-" + std::to_wstring(GetCurrentProcessId()) + L".tr";
+    std::wstring text = L"#VL_TRANSLATION_FILE\r\n";
+    for (int i = 0; i < kTranslatedLines; ++i) {
+        text +=
+            std::to_wstring(i) +
+            L"\t\"Online optimization started on drive %1.\"\t\"Die Optimierung von Laufwerk %1 wurde gestartet.\"\r\n";
+    }
+    std::FILE* const file = _wfopen(path.c_str(), L"wb");
+    Require(file != nullptr && std::fwrite(text.data(), sizeof(wchar_t), text.size(), file) == text.size() &&
+                std::fclose(file) == 0,
+            "the translation file cannot be written");
+    return path;
+}
+
+double TimeReading(const std::wstring& path)
+{
+    return MedianMilliseconds([&] {
+        std::wstring text;
+        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS, "the translation file cannot be read");
+    });
+}
+
+double TimeLoading(const std::wstring& path)
+{
+    return MedianMilliseconds([&] {
+        std::wstring text;
+        Translations translations;
+        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS && ParseTranslations(text, translations) &&
+                    translations.size() == kTranslatedLines,
+                "the translation was not loaded whole");
+    });
+}
+
+} // namespace
+
+#pragma GCC diagnostic pop
+
+int main()
+{
+    const Replaced<"CoCreateInstance", decltype(::CoCreateInstance)> activation(
+        [](REFCLSID, IUnknown*, DWORD, REFIID, void** object) {
+            *object = new BenchAgent;
+            return S_OK;
+        });
+    const double walking = TimeWalking();
+    const double resolving = TimeResolving();
+    const std::wstring translation = WriteTranslation();
+    const double reading = TimeReading(translation);
+    const double loading = TimeLoading(translation);
+    DeleteFileW(translation.c_str());
+    std::printf("{\"walk_10000_drives_ms\": %.3f, \"resolve_1000_words_ms\": %.3f, "
+                "\"read_translation_ms\": %.3f, \"load_translation_ms\": %.3f}\n",
+                walking, resolving, reading, loading);
+    return 0;
+}
