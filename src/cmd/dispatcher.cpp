@@ -46,23 +46,23 @@ Result Fail(Result code)
 // --- Permissions ---
 
 struct PolicyRule {
-    bool (CUiGP::*isAllowed)() const noexcept;
+    bool (CGP::*isAllowed)() const noexcept;
     Message refusal;
 };
 
-constexpr PolicyRule kLaunch{&CUiGP::IsLaunchAllowed, {3586, "You do not have permission to launch Velundra."}};
-constexpr PolicyRule kStatus{&CUiGP::IsStatusAllowed,
+constexpr PolicyRule kLaunch{&CGP::IsLaunchAllowed, {3586, "You do not have permission to launch Velundra."}};
+constexpr PolicyRule kStatus{&CGP::IsStatusAllowed,
                              {3585, "You do not have permission to get the status of the drives."}};
-constexpr PolicyRule kAnalyze{&CUiGP::IsAnalyzeAllowed, {3582, "You do not have permission to analyze the drive(s)."}};
-constexpr PolicyRule kOnline{&CUiGP::IsOnlineDefragAllowed,
+constexpr PolicyRule kAnalyze{&CGP::IsAnalyzeAllowed, {3582, "You do not have permission to analyze the drive(s)."}};
+constexpr PolicyRule kOnline{&CGP::IsOnlineDefragAllowed,
                              {3588, "You do not have permission to perform an online defragmentation."}};
-constexpr PolicyRule kOffline{&CUiGP::IsOfflineDefragAllowed,
+constexpr PolicyRule kOffline{&CGP::IsOfflineDefragAllowed,
                               {3587, "You do not have permission to perform an offline defragmentation."}};
-constexpr PolicyRule kStop{&CUiGP::IsStopAllowed,
+constexpr PolicyRule kStop{&CGP::IsStopAllowed,
                            {3589, "You do not have permission to perform stop the defragmentation operation."}};
-constexpr PolicyRule kBootTime{&CUiGP::IsBootTimeScheduleAllowed,
+constexpr PolicyRule kBootTime{&CGP::IsBootTimeScheduleAllowed,
                                {3592, "You do not have permission to schedule a boot time defragmentation."}};
-constexpr PolicyRule kSchedule{&CUiGP::IsRunScheduleAllowed,
+constexpr PolicyRule kSchedule{&CGP::IsRunScheduleAllowed,
                                {3591, "You do not have permission to run the schedule operation."}};
 
 template <const PolicyRule& Rule>

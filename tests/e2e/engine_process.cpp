@@ -1,5 +1,8 @@
 #include "engine_process.h"
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <fstream>
 #include <stdexcept>
 
@@ -7,68 +10,145 @@ namespace e2e {
 
 namespace {
 
-constexpr DWORD kStartTime = 30000;
-
 std::wstring ReadyEventName()
 {
     return L"VLCmdTestEngineReady-" + std::to_wstring(GetCurrentProcessId());
 }
 
-std::vector<std::wstring> ServeWords(const std::filesystem::path& scenario, const std::filesystem::path& folder)
+// The objects that the engine handed out by the log, and those that were released.
+void ExpectAllReleased(const std::vector<std::string>& log)
 {
-    return {L"--scenario", scenario.wstring(), L"--log", (folder / L"calls.log").wstring(),
-            L"--ready",    ReadyEventName()};
+    constexpr std::string_view kSuccess = " -> 0x00000000 ";
+    constexpr std::string_view kObjects[] = {"object=", "drive=", "schedule=", "statistics="};
+    constexpr std::string_view kReleased = " released";
+    std::vector<std::string> handedOut;
+    std::vector<std::string> released;
+    for (const std::string& line : log) {
+        if (line.ends_with(kReleased)) {
+            released.push_back(line.substr(0, line.size() - kReleased.size()));
+            continue;
+        }
+        const std::size_t end = line.rfind(kSuccess);
+        if (end == std::string::npos) {
+            continue;
+        }
+        const std::string output = line.substr(end + kSuccess.size());
+        const auto* const object =
+            std::ranges::find_if(kObjects, [&](std::string_view name) { return output.starts_with(name); });
+        if (object != std::end(kObjects)) {
+            handedOut.push_back(output.substr(object->size()));
+        }
+    }
+    std::ranges::sort(handedOut);
+    std::ranges::sort(released);
+    EXPECT_EQ(handedOut, released) << "not every object was released before the tool ended";
 }
 
 } // namespace
 
-EngineProcess::EngineProcess(std::string_view scenario)
-    : ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName().c_str())),
-      process_(ProgramFolder() / L"VLEngine.exe", ServeWords(folder_.Write(L"test.scenario", scenario), folder_.Path()),
-               false)
+EngineProcess::EngineProcess(std::optional<std::string_view> scenario)
+    : scenario_(scenario ? folder_.Write(L"test.scenario", *scenario) : ProgramFolder() / L"default.scenario"),
+      ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName().c_str())),
+      process_(Start())
 {
-    AwaitReady();
-}
-
-EngineProcess::EngineProcess()
-    : ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName().c_str())),
-      process_(ProgramFolder() / L"VLEngine.exe", ServeWords(ProgramFolder() / L"default.scenario", folder_.Path()),
-               false)
-{
-    AwaitReady();
-}
-
-void EngineProcess::AwaitReady()
-{
-    const HANDLE either[] = {ready_.Get(), process_.Handle()};
-    if (WaitForMultipleObjects(2, either, FALSE, kStartTime) != WAIT_OBJECT_0) {
+    if (IsReady()) {
+        return;
+    }
+    // An engine that somebody else has left running stands in the way.
+    RunEngine(L"/quit");
+    process_ = Start();
+    if (!IsReady()) {
         process_.Terminate();
         throw std::runtime_error("the simulated engine did not start");
     }
 }
 
+Process EngineProcess::Start() const
+{
+    return {ProgramFolder() / L"VLEngine.exe",
+            {L"--scenario", scenario_.wstring(), L"--log", (folder_.Path() / L"calls.log").wstring(), L"--ready",
+             ReadyEventName()},
+            Surroundings{}};
+}
+
+bool EngineProcess::IsReady() const
+{
+    constexpr DWORD kStartTime = 30000;
+    const HANDLE either[] = {ready_.Get(), process_.Handle()};
+    return WaitForMultipleObjects(2, either, FALSE, kStartTime) == WAIT_OBJECT_0;
+}
+
 EngineProcess::~EngineProcess()
 {
+    ExpectAllReleased(Log());
     RunEngine(L"/quit");
     process_.Terminate();
 }
 
 std::vector<std::string> EngineProcess::Log() const
 {
-    std::ifstream file(folder_.Path() / L"calls.log", std::ios::binary);
+    std::vector<std::string> lines = ReadLog(folder_.Path() / L"calls.log");
+    if (!lines.empty()) {
+        lines.erase(lines.begin());
+    }
+    return lines;
+}
+
+std::vector<std::string> EngineProcess::CallsOf(std::string_view method) const
+{
+    const std::string call = "::" + std::string(method) + '(';
+    std::vector<std::string> calls;
+    for (const std::string& line : Log()) {
+        if (const std::size_t at = line.find(call); at != std::string::npos) {
+            calls.push_back(line.substr(at + 2));
+        }
+    }
+    return calls;
+}
+
+std::vector<std::string> ReadLog(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) {
-        if (line.ends_with('\r')) {
-            line.pop_back();
-        }
         lines.push_back(line);
     }
     return lines;
 }
 
+std::string Failing(std::string_view method, std::string_view result, std::string_view drive, std::string_view call)
+{
+    std::string fault = "[fault]\nmethod = " + std::string(method) + "\nfail = " + std::string(result) + '\n';
+    if (!drive.empty()) {
+        fault += "drive = " + std::string(drive) + '\n';
+    }
+    if (!call.empty()) {
+        fault += "call = " + std::string(call) + '\n';
+    }
+    return fault;
+}
+
+std::string Answering(std::string_view method, std::string_view call, std::string_view value)
+{
+    return "[fault]\nmethod = " + std::string(method) + "\ncall = " + std::string(call) +
+           "\nvalue = " + std::string(value) + '\n';
+}
+
 std::uint32_t RunEngine(const std::wstring& word)
 {
-    return Process(ProgramFolder() / L"VLEngine.exe", std::vector<std::wstring>{word}, false).Wait().exitCode;
+    return Process(ProgramFolder() / L"VLEngine.exe", {word}, Surroundings{}).Wait().exitCode;
+}
+
+WithoutEngine::WithoutEngine()
+{
+    if (RunEngine(L"/unregserver") != 0) {
+        throw std::runtime_error("the simulated engine cannot be unregistered");
+    }
+}
+
+WithoutEngine::~WithoutEngine()
+{
+    EXPECT_EQ(0U, RunEngine(L"/regserver"));
 }
 
 } // namespace e2e

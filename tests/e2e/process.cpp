@@ -1,7 +1,11 @@
 #include "process.h"
 
 #include <fstream>
+#include <ios>
+#include <ostream>
+#include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace e2e {
 
@@ -12,11 +16,33 @@ namespace {
     throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
 }
 
-win::KernelHandle NullDevice()
+// A new handle that children inherit.
+win::FileHandle NullDevice()
 {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    return win::KernelHandle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                         &inheritable, OPEN_EXISTING, 0, nullptr));
+    return win::FileHandle(CreateFileW(L"NUL", GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                       &inheritable, OPEN_EXISTING, 0, nullptr));
+}
+
+struct Pipe {
+    win::KernelHandle readEnd;
+    win::KernelHandle writeEnd;
+};
+
+Pipe MakePipe()
+{
+    Pipe pipe;
+    if (CreatePipe(pipe.readEnd.Put(), pipe.writeEnd.Put(), nullptr, 0) == FALSE) {
+        ThrowLastError("CreatePipe");
+    }
+    return pipe;
+}
+
+void LetChildrenInherit(HANDLE handle)
+{
+    if (SetHandleInformation(handle, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT) == FALSE) {
+        ThrowLastError("SetHandleInformation");
+    }
 }
 
 // Quotes one word by the rules of CommandLineToArgvW: backslashes count double before a quotation mark.
@@ -42,33 +68,53 @@ std::wstring Quoted(const std::wstring& word)
 
 } // namespace
 
-Process::Process(const std::filesystem::path& program, const std::vector<std::wstring>& words, bool captureOutput)
-    : Process(program, JoinWords(words), captureOutput)
-{}
-
-Process::Process(const std::filesystem::path& program, std::wstring commandLine, bool captureOutput)
+std::ostream& operator<<(std::ostream& stream, const Outcome& outcome)
 {
-    commandLine = L'"' + program.wstring() + L'"' + (commandLine.empty() ? L"" : L" ") + commandLine;
-    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
-    win::KernelHandle writeEnd;
-    if (captureOutput) {
-        if (CreatePipe(output_.Put(), writeEnd.Put(), &inheritable, 0) == FALSE) {
-            ThrowLastError("CreatePipe");
-        }
-        SetHandleInformation(output_.Get(), HANDLE_FLAG_INHERIT, 0);
-    } else {
-        writeEnd = NullDevice();
+    return stream << "exit code 0x" << std::hex << outcome.exitCode << std::dec << " and the output\n"
+                  << outcome.output;
+}
+
+Process::Process(const std::filesystem::path& program, const std::vector<std::wstring>& words)
+{
+    StartWithPipe(program, JoinWords(words));
+}
+
+Process::Process(const std::filesystem::path& program, std::wstring_view commandLine)
+{
+    StartWithPipe(program, commandLine);
+}
+
+Process::Process(const std::filesystem::path& program, const std::vector<std::wstring>& words,
+                 const Surroundings& surroundings)
+{
+    Start(program, JoinWords(words), surroundings);
+}
+
+void Process::StartWithPipe(const std::filesystem::path& program, std::wstring_view commandLine)
+{
+    Pipe pipe = MakePipe();
+    LetChildrenInherit(pipe.writeEnd.Get());
+    output_ = std::move(pipe.readEnd);
+    Start(program, commandLine, {pipe.writeEnd.Get()});
+}
+
+void Process::Start(const std::filesystem::path& program, std::wstring_view commandLine,
+                    const Surroundings& surroundings)
+{
+    std::wstring line = L'"' + program.wstring() + L'"';
+    if (!commandLine.empty()) {
+        line.append(L" ").append(commandLine);
     }
-    const win::KernelHandle input = NullDevice();
+    const win::FileHandle nothing = NullDevice();
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = input.Get();
-    startup.hStdOutput = writeEnd.Get();
+    startup.hStdInput = surroundings.input != nullptr ? surroundings.input : nothing.Get();
+    startup.hStdOutput = surroundings.output != nullptr ? surroundings.output : nothing.Get();
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION information{};
-    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                       &information) == FALSE) {
+    if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, surroundings.creationFlags, nullptr,
+                       nullptr, &startup, &information) == FALSE) {
         ThrowLastError("CreateProcessW");
     }
     process_.Reset(information.hProcess);
@@ -77,22 +123,36 @@ Process::Process(const std::filesystem::path& program, std::wstring commandLine,
 
 Outcome Process::Wait()
 {
-    constexpr DWORD kChunk = 4096;
-    Outcome outcome;
-    if (output_) {
-        char chunk[kChunk];
-        DWORD read = 0;
-        while (ReadFile(output_.Get(), chunk, kChunk, &read, nullptr) != FALSE && read != 0) {
-            outcome.output.append(chunk, read);
-        }
+    while (output_ && ReadSome()) {
     }
     WaitForSingleObject(process_.Get(), INFINITE);
     DWORD exitCode = 0;
     if (GetExitCodeProcess(process_.Get(), &exitCode) == FALSE) {
         ThrowLastError("GetExitCodeProcess");
     }
-    outcome.exitCode = exitCode;
-    return outcome;
+    return {read_, exitCode};
+}
+
+bool Process::ReadUntil(std::string_view text)
+{
+    while (read_.find(text) == std::string::npos) {
+        if (!ReadSome()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Process::ReadSome()
+{
+    constexpr DWORD kChunk = 4096;
+    char chunk[kChunk];
+    DWORD read = 0;
+    if (ReadFile(output_.Get(), chunk, kChunk, &read, nullptr) == FALSE) {
+        return false;
+    }
+    read_.append(chunk, read);
+    return read != 0;
 }
 
 bool Process::EndsWithin(DWORD milliseconds) const
@@ -113,6 +173,11 @@ std::filesystem::path ProgramFolder()
     return std::filesystem::path(path).parent_path();
 }
 
+std::filesystem::path ToolPath()
+{
+    return ProgramFolder() / L"VLCmd.exe";
+}
+
 std::wstring JoinWords(const std::vector<std::wstring>& words)
 {
     std::wstring line;
@@ -124,11 +189,18 @@ std::wstring JoinWords(const std::vector<std::wstring>& words)
 
 Outcome RunTool(const std::vector<std::wstring>& words)
 {
-    return Process(ProgramFolder() / L"VLCmd.exe", words, true).Wait();
+    return Process(ToolPath(), words).Wait();
 }
 
-ScratchFolder::ScratchFolder() : path_(ProgramFolder() / (L"scratch-" + std::to_wstring(GetCurrentProcessId())))
+Outcome RunToolLine(std::wstring_view commandLine)
 {
+    return Process(ToolPath(), commandLine).Wait();
+}
+
+ScratchFolder::ScratchFolder()
+{
+    static int count = 0;
+    path_ = ProgramFolder() / (L"scratch-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count));
     std::filesystem::create_directories(path_);
 }
 
@@ -143,6 +215,10 @@ std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::string
     std::filesystem::path path = path_ / name;
     std::ofstream file(path, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (!file) {
+        throw std::runtime_error("a file of the test cannot be written");
+    }
     return path;
 }
 
@@ -151,30 +227,12 @@ std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::wstrin
     return Write(name, {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)});
 }
 
-RegistryValue::RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name, std::uint32_t value)
-    : name_(name)
+SilentPipe::SilentPipe()
 {
-    if (RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key_.Put(), nullptr) !=
-        ERROR_SUCCESS) {
-        throw std::runtime_error("RegCreateKeyExW");
-    }
-    DWORD before = 0;
-    DWORD size = sizeof before;
-    if (RegQueryValueExW(key_.Get(), name_.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(&before), &size) ==
-        ERROR_SUCCESS) {
-        before_ = before;
-    }
-    RegSetValueExW(key_.Get(), name_.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
-}
-
-RegistryValue::~RegistryValue()
-{
-    if (before_) {
-        RegSetValueExW(key_.Get(), name_.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&*before_),
-                       sizeof *before_);
-    } else {
-        RegDeleteValueW(key_.Get(), name_.c_str());
-    }
+    Pipe pipe = MakePipe();
+    LetChildrenInherit(pipe.readEnd.Get());
+    readEnd_ = std::move(pipe.readEnd);
+    writeEnd_ = std::move(pipe.writeEnd);
 }
 
 } // namespace e2e

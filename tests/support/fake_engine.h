@@ -43,7 +43,7 @@ struct Fault {
     // What the method answers instead of doing its work.
     HRESULT result = E_FAIL;
     // Only for calls whose argument text (what stands between the parentheses) begins so; empty for all.
-    std::wstring argument;
+    std::wstring argument{};
     // Only for the n-th call of the method that the argument admits, counted from 1; 0 for all.
     int call = 0;
 };

@@ -4,6 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
+// The first byte of the running program; the linker's own name for it.
+extern "C" const IMAGE_DOS_HEADER __ImageBase;
+
 namespace testing_support {
 
 namespace {
@@ -19,9 +22,9 @@ T* At(std::uintptr_t base, std::uintptr_t offset)
 template <typename Visit>
 void ForEachSlot(const char* function, Visit visit)
 {
-    const auto base = reinterpret_cast<std::uintptr_t>(GetModuleHandleW(nullptr));
-    const auto* const dos = At<IMAGE_DOS_HEADER>(base, 0);
-    const auto* const headers = At<IMAGE_NT_HEADERS>(base, static_cast<std::uintptr_t>(dos->e_lfanew));
+    // Not asked of GetModuleHandleW, which a test may have replaced.
+    const auto base = reinterpret_cast<std::uintptr_t>(&__ImageBase);
+    const auto* const headers = At<IMAGE_NT_HEADERS>(base, static_cast<std::uintptr_t>(__ImageBase.e_lfanew));
     const IMAGE_DATA_DIRECTORY& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
     for (const auto* dll = At<IMAGE_IMPORT_DESCRIPTOR>(base, imports.VirtualAddress); dll->Name != 0; ++dll) {
         const auto* name = At<IMAGE_THUNK_DATA>(base, dll->OriginalFirstThunk);

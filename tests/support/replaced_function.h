@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/failing_memory.h"
 #include "win/windows_api.h"
 
 #include <algorithm>
@@ -32,7 +33,8 @@ struct FunctionName {
 //
 //     Replaced<"GetSystemMetrics", decltype(::GetSystemMetrics)> metrics([](int) { return 1; });
 //
-// Replacements of one function stack; each can call what it replaced through Original. Calls are counted.
+// Replacements of one function stack; each can call what it replaced through Original. Calls are counted. Allocations
+// of a replacement neither count nor fail where a test makes memory fail.
 template <FunctionName Name, typename Signature>
 class Replaced;
 
@@ -76,6 +78,8 @@ public:
 private:
     Result Answer(Arguments... arguments)
     {
+        // What a test does in Windows' place is none of the program's memory.
+        const SparedMemory spared;
         ++calls_;
         return function_(arguments...);
     }

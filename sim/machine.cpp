@@ -1,0 +1,253 @@
+#include "machine.h"
+
+#include "text.h"
+
+#include <algorithm>
+
+namespace sim {
+
+namespace {
+
+std::uint32_t Code(DriveState state)
+{
+    return static_cast<std::uint32_t>(state);
+}
+
+} // namespace
+
+Machine::Machine(const Scenario& scenario, Time now)
+    : setups_(scenario.drives), schedules_(scenario.schedules), driveList_(scenario.driveList),
+      activities_(scenario.drives.size())
+{
+    // Identities go before names of the same text, as they are what the engine's own list hands out.
+    for (const auto text : {&DriveSetup::identity, &DriveSetup::name}) {
+        for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
+            const std::wstring& known = setups_[drive].*text;
+            byName_.emplace(FoldCase(known), drive);
+            byVolume_.emplace(FoldCase(WithoutTrailingBackslash(known)), drive);
+        }
+    }
+    for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
+        const DriveSetup& setup = setups_[drive];
+        Activity& activity = activities_[drive];
+        activity.bootTypes = setup.bootTypes;
+        if (setup.stateTime) {
+            activity.legs.push_back({setup.state, now + *setup.stateTime});
+        } else {
+            activity.stateAfter = setup.state;
+        }
+    }
+}
+
+std::wstring Machine::DriveList() const
+{
+    if (driveList_) {
+        return *driveList_;
+    }
+    std::wstring list;
+    for (const DriveSetup& setup : setups_) {
+        if (!list.empty()) {
+            list += L'|';
+        }
+        list += setup.identity;
+    }
+    return list;
+}
+
+std::optional<DriveIndex> Machine::FindDrive(std::wstring_view identityOrName) const
+{
+    const auto found = byName_.find(FoldCase(identityOrName));
+    return found == byName_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<DriveIndex> Machine::FindVolume(std::wstring_view identityOrName) const
+{
+    const auto found = byVolume_.find(FoldCase(WithoutTrailingBackslash(identityOrName)));
+    return found == byVolume_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::uint32_t Machine::StateOf(DriveIndex drive, Time now) const
+{
+    const std::scoped_lock guard(lock_);
+    const Activity& activity = activities_[drive];
+    const auto leg = std::ranges::find_if(activity.legs, [&](const Leg& candidate) { return now < candidate.end; });
+    return leg == activity.legs.end() ? activity.stateAfter : leg->state;
+}
+
+bool Machine::AtWork(Time now) const
+{
+    const std::scoped_lock guard(lock_);
+    return std::ranges::any_of(activities_, [&](const Activity& activity) {
+        return !activity.legs.empty() && now < activity.legs.back().end;
+    });
+}
+
+HRESULT Machine::Analyze(DriveIndex drive, Time now)
+{
+    Start(drive, {{DriveState::Analyzing, setups_[drive].times.analyze}}, now);
+    return S_OK;
+}
+
+HRESULT Machine::OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now)
+{
+    if (mode < 0 || mode > kLastOnlineMode) {
+        return E_INVALIDARG;
+    }
+    Start(drive, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
+    return S_OK;
+}
+
+HRESULT Machine::DefragFile(DriveIndex drive, std::wstring_view paths, Time now)
+{
+    if (paths.empty()) {
+        return E_INVALIDARG;
+    }
+    Start(drive, {{DriveState::Defragmenting, setups_[drive].times.file}}, now);
+    return S_OK;
+}
+
+HRESULT Machine::ZeroFreeSpace(DriveIndex drive, Time now)
+{
+    Start(drive, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
+    return S_OK;
+}
+
+HRESULT Machine::PrepareOffline(DriveIndex drive) const
+{
+    return setups_[drive].refusesOffline ? kDriveInUse : S_OK;
+}
+
+HRESULT Machine::OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time now)
+{
+    HRESULT result = PrepareOffline(drive);
+    if (FAILED(result)) {
+        return result;
+    }
+    result = EffectiveTypes(drive, fileTypes);
+    if (FAILED(result)) {
+        return result;
+    }
+    struct Pass {
+        std::uint32_t bit;
+        DriveState state;
+    };
+    constexpr Pass kPasses[] = {
+        {1, DriveState::OfflineDirectories}, {2, DriveState::OfflineSystemFiles}, {4, DriveState::OfflinePagingFile}};
+    std::vector<Step> steps;
+    for (const Pass& pass : kPasses) {
+        if ((fileTypes & pass.bit) != 0) {
+            steps.push_back({pass.state, setups_[drive].times.offlinePass});
+        }
+    }
+    Start(drive, steps, now);
+    return S_OK;
+}
+
+HRESULT Machine::ScheduleBootTime(DriveIndex drive, std::uint32_t fileTypes)
+{
+    const HRESULT result = EffectiveTypes(drive, fileTypes);
+    if (SUCCEEDED(result)) {
+        const std::scoped_lock guard(lock_);
+        activities_[drive].bootTypes = fileTypes;
+    }
+    return result;
+}
+
+HRESULT Machine::CancelBootTime(DriveIndex drive)
+{
+    const std::scoped_lock guard(lock_);
+    if (!activities_[drive].bootTypes) {
+        return kNotScheduled;
+    }
+    activities_[drive].bootTypes.reset();
+    return S_OK;
+}
+
+std::optional<std::uint32_t> Machine::BootTypesOf(DriveIndex drive) const
+{
+    const std::scoped_lock guard(lock_);
+    return activities_[drive].bootTypes;
+}
+
+void Machine::StopDrive(DriveIndex drive)
+{
+    const std::scoped_lock guard(lock_);
+    activities_[drive].legs.clear();
+    activities_[drive].stateAfter = Code(DriveState::Idle);
+}
+
+void Machine::StopAll()
+{
+    for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
+        StopDrive(drive);
+    }
+}
+
+HRESULT Machine::RunSchedule(std::wstring_view name, Time now)
+{
+    const auto schedule = std::ranges::find_if(
+        schedules_, [&](const ScheduleSetup& candidate) { return SameIgnoringCase(candidate.name, name); });
+    if (schedule == schedules_.end()) {
+        return kUnknownSchedule;
+    }
+    for (const DriveIndex drive : schedule->drives) {
+        switch (schedule->work) {
+        case ScheduledWork::Analyze:
+            Analyze(drive, now);
+            break;
+        case ScheduledWork::Defragment:
+            OptimizeOnline(drive, 0, now);
+            break;
+        case ScheduledWork::Nothing:
+            break;
+        }
+    }
+    return S_OK;
+}
+
+std::optional<std::wstring> Machine::FileName(DriveIndex drive, std::uint64_t identifier) const
+{
+    const auto& files = setups_[drive].files;
+    const auto found = files.find(identifier);
+    return found == files.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::vector<StatisticsPoint> Machine::Statistics(DriveIndex drive, double cutOff, std::int32_t count) const
+{
+    std::vector<StatisticsPoint> points;
+    for (const StatisticsPoint& point : setups_[drive].points) {
+        if (static_cast<std::int64_t>(points.size()) >= count) {
+            break;
+        }
+        if (point.date < cutOff) {
+            points.push_back(point);
+        }
+    }
+    return points;
+}
+
+void Machine::Start(DriveIndex drive, const std::vector<Step>& steps, Time now)
+{
+    std::vector<Leg> legs;
+    Time end = now;
+    for (const Step& step : steps) {
+        end += step.length;
+        legs.push_back({Code(step.state), end});
+    }
+    legs.push_back({Code(DriveState::Done), end + setups_[drive].times.done});
+
+    const std::scoped_lock guard(lock_);
+    activities_[drive].legs = std::move(legs);
+    activities_[drive].stateAfter = Code(DriveState::Idle);
+}
+
+// Replaces the mask of the configured file types by the drive's own; a mask must name a file type and nothing else.
+HRESULT Machine::EffectiveTypes(DriveIndex drive, std::uint32_t& fileTypes) const
+{
+    if (fileTypes == kConfiguredFileTypes) {
+        fileTypes = setups_[drive].offlineTypes;
+    }
+    return fileTypes != 0 && (fileTypes & ~kAllFileTypes) == 0 ? S_OK : E_INVALIDARG;
+}
+
+} // namespace sim

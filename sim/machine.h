@@ -1,0 +1,143 @@
+#pragma once
+
+#include "results.h"
+#include "scenario.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace sim {
+
+// The states of a drive that the engine itself brings about; a scenario may show any number.
+enum class DriveState : std::uint32_t {
+    Idle = 0,
+    Analyzing = 1,
+    Defragmenting = 2,
+    OfflineDirectories = 4,
+    OfflineSystemFiles = 5,
+    OfflinePagingFile = 6,
+    Done = 7,
+};
+
+// The modes of an online optimisation are 0 to this.
+constexpr std::int32_t kLastOnlineMode = 4;
+
+// Bits of a file-type mask, and the mask that stands for the drive's configured one.
+constexpr std::uint32_t kAllFileTypes = 7;
+constexpr std::uint32_t kConfiguredFileTypes = 4096;
+
+// A drive's place in the engine's list.
+using DriveIndex = std::size_t;
+
+// The computer behind the engine: its drives and what they are doing, its schedules, its files. It knows no COM; the
+// time of every question and order is given by the caller, so a test can let time pass as it likes. Safe to use from
+// any thread.
+class Machine {
+public:
+    using Clock = std::chrono::steady_clock;
+    using Time = Clock::time_point;
+
+    // The computer of the scenario, as it stands at this time.
+    Machine(const Scenario& scenario, Time now);
+
+    // The identities of all drives, separated by "|"; or what the scenario orders instead.
+    [[nodiscard]] std::wstring DriveList() const;
+
+    // The drive of this identity or name, in any case.
+    [[nodiscard]] std::optional<DriveIndex> FindDrive(std::wstring_view identityOrName) const;
+
+    // As FindDrive, but with or without the trailing backslash.
+    [[nodiscard]] std::optional<DriveIndex> FindVolume(std::wstring_view identityOrName) const;
+
+    // What the scenario says of the drive.
+    [[nodiscard]] const DriveSetup& Setup(DriveIndex drive) const { return setups_[drive]; }
+
+    // How many drives and schedules there are.
+    [[nodiscard]] std::size_t DriveCount() const { return setups_.size(); }
+    [[nodiscard]] std::size_t ScheduleCount() const { return schedules_.size(); }
+
+    // What the drive is doing.
+    [[nodiscard]] std::uint32_t StateOf(DriveIndex drive, Time now) const;
+
+    // Whether any drive is at work that ends by itself.
+    [[nodiscard]] bool AtWork(Time now) const;
+
+    // Starts an analysis in place of whatever the drive is doing; the same holds for the other starts.
+    HRESULT Analyze(DriveIndex drive, Time now);
+
+    // Starts an online optimisation; E_INVALIDARG for a mode that does not exist.
+    HRESULT OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now);
+
+    // Starts the defragmentation of files; E_INVALIDARG for no files.
+    HRESULT DefragFile(DriveIndex drive, std::wstring_view paths, Time now);
+
+    // Starts to overwrite the free space.
+    HRESULT ZeroFreeSpace(DriveIndex drive, Time now);
+
+    // Whether the drive can be processed offline now: S_OK or kDriveInUse.
+    [[nodiscard]] HRESULT PrepareOffline(DriveIndex drive) const;
+
+    // Starts the passes of the file types one after the other; kDriveInUse or, without file types, E_INVALIDARG.
+    HRESULT OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time now);
+
+    // Schedules the drive for the next boot in place of what was scheduled; E_INVALIDARG without file types.
+    HRESULT ScheduleBootTime(DriveIndex drive, std::uint32_t fileTypes);
+
+    // Removes the drive from the next boot; kNotScheduled where it was not there.
+    HRESULT CancelBootTime(DriveIndex drive);
+
+    // The file types for which the drive is scheduled, if it is.
+    [[nodiscard]] std::optional<std::uint32_t> BootTypesOf(DriveIndex drive) const;
+
+    // Makes the drive idle, whatever it shows; StopAll does so with every drive.
+    void StopDrive(DriveIndex drive);
+    void StopAll();
+
+    // Starts the work of the schedule of this name, in any case; kUnknownSchedule where there is none.
+    HRESULT RunSchedule(std::wstring_view name, Time now);
+
+    // The name of a file, where the drive has one with this identifier.
+    [[nodiscard]] std::optional<std::wstring> FileName(DriveIndex drive, std::uint64_t identifier) const;
+
+    // The newest points before the cut-off date, at most so many; the newest first.
+    [[nodiscard]] std::vector<StatisticsPoint> Statistics(DriveIndex drive, double cutOff, std::int32_t count) const;
+
+private:
+    // One leg of a drive's way back to idle: the state it shows until the end.
+    struct Leg {
+        std::uint32_t state;
+        Time end;
+    };
+
+    // What a drive shows: the legs that are not over yet, then the state after them.
+    struct Activity {
+        std::vector<Leg> legs;
+        std::uint32_t stateAfter = 0;
+        std::optional<std::uint32_t> bootTypes;
+    };
+
+    struct Step {
+        DriveState state;
+        std::chrono::milliseconds length;
+    };
+
+    void Start(DriveIndex drive, const std::vector<Step>& steps, Time now);
+    HRESULT EffectiveTypes(DriveIndex drive, std::uint32_t& fileTypes) const;
+
+    std::vector<DriveSetup> setups_;
+    std::vector<ScheduleSetup> schedules_;
+    std::optional<std::wstring> driveList_;
+    std::unordered_map<std::wstring, DriveIndex> byName_;
+    std::unordered_map<std::wstring, DriveIndex> byVolume_;
+    mutable std::mutex lock_; // guards activities_; all else stays as it was made
+    std::vector<Activity> activities_;
+};
+
+} // namespace sim

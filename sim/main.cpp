@@ -1,0 +1,190 @@
+// The simulated engine: a COM local server that shows the computer of a scenario file. It defragments nothing.
+
+#include "call_log.h"
+#include "engine.h"
+#include "instance.h"
+#include "options.h"
+#include "registration.h"
+#include "scenario.h"
+#include "server.h"
+#include "text.h"
+
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+#include <variant>
+
+namespace {
+
+using namespace sim;
+
+// The program's exit codes; out of memory it ends with ERROR_OUTOFMEMORY.
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kBadScenario = 2;
+constexpr int kAlreadyRunning = 3;
+
+// Writes a text to standard error or standard output, as UTF-8 unless it is a console.
+void Write(DWORD standardHandle, std::wstring_view text)
+{
+    const HANDLE handle = GetStdHandle(standardHandle);
+    DWORD mode = 0;
+    DWORD written = 0;
+    if (GetConsoleMode(handle, &mode) != FALSE) {
+        WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    } else {
+        const std::string bytes = ToUtf8(text);
+        WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    }
+}
+
+int Fail(int exitCode, std::wstring_view text)
+{
+    Write(STD_ERROR_HANDLE, L"VLEngine: " + std::wstring(text) + L'\n');
+    return exitCode;
+}
+
+// The multithreaded apartment, entered for as long as this lives.
+class Apartment {
+public:
+    Apartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
+    Apartment(const Apartment&) = delete;
+    Apartment& operator=(const Apartment&) = delete;
+    ~Apartment()
+    {
+        if (SUCCEEDED(result_)) {
+            CoUninitialize();
+        }
+    }
+
+    [[nodiscard]] HRESULT Result() const { return result_; }
+
+private:
+    HRESULT result_;
+};
+
+// The exit code of a server that has come to its end, with a word to the user where it was not the right one.
+int ExitCodeOf(HRESULT result, const CallLog& log, const std::wstring& logPath)
+{
+    if (FAILED(result)) {
+        return Fail(kFailed,
+                    L"the classes cannot be registered with COM: " + HexText(static_cast<std::uint32_t>(result)));
+    }
+    if (log.Error() != ERROR_SUCCESS) {
+        return Fail(kFailed, logPath + L": the log cannot be written: " + ErrorText(log.Error()));
+    }
+    return kDone;
+}
+
+// Ends the process although clients hold objects, as it has been told to quit. Their calls go on arriving on threads of
+// COM, which must not be there any more when a process takes itself apart in good order; so it does not. Nor may the
+// threads be in the middle of something: where Wine kills a thread that holds a lock of its own, the process hangs. Hence
+// the door is shut first, behind which every client's next call waits, and what is under way comes to rest.
+void EndAmongClients(int exitCode)
+{
+    constexpr DWORD kComeToRest = 250;
+    Sleep(kComeToRest);
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
+}
+
+int ServeScenario(Options options)
+{
+    if (const unsigned long error = CompleteFromRegistry(options); error != ERROR_SUCCESS) {
+        return Fail(kFailed, L"the settings cannot be read: " + ErrorText(error));
+    }
+    const std::variant<Scenario, ScenarioError> loaded = LoadScenario(options.scenario);
+    if (const ScenarioError* error = std::get_if<ScenarioError>(&loaded)) {
+        return Fail(kBadScenario, DescribeError(options.scenario, *error));
+    }
+    // Wine starts a server for every client that finds none, and takes its early end for a failed start. So a server that
+    // is not needed stays until its client has found the one that is running.
+    constexpr std::chrono::seconds kUntilClientLooksAgain(3);
+    const std::optional<ServerInstance> instance =
+        ServerInstance::Claim(options.startedByCom ? kUntilClientLooksAgain : std::chrono::seconds::zero());
+    if (!instance) {
+        const DWORD error = GetLastError();
+        if (error != ERROR_ALREADY_EXISTS) {
+            return Fail(kFailed, L"the server's names cannot be made: " + ErrorText(error));
+        }
+        return options.startedByCom ? kDone
+                                    : Fail(kAlreadyRunning, L"a server is running already; /quit would end it");
+    }
+    CallLog log;
+    if (!options.log.empty() && !log.Open(options.log)) {
+        return Fail(kFailed, options.log + L": the log cannot be opened: " + ErrorText(GetLastError()));
+    }
+    win::KernelHandle readyEvent;
+    if (!options.readyEvent.empty()) {
+        readyEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, options.readyEvent.c_str()));
+        if (!readyEvent) {
+            return Fail(kFailed, options.readyEvent + L": the event cannot be opened: " + ErrorText(GetLastError()));
+        }
+    }
+    const Scenario& scenario = std::get<Scenario>(loaded);
+    ServerLife life(instance->QuitEvent());
+    const auto engine = std::make_shared<Engine>(scenario, log, life);
+    engine->BeginLog();
+
+    const Apartment apartment;
+    if (FAILED(apartment.Result())) {
+        return ExitCodeOf(apartment.Result(), log, options.log);
+    }
+    Server server(engine, *instance, scenario.idleTime);
+    const HRESULT result = server.Run(readyEvent.Get());
+    const bool inUse = !life.IsFree();
+    if (inUse) {
+        life.ShutDoor();
+    }
+    engine->EndLog();
+    const int exitCode = ExitCodeOf(result, log, options.log);
+    if (inUse) {
+        EndAmongClients(exitCode);
+    }
+    return exitCode;
+}
+
+int ChangeRegistration(HRESULT (*change)())
+{
+    const Apartment apartment;
+    const HRESULT result = SUCCEEDED(apartment.Result()) ? change() : apartment.Result();
+    if (FAILED(result)) {
+        return Fail(kFailed, L"the registration failed: " + HexText(static_cast<std::uint32_t>(result)));
+    }
+    return kDone;
+}
+
+int Quit()
+{
+    constexpr std::chrono::seconds kPatience(15);
+    const DWORD error = QuitRunningServer(kPatience);
+    return error == ERROR_SUCCESS ? kDone : Fail(kFailed, L"the running server did not end: " + ErrorText(error));
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv)
+{
+    // Every COM method may count on memory being there, so none of them lets an exception out.
+    std::set_new_handler([] { ExitProcess(ERROR_OUTOFMEMORY); });
+
+    std::optional<Options> options = ParseOptions(std::vector<std::wstring_view>(argv + 1, argv + argc));
+    if (!options) {
+        Write(STD_ERROR_HANDLE, kUsage);
+        return kFailed;
+    }
+    switch (options->task) {
+    case Task::Serve:
+        return ServeScenario(std::move(*options));
+    case Task::Register:
+        return ChangeRegistration(&RegisterServer);
+    case Task::Unregister:
+        return ChangeRegistration(&UnregisterServer);
+    case Task::Quit:
+        return Quit();
+    case Task::Help:
+        Write(STD_OUTPUT_HANDLE, kUsage);
+        return kDone;
+    }
+    return kFailed;
+}

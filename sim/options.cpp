@@ -1,0 +1,107 @@
+#include "options.h"
+
+#include "registration.h"
+#include "text.h"
+
+#include "win/owner.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace sim {
+
+namespace {
+
+// Reads a text value of the simulator's key; an absent key or value leaves the text as it is.
+LSTATUS ReadSetting(const wchar_t* name, std::wstring& text)
+{
+    constexpr wchar_t kKey[] = L"Software\\Kestrane\\Simulator";
+    std::wstring value;
+    DWORD size = 0;
+    LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, kKey, name, RRF_RT_REG_SZ, nullptr, nullptr, &size);
+    while (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {
+        value.resize(size / sizeof(wchar_t));
+        status = RegGetValueW(HKEY_LOCAL_MACHINE, kKey, name, RRF_RT_REG_SZ, nullptr, value.data(), &size);
+        if (status == ERROR_SUCCESS) {
+            text = value.c_str();
+            return ERROR_SUCCESS;
+        }
+    }
+    return status == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : status;
+}
+
+} // namespace
+
+const wchar_t* const kUsage =
+    L"VLEngine: a simulated engine for trying out and testing. It defragments nothing.\n"
+    L"\n"
+    L"  VLEngine [--scenario FILE] [--log FILE] [--ready EVENT]\n"
+    L"                            serve; set the named event when clients may come\n"
+    L"  VLEngine /regserver       register this program as the computer's engine\n"
+    L"  VLEngine /unregserver     take the registration back\n"
+    L"  VLEngine /quit            end the running server and wait until it is gone\n"
+    L"  VLEngine -Embedding       serve; how COM starts the program\n"
+    L"\n"
+    L"Without --scenario, the values Scenario and CallLog of\n"
+    L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Simulator hold, and without those\n"
+    L"default.scenario beside the program, with no log.\n";
+
+std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
+{
+    Options options;
+    struct TaskWord {
+        std::wstring_view word;
+        Task task;
+    };
+    constexpr TaskWord kTasks[] = {{L"regserver", Task::Register},
+                                   {L"unregserver", Task::Unregister},
+                                   {L"quit", Task::Quit},
+                                   {L"?", Task::Help}};
+    struct ValueWord {
+        std::wstring_view word;
+        std::wstring Options::* place;
+    };
+    constexpr ValueWord kValues[] = {
+        {L"--scenario", &Options::scenario}, {L"--log", &Options::log}, {L"--ready", &Options::readyEvent}};
+
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        const bool isSwitch = word->starts_with(L'/') || word->starts_with(L'-');
+        const std::wstring_view name = word->substr(isSwitch ? 1 : 0);
+        const auto* const task =
+            std::ranges::find_if(kTasks, [&](const TaskWord& known) { return SameIgnoringCase(known.word, name); });
+        const auto* const value =
+            std::ranges::find_if(kValues, [&](const ValueWord& known) { return known.word == *word; });
+        if (isSwitch && task != std::end(kTasks)) {
+            // A task stands alone.
+            if (words.size() != 1) {
+                return std::nullopt;
+            }
+            options.task = task->task;
+        } else if (isSwitch && SameIgnoringCase(name, L"Embedding")) {
+            options.startedByCom = true;
+        } else if (value != std::end(kValues) && std::next(word) != words.end()) {
+            options.*value->place = *++word;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return options;
+}
+
+unsigned long CompleteFromRegistry(Options& options)
+{
+    if (!options.scenario.empty()) {
+        return ERROR_SUCCESS;
+    }
+    LSTATUS status = ReadSetting(L"Scenario", options.scenario);
+    if (status == ERROR_SUCCESS && options.log.empty()) {
+        status = ReadSetting(L"CallLog", options.log);
+    }
+    if (options.scenario.empty()) {
+        const std::wstring path = OwnPath();
+        options.scenario = path.substr(0, path.rfind(L'\\') + 1) + L"default.scenario";
+    }
+    return static_cast<unsigned long>(status);
+}
+
+} // namespace sim

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "win/owner.h"
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+
+namespace sim {
+
+// What keeps the server alive: its objects and the locks of its clients. Every hold is also one reference to the
+// server process, by which COM knows that the process is in use. Safe to use from any thread.
+class ServerLife {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    // Begins the life without any hold; the quit event ends every wait.
+    explicit ServerLife(HANDLE quitEvent);
+
+    // One more object or lock.
+    void Hold();
+
+    // One object or lock less.
+    void Drop();
+
+    // Whether nothing has held the server since this time.
+    [[nodiscard]] bool IdleSince(Clock::time_point time) const;
+
+    // Whether nothing holds the server now, and whether anything ever did.
+    [[nodiscard]] bool IsFree() const;
+    [[nodiscard]] bool WasUsed() const;
+
+    // Lets a call in; once the door is shut, never returns.
+    void Admit() const;
+
+    // Shuts the door for every call to come.
+    void ShutDoor();
+
+    // Waits, but not beyond the order to quit.
+    void Pause(std::chrono::milliseconds time) const;
+
+private:
+    HANDLE quitEvent_;
+    mutable std::mutex lock_;
+    unsigned long long holds_ = 0;
+    bool used_ = false;
+    Clock::time_point lastChange_;
+    std::atomic<bool> shut_ = false;
+};
+
+} // namespace sim

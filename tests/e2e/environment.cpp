@@ -1,0 +1,54 @@
+#include "engine_process.h"
+#include "registry_value.h"
+
+#include <gtest/gtest.h>
+
+#include <list>
+
+namespace {
+
+using namespace e2e;
+
+// What every test finds: the simulated engine of this build registered, and nothing in the registry that makes the tool
+// behave otherwise. What a user has set there comes back at the end.
+class UntouchedComputer : public testing::Environment {
+public:
+    void SetUp() override
+    {
+        for (const wchar_t* const name : {L"Language", L"IncludeTransId"}) {
+            values_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, name);
+        }
+        for (const wchar_t* const name :
+             {L"AllowLaunch", L"AllowAdvanceConfiguration", L"AllowAnalyze", L"AllowZeroFreeSpace",
+              L"AllowOnlineDefrag", L"AllowOfflineDefrag", L"AllowModifyDriveProps", L"AllowModifySched",
+              L"AllowRunSchedule", L"AllowCheckUpdate", L"AllowFreeSpaceStatus", L"AllowFreeSpaceReclaim"}) {
+            values_.emplace_back(HKEY_CURRENT_USER, kPolicyKey, name);
+        }
+        for (const wchar_t* const name : {L"Scenario", L"CallLog"}) {
+            values_.emplace_back(HKEY_LOCAL_MACHINE, kSimulatorKey, name);
+        }
+        if (RegisteredEngine() != L'"' + (ProgramFolder() / L"VLEngine.exe").wstring() + L'"') {
+            ASSERT_EQ(0U, RunEngine(L"/regserver"));
+        }
+    }
+
+    void TearDown() override { values_.clear(); }
+
+private:
+    // How COM starts the engine's drive manager.
+    static std::wstring RegisteredEngine()
+    {
+        wchar_t command[1024] = {};
+        DWORD size = sizeof command;
+        RegGetValueW(HKEY_LOCAL_MACHINE,
+                     L"Software\\Classes\\CLSID\\{0C5E92B1-7F3A-4D68-B2C4-9A81E6F05D17}\\LocalServer32", nullptr,
+                     RRF_RT_REG_SZ, nullptr, command, &size);
+        return command;
+    }
+
+    std::list<RegistryValue> values_;
+};
+
+const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new UntouchedComputer);
+
+} // namespace

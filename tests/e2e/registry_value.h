@@ -1,0 +1,49 @@
+#pragma once
+
+#include "win/owner.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace e2e {
+
+inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\14.0";
+inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\14.0";
+inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
+inline constexpr wchar_t kSimulatorKey[] = L"Software\\Kestrane\\Simulator";
+
+// A registry value, or none, for as long as the object lives; what stood there before comes back, and a key that was
+// not there goes again.
+class RegistryValue {
+public:
+    RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name, std::uint32_t value);
+    RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name, const std::wstring& value);
+    // No value of this name.
+    RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name);
+    RegistryValue(const RegistryValue&) = delete;
+    RegistryValue(RegistryValue&&) = delete;
+    ~RegistryValue();
+    RegistryValue& operator=(const RegistryValue&) = delete;
+    RegistryValue& operator=(RegistryValue&&) = delete;
+
+private:
+    struct Content {
+        DWORD type = REG_NONE;
+        std::vector<BYTE> bytes;
+    };
+
+    RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name, const std::optional<Content>& content);
+    [[nodiscard]] std::optional<Content> Read() const;
+    [[nodiscard]] LSTATUS Write(const std::optional<Content>& content) const;
+
+    HKEY root_;
+    std::wstring path_;
+    std::wstring name_;
+    win::RegistryKey key_;
+    bool createdKey_ = false;
+    std::optional<Content> before_;
+};
+
+} // namespace e2e

@@ -1,0 +1,163 @@
+#include "cmd/dispatcher.h"
+
+#include "cmd/console_control.h"
+#include "engine/stop_event.h"
+#include "support/arguments.h"
+#include "support/installed_program.h"
+#include "support/numbered_messages.h"
+#include "support/product_test.h"
+#include "support/usage_screen.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace testing_support;
+
+const std::wstring kBannerAndUsage = std::wstring(L"Velundra 14.0\n") + kUsageScreen;
+
+class Dispatching : public EngineTest {
+protected:
+    static Result Dispatch(const Words& words)
+    {
+        CommandLine line = ParsedLine(words);
+        return DispatchCommand(line);
+    }
+
+    // Lets Windows refuse the console control handler with this error.
+    void RefuseHandler(DWORD error)
+    {
+        refusesHandler_ = true;
+        refusal_ = error;
+    }
+
+    std::wstring outputBeforeHandler;      // what had been printed when the handler was set
+    std::vector<std::wstring> environment; // what was put into it
+
+    Replaced<"SetConsoleCtrlHandler", decltype(::SetConsoleCtrlHandler)> setHandler{
+        [this](PHANDLER_ROUTINE routine, BOOL add) {
+            EXPECT_EQ(&ConsoleCtrlHandler, routine);
+            EXPECT_EQ(TRUE, add);
+            outputBeforeHandler = output.Text();
+            SetLastError(refusal_);
+            return refusesHandler_ ? FALSE : TRUE;
+        }};
+
+private:
+    bool refusesHandler_ = false;
+    DWORD refusal_ = ERROR_SUCCESS;
+    Replaced<"_wputenv", decltype(::_wputenv)> putEnvironment_{[this](const wchar_t* text) {
+        environment.emplace_back(text);
+        return 0;
+    }};
+};
+
+TEST_F(Dispatching, PrintsTheBannerAndThenSetsTheHandlerThatStays)
+{
+    EXPECT_EQ(0U, Dispatch({L"/?"}));
+    EXPECT_EQ(L"Velundra 14.0\n", outputBeforeHandler);
+    EXPECT_EQ(1, setHandler.Calls());
+    EXPECT_EQ(nullptr, StopEvent);
+}
+
+TEST_F(Dispatching, ShowsTheUsageScreenForHelpNoCommandAndUnknownOnes)
+{
+    for (const Words& words : {Words{L"/?"}, Words{}, Words{L"/w"}, Words{L"/bogus"}, Words{L"C:", L"/st"},
+                               Words{L"/?", L"/st"}, Words{L"\\\\SRV1"}}) {
+        EXPECT_EQ(0U, Dispatch(words));
+        EXPECT_EQ(kBannerAndUsage, output.Take());
+    }
+    EXPECT_TRUE(environment.empty());
+    EXPECT_TRUE(engine.Activations().empty());
+}
+
+TEST_F(Dispatching, NumbersTheBannerToo)
+{
+    const NumberedMessages numbered;
+    engine.activation = REGDB_E_CLASSNOTREG;
+    EXPECT_EQ(0x80040154, Dispatch({L"/st"}));
+    EXPECT_EQ(L"(-2447-)Velundra 14.0\n(-2489-)Velundra is not installed on computer ''\n", output.Text());
+}
+
+TEST_F(Dispatching, LoadsTheTranslationBeforeItPrints)
+{
+    const InstalledProgram program;
+    program.Translate(
+        1031, L"German",
+        {L"2447\t\"Velundra 14.0\"\t\"Velundra 14.0 (deutsch)\"", L"2407\t\"VLCmd /?\"\t\"VLCmd /? (Hilfe)\""});
+    registry.SetDword(HKEY_LOCAL_MACHINE, kConsoleProductKey, L"Language", 1036);
+    EXPECT_EQ(0U, Dispatch({L"/?"}));
+    const std::wstring shown = output.Text();
+    EXPECT_TRUE(shown.starts_with(L"Velundra 14.0 (deutsch)\n    Usage :\n")) << shown;
+    EXPECT_TRUE(shown.ends_with(L"13. Display help\nVLCmd /? (Hilfe)\n")) << shown;
+}
+
+TEST_F(Dispatching, StaysEnglishWhereTheTranslationIsBad)
+{
+    const InstalledProgram program;
+    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
+    for (const wchar_t* text :
+         {L"", L"2447\t\"Velundra 14.0\"\t\"other\"", L"\xFEFF#VL_TRANSLATION_FILE\n2447\t\"V\"\t\"x\""}) {
+        program.Folder().AddTextFile(L"German.tr", text);
+        EXPECT_EQ(0U, Dispatch({L"/?"}));
+        EXPECT_EQ(kBannerAndUsage, output.Take());
+    }
+}
+
+TEST_F(Dispatching, StaysEnglishForALanguageThatTheProductDoesNotSpeak)
+{
+    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 2055);
+    EXPECT_EQ(0U, Dispatch({}));
+    EXPECT_EQ(kBannerAndUsage, output.Text());
+}
+
+TEST_F(Dispatching, EndsWhereTheHandlerIsRefused)
+{
+    RefuseHandler(5);
+    EXPECT_EQ(5U, Dispatch({L"/st"}));
+    EXPECT_EQ(L"Velundra 14.0\nFailed to set control handler (5).\n", output.Text());
+    EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=5"}), environment);
+    EXPECT_TRUE(engine.Activations().empty());
+}
+
+TEST_F(Dispatching, EndsWhereTheHandlerIsRefusedWithoutAnError)
+{
+    RefuseHandler(0);
+    EXPECT_EQ(0U, Dispatch({L"/st"}));
+    EXPECT_EQ(L"Velundra 14.0\nFailed to set control handler (0).\n", output.Text());
+    EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=0"}), environment);
+    EXPECT_TRUE(engine.Activations().empty());
+}
+
+TEST_F(Dispatching, ShowsTheStatusOfTheEnginesDrives)
+{
+    engine.AddDrive(L"C:\\");
+    engine.AddDrive(L"D:\\").states = {1};
+    for (const wchar_t* word : {L"/st", L"/STATUS"}) {
+        EXPECT_EQ(0U, Dispatch({L"/w", word, L"C:"}));
+        EXPECT_EQ(L"Velundra 14.0\nDrive name: C:\\Status: Idle\nDrive name: D:\\Status: Analyzing\n", output.Take());
+    }
+    EXPECT_TRUE(environment.empty());
+}
+
+TEST_F(Dispatching, AsksTheEngineOfTheComputerThatIsNamedEitherWay)
+{
+    for (const Words& words : {Words{L"/st", L"/c", L"\\\\SRV1"}, Words{L"/st", L"\\\\SRV1"},
+                               Words{L"/st", L"/c", L"SRV2", L"/c", L"\\\\SRV1"}}) {
+        EXPECT_EQ(0U, Dispatch(words));
+        EXPECT_TRUE(engine.Activations().back().remote);
+        EXPECT_EQ(L"\\\\SRV1", engine.Activations().back().server);
+    }
+    EXPECT_EQ(3U, engine.Activations().size());
+}
+
+TEST_F(Dispatching, ReturnsTheOperationsResultAndPublishesNothing)
+{
+    engine.Fail(L"GetDriveList", {.result = E_OUTOFMEMORY});
+    EXPECT_EQ(14U, Dispatch({L"/st"}));
+    EXPECT_EQ(L"Velundra 14.0\n", output.Text());
+    EXPECT_TRUE(environment.empty());
+}
+
+} // namespace

@@ -1,0 +1,127 @@
+#include "win/text.h"
+
+#include "support/replaced_function.h"
+#include "win/windows_api.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace testing_support;
+using win::EqualNames;
+using win::NameLess;
+
+TEST(Names, AreEqualWithoutRegardToCase)
+{
+    EXPECT_TRUE(EqualNames(L"", L""));
+    EXPECT_TRUE(EqualNames(L"C:\\", L"c:\\"));
+    EXPECT_TRUE(EqualNames(L"SRV1", L"srv1"));
+    EXPECT_TRUE(EqualNames(L"abcxyzABCXYZ09", L"ABCXYZabcxyz09"));
+    EXPECT_TRUE(EqualNames(L"\u00C4\u00D6\u00DC", L"\u00E4\u00F6\u00FC"));
+    EXPECT_TRUE(EqualNames(L"a\u00E4B", L"A\u00C4b"));
+}
+
+TEST(Names, DifferByAnythingElse)
+{
+    EXPECT_FALSE(EqualNames(L"", L"a"));
+    EXPECT_FALSE(EqualNames(L"a", L""));
+    EXPECT_FALSE(EqualNames(L"C:", L"C:\\"));
+    EXPECT_FALSE(EqualNames(L"C:\\", L"C:/"));
+    EXPECT_FALSE(EqualNames(L"a\u00E4", L"a\u00E4\u00E4"));
+    EXPECT_FALSE(EqualNames(L"\u00E4", L"a"));
+    EXPECT_FALSE(EqualNames(L"a", L"\u00E4"));
+    EXPECT_FALSE(EqualNames(L"stra\u00DFe", L"strasse"));
+}
+
+TEST(Names, DifferByCharactersThatSurroundTheLetters)
+{
+    EXPECT_FALSE(EqualNames(L"@", L"`"));
+    EXPECT_FALSE(EqualNames(L"[", L"{"));
+    EXPECT_FALSE(EqualNames(L"\x01", L"!"));
+}
+
+TEST(Names, MayHoldNuls)
+{
+    using namespace std::string_view_literals;
+    EXPECT_TRUE(EqualNames(L"a\0b"sv, L"A\0B"sv));
+    EXPECT_FALSE(EqualNames(L"a\0b"sv, L"a\0c"sv));
+    EXPECT_FALSE(EqualNames(L"a"sv, L"a\0"sv));
+}
+
+TEST(OrderOfNames, IsOrdinalInUpperCase)
+{
+    constexpr NameLess less;
+    const std::vector<std::wstring> ascending = {L"",  L"!",    L"1", L"a",      L"AB",
+                                                 L"b", L"C:\\", L"_", L"\u00E4", L"\u65E5"};
+    for (std::size_t i = 0; i < ascending.size(); ++i) {
+        for (std::size_t j = 0; j < ascending.size(); ++j) {
+            EXPECT_EQ(i < j, less(ascending[i], ascending[j])) << i << " and " << j;
+        }
+    }
+}
+
+TEST(OrderOfNames, HasNoneBeforeOrBehindAnEqualOne)
+{
+    constexpr NameLess less;
+    EXPECT_FALSE(less(L"srv", L"SRV"));
+    EXPECT_FALSE(less(L"SRV", L"srv"));
+    EXPECT_FALSE(less(L"\u00E4", L"\u00C4"));
+    EXPECT_FALSE(less(L"", L""));
+}
+
+// The comparison is Windows' own for all texts; the shortcut for ASCII must not show.
+TEST(OrderOfNames, IsThatOfWindowsForEveryPairOfAsciiCharacters)
+{
+    constexpr NameLess less;
+    for (wchar_t left = 1; left < 0x80; ++left) {
+        for (wchar_t right = 1; right < 0x80; ++right) {
+            const int order = CompareStringOrdinal(&left, 1, &right, 1, TRUE);
+            ASSERT_EQ(order == CSTR_LESS_THAN, less({&left, 1}, {&right, 1})) << int{left} << ' ' << int{right};
+            ASSERT_EQ(order == CSTR_EQUAL, EqualNames({&left, 1}, {&right, 1})) << int{left} << ' ' << int{right};
+        }
+    }
+}
+
+TEST(OrderOfNames, AllowsASetOfStringsToBeAskedWithAView)
+{
+    const std::set<std::wstring, NameLess> names = {L"C:\\", L"c:\\", L"D:\\"};
+    EXPECT_EQ(2U, names.size());
+    EXPECT_TRUE(names.contains(std::wstring_view(L"d:\\")));
+    EXPECT_FALSE(names.contains(std::wstring_view(L"E:\\")));
+}
+
+// The pieces of a text, at most so many of them.
+std::vector<std::wstring> Pieces(std::wstring_view text, std::size_t most = 100)
+{
+    std::vector<std::wstring> pieces;
+    win::ForEachPiece(text, L'|', [&](std::wstring_view piece) {
+        pieces.emplace_back(piece);
+        return pieces.size() < most;
+    });
+    return pieces;
+}
+
+TEST(Pieces, StandBetweenSeparatorsInOrder)
+{
+    EXPECT_EQ((std::vector<std::wstring>{L"b", L"a", L"b"}), Pieces(L"b|a|b"));
+    EXPECT_EQ((std::vector<std::wstring>{L"one"}), Pieces(L"one"));
+    EXPECT_EQ((std::vector<std::wstring>{L" a ", L" b"}), Pieces(L" a | b"));
+}
+
+TEST(Pieces, AreNeverEmpty)
+{
+    EXPECT_TRUE(Pieces(L"").empty());
+    EXPECT_TRUE(Pieces(L"||").empty());
+    EXPECT_EQ((std::vector<std::wstring>{L"a", L"b"}), Pieces(L"|a||b|"));
+}
+
+TEST(Pieces, AreVisitedUntilTheVisitorHasEnough)
+{
+    EXPECT_EQ((std::vector<std::wstring>{L"a", L"b"}), Pieces(L"a|b|c|d", 2));
+}
+
+} // namespace
