@@ -86,9 +86,7 @@ HRESULT AgentObject::DefragFile(IVLDrive* drive, BSTR filePath)
 {
     return ServeDrive(
         Method::DefragFile, drive, [=](Arguments& arguments) { arguments.Text(L"filePath", filePath); },
-        [=, this](DriveIndex index) {
-            return Computer().DefragFile(index, ViewOf(filePath), Machine::Clock::now());
-        });
+        [=, this](DriveIndex index) { return Computer().DefragFile(index, ViewOf(filePath), Machine::Clock::now()); });
 }
 
 HRESULT AgentObject::PrepareOffline(IVLDrive* drive, LONG reserved)

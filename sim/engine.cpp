@@ -11,8 +11,14 @@ constexpr std::array<std::wstring_view, 5> kKindNames = {L"agent", L"service", L
 } // namespace
 
 Engine::Engine(const Scenario& scenario, CallLog& log, ServerLife& life)
-    : machine_(scenario, Machine::Clock::now()), faults_(scenario.faults), faultCount_(scenario.faults.size()),
-      rights_(scenario.rights), serviceState_(scenario.serviceState), log_(log), life_(life), counts_{}
+    : machine_(scenario, Machine::Clock::now()),
+      faults_(scenario.faults),
+      faultCount_(scenario.faults.size()),
+      rights_(scenario.rights),
+      serviceState_(scenario.serviceState),
+      log_(log),
+      life_(life),
+      counts_{}
 {}
 
 std::uint32_t Engine::ServiceState() const

@@ -40,8 +40,8 @@ public:
     // Takes the object out of the count, and logs that it is gone.
     void ObjectReleased(ObjectKind kind, std::wstring_view label);
 
-    // Logs one call: the object's label (none for a class object), the method's full name, the arguments, the result and
-    // what was handed out.
+    // Logs one call: the object's label (none for a class object), the method's full name, the arguments, the result
+    // and what was handed out.
     void LogCall(std::wstring_view label, std::wstring_view method, std::wstring_view arguments, HRESULT result,
                  std::wstring_view output);
 

@@ -11,9 +11,9 @@ namespace sim {
 // it by names and can ask it to quit.
 class ServerInstance {
 public:
-    // Becomes the session's server; waits for another one as long as that is about to end, or the patience lasts. Nothing
-    // where the other one goes on running; then GetLastError is ERROR_ALREADY_EXISTS, or else what kept this process from
-    // finding out.
+    // Becomes the session's server; waits for another one as long as that is about to end, or the patience lasts.
+    // Nothing where the other one goes on running; then GetLastError is ERROR_ALREADY_EXISTS, or else what kept this
+    // process from finding out.
     [[nodiscard]] static std::optional<ServerInstance> Claim(std::chrono::milliseconds patience);
 
     // Signalled when somebody has asked the server to quit.

@@ -22,8 +22,8 @@ public:
     InterfaceAnchor& operator=(const InterfaceAnchor&) = delete;
     ~InterfaceAnchor();
 
-    // Makes the interfaces known; answers the first failure. The calling thread is in the multithreaded apartment, where
-    // the anchor must also go.
+    // Makes the interfaces known; answers the first failure. The calling thread is in the multithreaded apartment,
+    // where the anchor must also go.
     [[nodiscard]] HRESULT Hold();
 
 private:

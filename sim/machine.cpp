@@ -16,7 +16,9 @@ std::uint32_t Code(DriveState state)
 } // namespace
 
 Machine::Machine(const Scenario& scenario, Time now)
-    : setups_(scenario.drives), schedules_(scenario.schedules), driveList_(scenario.driveList),
+    : setups_(scenario.drives),
+      schedules_(scenario.schedules),
+      driveList_(scenario.driveList),
       activities_(scenario.drives.size())
 {
     // Identities go before names of the same text, as they are what the engine's own list hands out.

@@ -77,15 +77,14 @@ int ExitCodeOf(HRESULT result, const CallLog& log, const std::wstring& logPath)
     return kDone;
 }
 
-// Ends the process although clients hold objects, as it has been told to quit. Their calls go on arriving on threads of
-// COM, which must not be there any more when a process takes itself apart in good order; so it does not. Nor may the
-// threads be in the middle of something: where Wine kills a thread that holds a lock of its own, the process hangs. Hence
-// the door is shut first, behind which every client's next call waits, and what is under way comes to rest.
-void EndAmongClients(int exitCode)
+// Lets the calls of clients come to rest that the server is to leave behind. They go on arriving on threads of COM,
+// which must not be there any more when a process takes itself apart in good order; so it will not. Nor may those
+// threads be in the middle of something: where Wine kills a thread that holds a lock of its own, the process hangs.
+void LeaveClients(ServerLife& life)
 {
-    constexpr DWORD kComeToRest = 250;
-    Sleep(kComeToRest);
-    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
+    constexpr std::chrono::milliseconds kRest(300);
+    constexpr std::chrono::seconds kPatience(5);
+    life.ShutDoor(kRest, kPatience);
 }
 
 int ServeScenario(Options options)
@@ -97,8 +96,8 @@ int ServeScenario(Options options)
     if (const ScenarioError* error = std::get_if<ScenarioError>(&loaded)) {
         return Fail(kBadScenario, DescribeError(options.scenario, *error));
     }
-    // Wine starts a server for every client that finds none, and takes its early end for a failed start. So a server that
-    // is not needed stays until its client has found the one that is running.
+    // Wine starts a server for every client that finds none, and takes its early end for a failed start. So a server
+    // that is not needed stays until its client has found the one that is running.
     constexpr std::chrono::seconds kUntilClientLooksAgain(3);
     const std::optional<ServerInstance> instance =
         ServerInstance::Claim(options.startedByCom ? kUntilClientLooksAgain : std::chrono::seconds::zero());
@@ -107,8 +106,7 @@ int ServeScenario(Options options)
         if (error != ERROR_ALREADY_EXISTS) {
             return Fail(kFailed, L"the server's names cannot be made: " + ErrorText(error));
         }
-        return options.startedByCom ? kDone
-                                    : Fail(kAlreadyRunning, L"a server is running already; /quit would end it");
+        return options.startedByCom ? kDone : Fail(kAlreadyRunning, L"a server is running already; /quit would end it");
     }
     CallLog log;
     if (!options.log.empty() && !log.Open(options.log)) {
@@ -134,12 +132,12 @@ int ServeScenario(Options options)
     const HRESULT result = server.Run(readyEvent.Get());
     const bool inUse = !life.IsFree();
     if (inUse) {
-        life.ShutDoor();
+        LeaveClients(life);
     }
     engine->EndLog();
     const int exitCode = ExitCodeOf(result, log, options.log);
     if (inUse) {
-        EndAmongClients(exitCode);
+        TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
     }
     return exitCode;
 }

@@ -32,19 +32,18 @@ LSTATUS ReadSetting(const wchar_t* name, std::wstring& text)
 
 } // namespace
 
-const wchar_t* const kUsage =
-    L"VLEngine: a simulated engine for trying out and testing. It defragments nothing.\n"
-    L"\n"
-    L"  VLEngine [--scenario FILE] [--log FILE] [--ready EVENT]\n"
-    L"                            serve; set the named event when clients may come\n"
-    L"  VLEngine /regserver       register this program as the computer's engine\n"
-    L"  VLEngine /unregserver     take the registration back\n"
-    L"  VLEngine /quit            end the running server and wait until it is gone\n"
-    L"  VLEngine -Embedding       serve; how COM starts the program\n"
-    L"\n"
-    L"Without --scenario, the values Scenario and CallLog of\n"
-    L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Simulator hold, and without those\n"
-    L"default.scenario beside the program, with no log.\n";
+const wchar_t* const kUsage = L"VLEngine: a simulated engine for trying out and testing. It defragments nothing.\n"
+                              L"\n"
+                              L"  VLEngine [--scenario FILE] [--log FILE] [--ready EVENT]\n"
+                              L"                            serve; set the named event when clients may come\n"
+                              L"  VLEngine /regserver       register this program as the computer's engine\n"
+                              L"  VLEngine /unregserver     take the registration back\n"
+                              L"  VLEngine /quit            end the running server and wait until it is gone\n"
+                              L"  VLEngine -Embedding       serve; how COM starts the program\n"
+                              L"\n"
+                              L"Without --scenario, the values Scenario and CallLog of\n"
+                              L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Simulator hold, and without those\n"
+                              L"default.scenario beside the program, with no log.\n";
 
 std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
 {
@@ -53,13 +52,11 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
         std::wstring_view word;
         Task task;
     };
-    constexpr TaskWord kTasks[] = {{L"regserver", Task::Register},
-                                   {L"unregserver", Task::Unregister},
-                                   {L"quit", Task::Quit},
-                                   {L"?", Task::Help}};
+    constexpr TaskWord kTasks[] = {
+        {L"regserver", Task::Register}, {L"unregserver", Task::Unregister}, {L"quit", Task::Quit}, {L"?", Task::Help}};
     struct ValueWord {
         std::wstring_view word;
-        std::wstring Options::* place;
+        std::wstring Options::*place;
     };
     constexpr ValueWord kValues[] = {
         {L"--scenario", &Options::scenario}, {L"--log", &Options::log}, {L"--ready", &Options::readyEvent}};

@@ -18,8 +18,8 @@ struct ServerClass {
     const wchar_t* name;
 };
 
-const std::array<ServerClass, 2> kClasses = {{{__uuidof(VLAgent), L"Simulated engine: drive manager"},
-                                              {__uuidof(VLService), L"Simulated engine: service"}}};
+const std::array<ServerClass, 2> kClasses = {
+    {{__uuidof(VLAgent), L"Simulated engine: drive manager"}, {__uuidof(VLService), L"Simulated engine: service"}}};
 
 std::wstring ClassKeyPath(const GUID& identifier)
 {

@@ -59,7 +59,7 @@ struct FaultSection {
     bool hasMethod = false;
     Fault fault;
     std::optional<Mention> drive;
-    std::size_t answerLine = 0; // of whichever key gives the answer
+    std::size_t answerLine = 0;         // of whichever key gives the answer
     std::optional<std::wstring> number; // the value still to be read, as its range depends on the method
 };
 
@@ -488,7 +488,8 @@ private:
     std::set<Text> seen_; // keys of the section at hand
 };
 
-// Makes the scenario of the sections: numbers the drives, resolves what names a drive, and checks what belongs together.
+// Makes the scenario of the sections: numbers the drives, resolves what names a drive, and checks what belongs
+// together.
 class Assembler {
 public:
     explicit Assembler(Sections& sections) : sections_(sections), scenario_(sections.scenario) {}
@@ -607,8 +608,8 @@ private:
             fault.drive = found->second;
         }
         if (section.number && !ReadNumber(section, method.output)) {
-            return Fail(section.answerLine, L"\"" + *section.number + L"\" is not a value that " + methodName +
-                                                L" can hand out");
+            return Fail(section.answerLine,
+                        L"\"" + *section.number + L"\" is not a value that " + methodName + L" can hand out");
         }
         const bool substitutes = section.answerLine != 0;
         if (substitutes && !Suits(fault.substitute, method.output)) {

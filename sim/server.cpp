@@ -13,8 +13,8 @@ using std::chrono::milliseconds;
 // How often the server looks whether it is idle.
 constexpr milliseconds kLook{100};
 
-// How long the server waits at least for its first client. A client whose activation starts the server looks for it again
-// only about a second later.
+// How long the server waits at least for its first client. A client whose activation starts the server looks for it
+// again only about a second later.
 constexpr std::chrono::seconds kFirstClient{30};
 
 // How long the server goes on answering after it has revoked its class objects, see Run.
@@ -44,8 +44,8 @@ Server::~Server()
 // is given a new process. Wine only counts those references. There, revoking the class objects closes the door, but a
 // client may have a class object in its hands already and be on its way to CreateInstance. So the server lingers: its
 // class objects stay locked, hence callable, and when somebody holds an object afterwards, it opens again instead of
-// ending. What remains is a client of Wine that has found the server but not yet asked it for the class object when that
-// is revoked, a few milliseconds in all; its activation fails with E_FAIL.
+// ending. What remains is a client of Wine that has found the server but not yet asked it for the class object when
+// that is revoked, a few milliseconds in all; its activation fails with E_FAIL.
 HRESULT Server::Run(HANDLE readyEvent)
 {
     CoAddRefServerProcess();
@@ -96,9 +96,8 @@ HRESULT Server::Register()
     const std::array<GUID, 2> identifiers = {__uuidof(VLAgent), __uuidof(VLService)};
     for (std::size_t index = 0; index < classes_.size(); ++index) {
         // Suspended, so that no client gets in before both classes are there.
-        const HRESULT result =
-            CoRegisterClassObject(identifiers[index], classes_[index].Get(), CLSCTX_LOCAL_SERVER,
-                                  REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &registrations_[index]);
+        const HRESULT result = CoRegisterClassObject(identifiers[index], classes_[index].Get(), CLSCTX_LOCAL_SERVER,
+                                                     REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &registrations_[index]);
         if (FAILED(result)) {
             Revoke();
             return result;
@@ -120,7 +119,8 @@ void Server::Revoke()
 bool Server::IsIdle() const
 {
     const bool unused = !engine_->Life().WasUsed();
-    const auto since = ServerLife::Clock::now() - (unused ? std::max<milliseconds>(idleTime_, kFirstClient) : idleTime_);
+    const auto since =
+        ServerLife::Clock::now() - (unused ? std::max<milliseconds>(idleTime_, kFirstClient) : idleTime_);
     return lastWork_ <= since && engine_->Life().IdleSince(since);
 }
 

@@ -1,5 +1,7 @@
 #include "server_life.h"
 
+#include <algorithm>
+
 namespace sim {
 
 ServerLife::ServerLife(HANDLE quitEvent) : quitEvent_(quitEvent), lastChange_(Clock::now()) {}
@@ -42,16 +44,30 @@ bool ServerLife::WasUsed() const
     return used_;
 }
 
-void ServerLife::Admit() const
+void ServerLife::Admit()
 {
-    if (shut_) {
+    bool shut = false;
+    {
+        const std::scoped_lock guard(lock_);
+        lastCall_ = Clock::now();
+        shut = shut_;
+    }
+    if (shut) {
         Sleep(INFINITE);
     }
 }
 
-void ServerLife::ShutDoor()
+void ServerLife::ShutDoor(std::chrono::milliseconds rest, std::chrono::milliseconds patience)
 {
+    constexpr DWORD kLook = 20;
+    const auto end = Clock::now() + patience;
+    std::unique_lock guard(lock_);
     shut_ = true;
+    while (Clock::now() < std::min(lastCall_ + rest, end)) {
+        guard.unlock();
+        Sleep(kLook);
+        guard.lock();
+    }
 }
 
 void ServerLife::Pause(std::chrono::milliseconds time) const

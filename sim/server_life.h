@@ -2,7 +2,6 @@
 
 #include "win/owner.h"
 
-#include <atomic>
 #include <chrono>
 #include <mutex>
 
@@ -31,10 +30,10 @@ public:
     [[nodiscard]] bool WasUsed() const;
 
     // Lets a call in; once the door is shut, never returns.
-    void Admit() const;
+    void Admit();
 
-    // Shuts the door for every call to come.
-    void ShutDoor();
+    // Shuts the door for every call to come, and waits until none has come for the time, or the patience is at its end.
+    void ShutDoor(std::chrono::milliseconds rest, std::chrono::milliseconds patience);
 
     // Waits, but not beyond the order to quit.
     void Pause(std::chrono::milliseconds time) const;
@@ -45,7 +44,8 @@ private:
     unsigned long long holds_ = 0;
     bool used_ = false;
     Clock::time_point lastChange_;
-    std::atomic<bool> shut_ = false;
+    Clock::time_point lastCall_;
+    bool shut_ = false;
 };
 
 } // namespace sim

@@ -37,9 +37,8 @@ ScheduleObject::ScheduleObject(std::shared_ptr<Engine> engine) : ComObject(std::
 HRESULT ScheduleObject::RunByName(BSTR scheduleName)
 {
     return Serve(*SharedEngine(), Label(), Method::RunByName, Arguments().Text(L"scheduleName", scheduleName),
-                 NoOutput(), [&](const NoOutput&) {
-                     return Computer().RunSchedule(ViewOf(scheduleName), Machine::Clock::now());
-                 });
+                 NoOutput(),
+                 [&](const NoOutput&) { return Computer().RunSchedule(ViewOf(scheduleName), Machine::Clock::now()); });
 }
 
 } // namespace sim

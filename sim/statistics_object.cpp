@@ -7,7 +7,8 @@ namespace sim {
 
 StatisticsObject::StatisticsObject(std::shared_ptr<Engine> engine, DriveIndex drive,
                                    std::vector<StatisticsPoint> points)
-    : ComObject(engine, ObjectKind::Statistics, engine->Computer().Setup(drive).name), drive_(drive),
+    : ComObject(engine, ObjectKind::Statistics, engine->Computer().Setup(drive).name),
+      drive_(drive),
       points_(std::move(points))
 {}
 
@@ -43,7 +44,7 @@ std::optional<double> StatisticsObject::Find(std::wstring_view path, std::wstrin
 {
     struct Branch {
         std::wstring_view path;
-        BeforeAfter StatisticsPoint::* figures;
+        BeforeAfter StatisticsPoint::*figures;
         bool hasDate;
     };
     constexpr Branch kBranches[] = {{L"/Fragmented/", &StatisticsPoint::fragmented, true},

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <list>
-
 namespace {
 
 using namespace e2e;
@@ -16,23 +14,23 @@ public:
     void SetUp() override
     {
         for (const wchar_t* const name : {L"Language", L"IncludeTransId"}) {
-            values_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, name);
+            values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, name);
         }
         for (const wchar_t* const name :
              {L"AllowLaunch", L"AllowAdvanceConfiguration", L"AllowAnalyze", L"AllowZeroFreeSpace",
               L"AllowOnlineDefrag", L"AllowOfflineDefrag", L"AllowModifyDriveProps", L"AllowModifySched",
               L"AllowRunSchedule", L"AllowCheckUpdate", L"AllowFreeSpaceStatus", L"AllowFreeSpaceReclaim"}) {
-            values_.emplace_back(HKEY_CURRENT_USER, kPolicyKey, name);
+            values_.Add(HKEY_CURRENT_USER, kPolicyKey, name);
         }
         for (const wchar_t* const name : {L"Scenario", L"CallLog"}) {
-            values_.emplace_back(HKEY_LOCAL_MACHINE, kSimulatorKey, name);
+            values_.Add(HKEY_LOCAL_MACHINE, kSimulatorKey, name);
         }
         if (RegisteredEngine() != L'"' + (ProgramFolder() / L"VLEngine.exe").wstring() + L'"') {
             ASSERT_EQ(0U, RunEngine(L"/regserver"));
         }
     }
 
-    void TearDown() override { values_.clear(); }
+    void TearDown() override { values_.Clear(); }
 
 private:
     // How COM starts the engine's drive manager.
@@ -46,7 +44,7 @@ private:
         return command;
     }
 
-    std::list<RegistryValue> values_;
+    RegistryValues values_;
 };
 
 const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new UntouchedComputer);

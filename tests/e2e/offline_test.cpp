@@ -1,7 +1,6 @@
 #include "engine_process.h"
 #include "expected.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {

@@ -2,11 +2,7 @@
 #include "expected.h"
 #include "registry_value.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <array>
-#include <list>
 
 namespace {
 
@@ -73,26 +69,20 @@ constexpr const wchar_t* kPolicyValues[] = {
     L"AllowOnlineDefrag", L"AllowOfflineDefrag",        L"AllowModifyDriveProps", L"AllowModifySched",
     L"AllowRunSchedule",  L"AllowCheckUpdate",          L"AllowFreeSpaceStatus",  L"AllowFreeSpaceReclaim"};
 
-class Policy {
+// Forbids everything but launching.
+class LaunchingOnly {
 public:
-    template <typename Data>
-    Policy& Set(const wchar_t* name, const Data& data)
+    LaunchingOnly()
     {
-        values_.emplace_back(HKEY_CURRENT_USER, kPolicyKey, name, data);
-        return *this;
+        for (const std::wstring_view name : kPolicyValues) {
+            values_.Add(HKEY_CURRENT_USER, kPolicyKey, std::wstring(name),
+                        static_cast<std::uint32_t>(name == L"AllowLaunch" ? 1 : 0));
+        }
     }
 
 private:
-    std::list<RegistryValue> values_;
+    RegistryValues values_;
 };
-
-// Forbids everything but what is named.
-void ForbidAllBut(Policy& policy, std::wstring_view allowed)
-{
-    for (const wchar_t* const name : kPolicyValues) {
-        policy.Set(name, static_cast<std::uint32_t>(name == allowed ? 1 : 0));
-    }
-}
 
 TEST(NoPolicy, AllowsEverything)
 {
@@ -106,8 +96,7 @@ class PolicyValue : public testing::TestWithParam<const wchar_t*> {};
 
 TEST_P(PolicyValue, RefusesItsCommandsAndNoOther)
 {
-    Policy policy;
-    policy.Set(GetParam(), std::uint32_t{0});
+    const RegistryValue value(HKEY_CURRENT_USER, kPolicyKey, GetParam(), 0U);
     const EngineProcess engine(kScenario);
     for (const Command& command : kCommands) {
         const bool refused = command.policy != nullptr && std::wstring_view(command.policy) == GetParam();
@@ -173,8 +162,7 @@ TEST(LaunchPolicy, IsNotAskedForALineThatCannotBeRead)
 
 TEST(Policy, AsksNothingOfTheEngineForARefusedCommand)
 {
-    Policy policy;
-    ForbidAllBut(policy, L"AllowLaunch");
+    const LaunchingOnly policy;
     const EngineProcess engine(kScenario);
     for (const Command& command : kCommands) {
         if (command.policy != nullptr) {
@@ -187,8 +175,7 @@ TEST(Policy, AsksNothingOfTheEngineForARefusedCommand)
 
 TEST(Policy, HasNoSwitchForStatusStoppingSchedulingForBootAndFileNames)
 {
-    Policy policy;
-    ForbidAllBut(policy, L"AllowLaunch");
+    const LaunchingOnly policy;
     const EngineProcess engine(kScenario);
     for (const Command& command : kCommands) {
         if (command.policy == nullptr) {
@@ -199,8 +186,7 @@ TEST(Policy, HasNoSwitchForStatusStoppingSchedulingForBootAndFileNames)
 
 TEST(Policy, IsAskedBeforeTheDrivesAreGathered)
 {
-    Policy policy;
-    ForbidAllBut(policy, L"AllowLaunch");
+    const LaunchingOnly policy;
     EXPECT_EQ(BannerAnd("You do not have permission to analyze the drive(s).\n", 0x20000004), RunTool({L"/an"}));
     EXPECT_EQ(BannerAnd(kNoOnline, 0x20000004), RunTool({L"/dol"}));
     EXPECT_EQ(BannerAnd("You do not have permission to perform an offline defragmentation.\n", 0x20000004),
@@ -209,8 +195,7 @@ TEST(Policy, IsAskedBeforeTheDrivesAreGathered)
 
 TEST(Policy, IsAskedAfterTheFilesAndTheWordsAreCounted)
 {
-    Policy policy;
-    ForbidAllBut(policy, L"AllowLaunch");
+    const LaunchingOnly policy;
     EXPECT_EQ(BannerAnd(kBadFiles + UsageScreen(), 87), RunTool({L"/df"}));
     EXPECT_EQ(BannerAnd(kBadFiles + UsageScreen(), 87), RunTool({L"/df", L"a.txt"}));
     EXPECT_EQ(BannerAnd(UsageScreen(), 87), RunTool({L"/rs"}));

@@ -3,8 +3,10 @@
 #include "win/owner.h"
 
 #include <cstdint>
+#include <list>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace e2e {
@@ -44,6 +46,34 @@ private:
     win::RegistryKey key_;
     bool createdKey_ = false;
     std::optional<Content> before_;
+};
+
+// Any number of registry values; they are given up in reverse order, so that a name may be set several times.
+class RegistryValues {
+public:
+    RegistryValues() = default;
+    RegistryValues(const RegistryValues&) = delete;
+    RegistryValues(RegistryValues&&) = delete;
+    ~RegistryValues() { Clear(); }
+    RegistryValues& operator=(const RegistryValues&) = delete;
+    RegistryValues& operator=(RegistryValues&&) = delete;
+
+    // Makes one more registry value, with what its constructor takes.
+    template <typename... Arguments>
+    void Add(Arguments&&... arguments)
+    {
+        values_.emplace_back(std::forward<Arguments>(arguments)...);
+    }
+
+    void Clear()
+    {
+        while (!values_.empty()) {
+            values_.pop_back();
+        }
+    }
+
+private:
+    std::list<RegistryValue> values_;
 };
 
 } // namespace e2e

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <list>
 #include <string>
 
 namespace {
@@ -109,7 +108,7 @@ protected:
     template <typename Data>
     void SetCoreValue(const wchar_t* name, const Data& data)
     {
-        values_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, name, data);
+        values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, name, data);
     }
 
     [[nodiscard]] Outcome Run(const std::vector<std::wstring>& words) const { return Process(tool_, words).Wait(); }
@@ -120,7 +119,7 @@ protected:
 private:
     ScratchFolder folder_;
     std::filesystem::path tool_ = folder_.Path() / L"VLCmd.exe";
-    std::list<RegistryValue> values_;
+    RegistryValues values_;
 };
 
 // --- The language ---

@@ -7,18 +7,12 @@ namespace testing_support {
 
 namespace {
 
-// Allocations until one fails, that one included; 0 when none is to fail.
-thread_local int allocationsLeft = 0;
-thread_local bool hasFailed = false;
+thread_local FailingMemory* failing = nullptr;
 thread_local int sparings = 0;
 
 void* Allocate(std::size_t size) noexcept
 {
-    if (sparings == 0 && allocationsLeft > 0 && --allocationsLeft == 0) {
-        hasFailed = true;
-        return nullptr;
-    }
-    return std::malloc(size == 0 ? 1 : size);
+    return FailingMemory::FailsNext() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
 void* AllocateOrThrow(std::size_t size)
@@ -32,20 +26,23 @@ void* AllocateOrThrow(std::size_t size)
 
 } // namespace
 
-FailingMemory::FailingMemory(int allocation)
+FailingMemory::FailingMemory(int allocation) : left_(allocation)
 {
-    hasFailed = false;
-    allocationsLeft = allocation;
+    failing = this;
 }
 
 FailingMemory::~FailingMemory()
 {
-    allocationsLeft = 0;
+    failing = nullptr;
 }
 
-bool FailingMemory::HasFailed() const
+bool FailingMemory::FailsNext()
 {
-    return hasFailed;
+    if (failing == nullptr || sparings != 0 || failing->hasFailed_ || --failing->left_ != 0) {
+        return false;
+    }
+    failing->hasFailed_ = true;
+    return true;
 }
 
 SparedMemory::SparedMemory()

@@ -15,7 +15,14 @@ public:
     FailingMemory& operator=(FailingMemory&&) = delete;
 
     // Whether there have been so many allocations.
-    [[nodiscard]] bool HasFailed() const;
+    [[nodiscard]] bool HasFailed() const { return hasFailed_; }
+
+    // Counts an allocation of the thread; true when it is the one that fails.
+    [[nodiscard]] static bool FailsNext();
+
+private:
+    int left_; // allocations until the failing one, that one included
+    bool hasFailed_ = false;
 };
 
 // Allocations of the calling thread neither count nor fail as long as the object lives.

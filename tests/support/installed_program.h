@@ -40,6 +40,8 @@ public:
     InstalledProgram(InstalledProgram&&) = delete;
     ~InstalledProgram()
     {
+        // What a test has set must not outlive it in the new translator.
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 0);
         Translator& translator = GetTranslator();
         std::destroy_at(&translator);
         std::construct_at(&translator);

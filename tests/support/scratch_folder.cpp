@@ -31,17 +31,16 @@ ScratchFolder::~ScratchFolder()
     EXPECT_FALSE(error) << error.message();
 }
 
-std::wstring ScratchFolder::AddFile(std::wstring_view name, std::string_view bytes) const
+void ScratchFolder::AddFile(std::wstring_view name, std::string_view bytes) const
 {
     std::ofstream file(path_ / name, std::ios::binary);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     EXPECT_TRUE(file.flush());
-    return PathOf(name);
 }
 
-std::wstring ScratchFolder::AddTextFile(std::wstring_view name, std::wstring_view text) const
+void ScratchFolder::AddTextFile(std::wstring_view name, std::wstring_view text) const
 {
-    return AddFile(name, {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)});
+    AddFile(name, {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)});
 }
 
 } // namespace testing_support

@@ -22,11 +22,11 @@ public:
     // The path of a file in the folder.
     [[nodiscard]] std::wstring PathOf(std::wstring_view name) const { return (path_ / name).wstring(); }
 
-    // Makes a file of the bytes; returns its path.
-    std::wstring AddFile(std::wstring_view name, std::string_view bytes) const;
+    // Makes a file of the bytes.
+    void AddFile(std::wstring_view name, std::string_view bytes) const;
 
     // The same with little-endian UTF-16 and no byte-order mark.
-    std::wstring AddTextFile(std::wstring_view name, std::wstring_view text) const;
+    void AddTextFile(std::wstring_view name, std::wstring_view text) const;
 
 private:
     std::filesystem::path path_;

@@ -19,8 +19,8 @@ public:
     using Taking = std::function<std::optional<std::size_t>(std::size_t offered)>;
 
     // A file or pipe; codePage is what GetConsoleOutputCP answers, 0 where there is no console.
-    static StandardOutput Redirected(UINT codePage) { return StandardOutput(false, codePage); }
-    static StandardOutput Console() { return StandardOutput(true, CP_UTF8); }
+    static StandardOutput Redirected(UINT codePage) { return {false, codePage}; }
+    static StandardOutput Console() { return {true, CP_UTF8}; }
 
     StandardOutput(const StandardOutput&) = delete;
     StandardOutput(StandardOutput&&) = delete;

@@ -690,7 +690,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // --- Files ---
 
-class DefragmentingFiles : public DispatchedCommand {
+class DefragFilesCommand : public DispatchedCommand {
 protected:
     void SetUp() override
     {
@@ -704,7 +704,7 @@ protected:
                             L"drive.GetMountPoint(D:\\)"};
 };
 
-TEST_F(DefragmentingFiles, HandsAllFilesInOrderToTheDriveOfTheFirst)
+TEST_F(DefragFilesCommand, HandsAllFilesInOrderToTheDriveOfTheFirst)
 {
     ExpectRun(L"/df C:\\a.txt D:\\b.txt", 0, L"Single File defragmentation started on drive C:\\.\n", kNothingPublished,
               kFindC + kOpenC + EngineCalls{L"agent.DefragFile(C:\\, C:\\a.txt|D:\\b.txt)"});
@@ -712,19 +712,19 @@ TEST_F(DefragmentingFiles, HandsAllFilesInOrderToTheDriveOfTheFirst)
               kNothingPublished, findD + openD + EngineCalls{L"agent.DefragFile(D:\\, D:\\b.txt|C:\\a.txt|D:\\c)"});
 }
 
-TEST_F(DefragmentingFiles, LeavesOutWordsThatAreNoFiles)
+TEST_F(DefragFilesCommand, LeavesOutWordsThatAreNoFiles)
 {
     ExpectRun(L"/df a.txt C: \\\\SRV1\\x D:b /x", 0, L"Single File defragmentation started on drive D:\\.\n",
               kNothingPublished, findD + openD + EngineCalls{L"agent.DefragFile(D:\\, D:b)"});
 }
 
-TEST_F(DefragmentingFiles, TakesTheDriveInAnyCase)
+TEST_F(DefragFilesCommand, TakesTheDriveInAnyCase)
 {
     ExpectRun(L"/df c:\\A.txt", 0, L"Single File defragmentation started on drive C:\\.\n", kNothingPublished,
               kFindC + kOpenC + EngineCalls{L"agent.DefragFile(C:\\, c:\\A.txt)"});
 }
 
-TEST_F(DefragmentingFiles, AsksForFilesFirst)
+TEST_F(DefragFilesCommand, AsksForFilesFirst)
 {
     Refuse(Permission::OnlineDefrag);
     for (const wchar_t* const words : {L"/df", L"/df a.txt", L"/df C: /alldrives"}) {
@@ -733,20 +733,20 @@ TEST_F(DefragmentingFiles, AsksForFilesFirst)
     EXPECT_TRUE(engine.Activations().empty());
 }
 
-TEST_F(DefragmentingFiles, AsksForPermissionBeforeItLooksForTheDrive)
+TEST_F(DefragFilesCommand, AsksForPermissionBeforeItLooksForTheDrive)
 {
     Refuse(Permission::OnlineDefrag);
     ExpectRefusal(L"/df C:\\a.txt", Permission::OnlineDefrag);
     ExpectRefusal(L"/df q:\\a.txt", Permission::OnlineDefrag);
 }
 
-TEST_F(DefragmentingFiles, TakesARootThatTheEngineDoesNotKnowForABadFile)
+TEST_F(DefragFilesCommand, TakesARootThatTheEngineDoesNotKnowForABadFile)
 {
     ExpectRun(L"/df q:\\a.txt C:\\a.txt", 87, kBadFiles, kBadDataPublished, findD);
     ExpectRun(L"/df 1:\\a.txt", 87, kBadFiles, kBadDataPublished, findD);
 }
 
-TEST_F(DefragmentingFiles, TakesAFailingLookUpForABadFile)
+TEST_F(DefragFilesCommand, TakesAFailingLookUpForABadFile)
 {
     engine.Fail(L"GetDrive", {kEngineFailure, L"\\\\?\\Volume{C}\\"});
     ExpectRun(L"/df D:\\b.txt", 87, kBadFiles, kBadDataPublished,

@@ -86,7 +86,7 @@ TEST_F(Dispatching, LoadsTheTranslationBeforeItPrints)
     program.Translate(
         1031, L"German",
         {L"2447\t\"Velundra 14.0\"\t\"Velundra 14.0 (deutsch)\"", L"2407\t\"VLCmd /?\"\t\"VLCmd /? (Hilfe)\""});
-    registry.SetDword(HKEY_LOCAL_MACHINE, kConsoleProductKey, L"Language", 1036);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kConsoleProductKey, L"Language", 1036);
     EXPECT_EQ(0U, Dispatch({L"/?"}));
     const std::wstring shown = output.Text();
     EXPECT_TRUE(shown.starts_with(L"Velundra 14.0 (deutsch)\n    Usage :\n")) << shown;
@@ -96,7 +96,7 @@ TEST_F(Dispatching, LoadsTheTranslationBeforeItPrints)
 TEST_F(Dispatching, StaysEnglishWhereTheTranslationIsBad)
 {
     const InstalledProgram program;
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
     for (const wchar_t* text :
          {L"", L"2447\t\"Velundra 14.0\"\t\"other\"", L"\xFEFF#VL_TRANSLATION_FILE\n2447\t\"V\"\t\"x\""}) {
         program.Folder().AddTextFile(L"German.tr", text);
@@ -107,7 +107,7 @@ TEST_F(Dispatching, StaysEnglishWhereTheTranslationIsBad)
 
 TEST_F(Dispatching, StaysEnglishForALanguageThatTheProductDoesNotSpeak)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 2055);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 2055);
     EXPECT_EQ(0U, Dispatch({}));
     EXPECT_EQ(kBannerAndUsage, output.Text());
 }

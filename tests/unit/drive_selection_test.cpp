@@ -187,9 +187,9 @@ TEST_F(ListingAllDrives, GivesNothingWhereTheFirstDriveCannotBeHad)
 
 TEST_F(ListingAllDrives, PassesOverADriveThatDoesNotTellItsName)
 {
-    RefuseName(L"D:\\Data");
+    RefuseName(L"C:\\");
     EXPECT_EQ(0U, List());
-    EXPECT_EQ((DriveList{L"C:\\", L"D:\\"}), names);
+    EXPECT_EQ((DriveList{L"D:\\", L"D:\\Data\\"}), names);
     engine.Fail(L"GetDriveName", {kEngineFailure});
     EXPECT_EQ(0U, List());
     EXPECT_EQ(DriveList{}, names);

@@ -1089,6 +1089,34 @@ TEST_P(BatchOfDrives, LeavesNothingBehindWhateverAllocationFails)
     EXPECT_GT(exceptions, 3);
 }
 
+TEST_P(BatchOfDrives, WaitsForTheThreadsItHasStartedWhenMemoryRunsOut)
+{
+    // The one thread works on until it is waited for.
+    Signal waitedFor;
+    engine.onCall = [&](const std::wstring& call) {
+        if (call == L"agent.GetDrive(C:\\)") {
+            waitedFor.Await();
+        }
+    };
+    Replaced<"WaitForMultipleObjects", decltype(::WaitForMultipleObjects)> wait(
+        [&](DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) {
+            waitedFor.Raise();
+            return wait.Original(count, handles, all, milliseconds);
+        });
+    Replaced<"CreateThread", decltype(::CreateThread)> create([&](LPSECURITY_ATTRIBUTES security, SIZE_T stack,
+                                                                  LPTHREAD_START_ROUTINE routine, LPVOID parameter,
+                                                                  DWORD flags, LPDWORD id) {
+        if (create.Calls() == 2) {
+            throw std::bad_alloc();
+        }
+        return create.Original(security, stack, routine, parameter, flags, id);
+    });
+    EXPECT_THROW(static_cast<void>(Run(kThreeDrives)), std::bad_alloc);
+    EXPECT_EQ(1, wait.Calls());
+    EXPECT_EQ(1, engine.CountCalls(GetParam().method));
+    EXPECT_EQ(Started(L"C:\\ (Boot)"), output.Text());
+}
+
 constexpr wchar_t kAnalyzeStarted[] = L"Analyze started on drive ";
 constexpr wchar_t kOnlineStarted[] = L"Online optimization started on drive ";
 constexpr wchar_t kOfflineStarted[] = L"Offline optimization of System Files started on drive ";

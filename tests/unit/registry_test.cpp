@@ -14,7 +14,7 @@ class OpeningAKey : public ProductTest {};
 
 TEST_F(OpeningAKey, GivesAnOwnedKeyWithTheRightsThatAreAsked)
 {
-    registry.MakeKey(HKEY_LOCAL_MACHINE, kPath);
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, kPath);
     const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
         [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
             EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
@@ -47,7 +47,7 @@ TEST_F(OpeningAKey, GivesTheErrorOfWindowsWhateverItIs)
 
 TEST_F(OpeningAKey, ClosesTheKeyThatTheOwnerHeld)
 {
-    registry.MakeKey(HKEY_LOCAL_MACHINE, kPath);
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, kPath);
     win::RegistryKey key;
     EXPECT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_READ, key));
     EXPECT_EQ(2, RegOpen(HKEY_LOCAL_MACHINE, L"Software\\Missing", KEY_READ, key));
@@ -56,12 +56,12 @@ TEST_F(OpeningAKey, ClosesTheKeyThatTheOwnerHeld)
 
 class ReadingADword : public ProductTest {
 protected:
-    ReadingADword() { registry.MakeKey(HKEY_LOCAL_MACHINE, kPath); }
+    ReadingADword() { RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, kPath); }
 
     // Writes a value of the type and reads it.
     LSTATUS Read(DWORD type, const std::vector<BYTE>& data)
     {
-        registry.SetRaw(HKEY_LOCAL_MACHINE, kPath, L"Value", type, data);
+        RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kPath, L"Value", type, data);
         return Read();
     }
 
@@ -78,7 +78,7 @@ protected:
 TEST_F(ReadingADword, GivesEveryNumber)
 {
     for (const std::uint32_t number : {0U, 1U, 1031U, 0x80000000U, 0xFFFFFFFFU}) {
-        registry.SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", number);
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", number);
         EXPECT_EQ(0, Read());
         EXPECT_EQ(number, value);
     }
@@ -134,7 +134,7 @@ TEST_F(ReadingADword, GivesTheErrorOfWindowsWhateverItIs)
 
 TEST_F(ReadingADword, AsksForFourBytes)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", 5);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", 5);
     const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
         [&](HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
             EXPECT_STREQ(L"Value", name);

@@ -249,6 +249,18 @@ protected:
     // Reads and gives the result; what was read is in text.
     std::uint32_t Read(const std::wstring& path) { return ReadTranslationFile(path, text); }
 
+    // The path of a new file.
+    [[nodiscard]] std::wstring FileOfBytes(std::string_view bytes) const
+    {
+        folder.AddFile(L"a.tr", bytes);
+        return folder.PathOf(L"a.tr");
+    }
+    [[nodiscard]] std::wstring FileOf(std::wstring_view content) const
+    {
+        folder.AddTextFile(L"a.tr", content);
+        return folder.PathOf(L"a.tr");
+    }
+
     ScratchFolder folder;
     std::wstring text;
 };
@@ -256,27 +268,27 @@ protected:
 TEST_F(ReadingTranslations, GivesTheFileUnitByUnit)
 {
     const std::wstring content = L"\xFEFFline\r\n\0\u65E5\xD83D\r"s;
-    EXPECT_EQ(0U, Read(folder.AddTextFile(L"a.tr", content)));
+    EXPECT_EQ(0U, Read(FileOf(content)));
     EXPECT_EQ(content, text);
 }
 
 TEST_F(ReadingTranslations, GivesNothingOfAnEmptyFile)
 {
-    EXPECT_EQ(0U, Read(folder.AddFile(L"a.tr", "")));
+    EXPECT_EQ(0U, Read(FileOfBytes("")));
     EXPECT_EQ(L"", text);
 }
 
 TEST_F(ReadingTranslations, IgnoresAnOddByteAtTheEnd)
 {
-    EXPECT_EQ(0U, Read(folder.AddFile(L"a.tr", {"a\0b\0c", 5})));
+    EXPECT_EQ(0U, Read(FileOfBytes({"a\0b\0c", 5})));
     EXPECT_EQ(L"ab", text);
-    EXPECT_EQ(0U, Read(folder.AddFile(L"b.tr", "x")));
+    EXPECT_EQ(0U, Read(FileOfBytes("x")));
     EXPECT_EQ(L"", text);
 }
 
 TEST_F(ReadingTranslations, OpensTheFileForSharedReading)
 {
-    const std::wstring path = folder.AddTextFile(L"a.tr", L"text");
+    const std::wstring path = FileOf(L"text");
     std::wstring opened;
     const Replaced<"CreateFileW", decltype(::CreateFileW)> createFile(
         [&](LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
@@ -311,7 +323,7 @@ TEST_F(ReadingTranslations, ReadsChunksOf32768BytesUntilNoneIsLeft)
             chunks.push_back(size);
             return readFile.Original(file, buffer, size, read, overlapped);
         });
-    EXPECT_EQ(0U, Read(folder.AddTextFile(L"a.tr", content)));
+    EXPECT_EQ(0U, Read(FileOf(content)));
     EXPECT_EQ(content, text);
     EXPECT_EQ(std::vector<DWORD>(4, 32768), chunks);
 }
@@ -324,14 +336,14 @@ TEST_F(ReadingTranslations, PutsShortReadsOfAnyLengthTogether)
             [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD read, LPOVERLAPPED overlapped) {
                 return readFile.Original(file, buffer, std::min(size, most), read, overlapped);
             });
-        EXPECT_EQ(0U, Read(folder.AddTextFile(L"a.tr", content)));
+        EXPECT_EQ(0U, Read(FileOf(content)));
         EXPECT_EQ(content, text) << most;
     }
 }
 
 TEST_F(ReadingTranslations, EndsWithTheErrorOfAReadThatFails)
 {
-    const std::wstring path = folder.AddTextFile(L"a.tr", std::wstring(40000, L'x'));
+    const std::wstring path = FileOf(std::wstring(40000, L'x'));
     for (const int failing : {1, 2, 3}) {
         const Replaced<"ReadFile", decltype(::ReadFile)> readFile(
             [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD read, LPOVERLAPPED overlapped) -> BOOL {
@@ -354,13 +366,13 @@ TEST_F(ReadingTranslations, TakesAReadThatFailsWithoutAnErrorForTheEnd)
             SetLastError(ERROR_SUCCESS);
             return readFile.Calls() == 1 ? result : FALSE;
         });
-    EXPECT_EQ(0U, Read(folder.AddTextFile(L"a.tr", L"text")));
+    EXPECT_EQ(0U, Read(FileOf(L"text")));
     EXPECT_EQ(L"text", text);
 }
 
 TEST_F(ReadingTranslations, DoesNotMistakeAnOlderErrorForOneOfReading)
 {
-    const std::wstring path = folder.AddTextFile(L"a.tr", L"text");
+    const std::wstring path = FileOf(L"text");
     // Opening a file may leave an error behind where it succeeds.
     const Replaced<"CreateFileW", decltype(::CreateFileW)> createFile([&](auto... arguments) {
         const HANDLE file = createFile.Original(arguments...);
@@ -373,7 +385,7 @@ TEST_F(ReadingTranslations, DoesNotMistakeAnOlderErrorForOneOfReading)
 
 TEST_F(ReadingTranslations, ClosesTheFile)
 {
-    const std::wstring path = folder.AddTextFile(L"a.tr", L"text");
+    const std::wstring path = FileOf(L"text");
     EXPECT_EQ(0U, Read(path));
     EXPECT_NE(FALSE, DeleteFileW(path.c_str()));
 }
@@ -386,7 +398,7 @@ TEST_F(ReadingTranslations, CopesWithTwentyMegabytes)
         content += std::to_wstring(number) + L"\t\"english\"\t\"translation " + std::to_wstring(number) + L"\"\r\n";
     }
     ASSERT_GT(content.size() * sizeof(wchar_t), 20U * 1024 * 1024);
-    ASSERT_EQ(0U, Read(folder.AddTextFile(L"a.tr", content)));
+    ASSERT_EQ(0U, Read(FileOf(content)));
     ASSERT_EQ(content.size(), text.size());
     EXPECT_EQ(content, text);
     Translations translations;

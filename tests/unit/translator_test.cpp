@@ -63,17 +63,17 @@ protected:
 TEST_F(MakingATranslator, ShowsNoNumbersWithoutKeyOrValue)
 {
     EXPECT_EQ(kPlain, Text());
-    registry.MakeKey(HKEY_LOCAL_MACHINE, kCoreProductKey);
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, kCoreProductKey);
     EXPECT_EQ(kPlain, Text());
 }
 
 TEST_F(MakingATranslator, ShowsNumbersForAnyNumberButZero)
 {
     for (const std::uint32_t value : {1U, 2U, 0x80000000U, 0xFFFFFFFFU}) {
-        registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", value);
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", value);
         EXPECT_EQ(kNumbered, Text()) << value;
     }
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 0);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 0);
     EXPECT_EQ(kPlain, Text());
 }
 
@@ -88,15 +88,15 @@ TEST_F(MakingATranslator, TakesNoOtherTypeForANumber)
         {REG_DWORD, {1, 0}},
     };
     for (const auto& [type, data] : values) {
-        registry.SetRaw(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", type, data);
+        RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", type, data);
         EXPECT_EQ(kPlain, Text()) << type;
     }
 }
 
 TEST_F(MakingATranslator, AsksTheCoreKeyOnly)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kConsoleProductKey, L"IncludeTransId", 1);
-    registry.SetDword(HKEY_CURRENT_USER, kCoreProductKey, L"IncludeTransId", 1);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kConsoleProductKey, L"IncludeTransId", 1);
+    RegistrySandbox::SetDword(HKEY_CURRENT_USER, kCoreProductKey, L"IncludeTransId", 1);
     EXPECT_EQ(kPlain, Text());
 }
 
@@ -154,7 +154,7 @@ TEST_F(FindingAText, GivesATranslationThatIsEmpty)
 
 TEST_F(FindingAText, PutsTheNumberBeforeEitherText)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 1);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 1);
     Translator translator;
     ASSERT_EQ(0U, LoadTranslation(translator, 0));
     EXPECT_EQ(L"(-5-)deutsch", translator.Find(5, "english"));
@@ -183,7 +183,7 @@ TEST_F(FindingAText, ConvertsTheEnglishTextFromTheAnsiCodePageInTwoCalls)
 
 TEST_F(FindingAText, GivesThePrefixAloneWhereTheEnglishTextCannotBeConverted)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 1);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 1);
     Translator translator;
     const Replaced<"MultiByteToWideChar", decltype(::MultiByteToWideChar)> convert(
         [](UINT, DWORD, LPCCH, int, LPWSTR, int) { return 0; });
@@ -193,7 +193,7 @@ TEST_F(FindingAText, GivesThePrefixAloneWhereTheEnglishTextCannotBeConverted)
 
 TEST_F(FindingAText, GivesThePrefixAloneWhereThereIsNoMemoryForTheEnglishText)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 1);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", 1);
     Translator translator;
     std::optional<FailingMemory> memory;
     const Replaced<"MultiByteToWideChar", decltype(::MultiByteToWideChar)> convert(
@@ -272,7 +272,7 @@ TEST_F(LoadingATranslation, TakesEnglishWithoutAConfiguredLanguage)
 TEST_F(LoadingATranslation, TakesTheFileOfTheConfiguredLanguage)
 {
     for (const ExpectedLanguage& language : kExpectedLanguages) {
-        registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", language.id);
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", language.id);
         EXPECT_EQ(0U, LoadTranslation(translator, 0));
         EXPECT_EQ(language.englishName + L" text", Text());
     }
@@ -280,15 +280,15 @@ TEST_F(LoadingATranslation, TakesTheFileOfTheConfiguredLanguage)
 
 TEST_F(LoadingATranslation, TakesTheLow16BitsOfTheLanguage)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 0xABCD0000 + 1031);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 0xABCD0000 + 1031);
     EXPECT_EQ(0U, LoadTranslation(translator, 0));
     EXPECT_EQ(L"German text", Text());
 }
 
 TEST_F(LoadingATranslation, AsksTheKeyThatItIsTold)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, L"Software\\Kestrane\\VLCore\\14.0", L"Language", 1031);
-    registry.SetDword(HKEY_LOCAL_MACHINE, L"Software\\Kestrane\\VLConsole\\14.0", L"Language", 1036);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, L"Software\\Kestrane\\VLCore\\14.0", L"Language", 1031);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, L"Software\\Kestrane\\VLConsole\\14.0", L"Language", 1036);
     const std::pair<int, std::wstring> cases[] = {
         {0, L"German text"}, {1, L"French text"}, {2, L"German text"}, {-1, L"German text"}};
     for (const auto& [which, text] : cases) {
@@ -315,7 +315,7 @@ TEST_F(LoadingATranslation, OpensTheKeyForReading)
 
 TEST_F(LoadingATranslation, KeepsTheLanguageThatItHadWhereNoneCanBeRead)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
     ASSERT_EQ(0U, LoadTranslation(translator, 0));
     AddFile(L"German", L"5\t\"english\"\t\"German again\"");
     // The console's key is missing.
@@ -332,7 +332,7 @@ TEST_F(LoadingATranslation, TakesNoOtherTypeForALanguage)
         {REG_DWORD, {0x07, 0x04}},
     };
     for (const auto& [type, data] : values) {
-        registry.SetRaw(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", type, data);
+        RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", type, data);
         EXPECT_EQ(0U, LoadTranslation(translator, 0));
         EXPECT_EQ(L"English text", Text()) << type;
     }
@@ -341,7 +341,7 @@ TEST_F(LoadingATranslation, TakesNoOtherTypeForALanguage)
 TEST_F(LoadingATranslation, FailsForALanguageThatTheProductDoesNotSpeak)
 {
     for (const std::uint32_t language : {0U, 9U, 1032U, 2055U, 1028U}) {
-        registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", language);
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", language);
         EXPECT_EQ(0x80004005, LoadTranslation(translator, 0)) << language;
     }
     EXPECT_EQ(L"english", Text());
@@ -403,9 +403,9 @@ TEST_F(LoadingATranslation, CountsTheGoodLinesOfAFileWithBadOnes)
 
 TEST_F(LoadingATranslation, KeepsWhatAnEarlierOneLoaded)
 {
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
     ASSERT_EQ(0U, LoadTranslation(translator, 0));
-    registry.SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1032);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1032);
     EXPECT_EQ(0x80004005, LoadTranslation(translator, 0));
     EXPECT_EQ(L"German text", Text());
 }
