@@ -17,10 +17,10 @@ BOOL WINAPI ConsoleCtrlHandler(DWORD ctrlType)
     return TRUE;
 }
 
-std::uint32_t InstallConsoleCtrlHandler()
+std::optional<std::uint32_t> InstallConsoleCtrlHandler()
 {
     if (SetConsoleCtrlHandler(ConsoleCtrlHandler, TRUE) != FALSE) {
-        return 0;
+        return std::nullopt;
     }
     const DWORD error = GetLastError();
     CatalogueText text = GetMessage(GetMessageCatalogue(), 1647, "Failed to set control handler (%1).");

@@ -291,8 +291,8 @@ Result DispatchCommand(const CommandLine& commandLine)
     if (const std::optional<Result> refusal = Permitted<kLaunch>(request)) {
         return *refusal;
     }
-    if (const Result failure = InstallConsoleCtrlHandler(); failure != kSuccess) {
-        return failure;
+    if (const std::optional<Result> failure = InstallConsoleCtrlHandler()) {
+        return *failure;
     }
     GetComputerName(commandLine, request.computer);
     return RunCommand(request);

@@ -78,26 +78,26 @@ protected:
 
     int sync() override
     {
-        if (pending_.empty()) {
-            return 0;
+        if (!pending_.empty()) {
+            // There is nobody to be told that a line could not be written; the next one may get through.
+            static_cast<void>(isConsole_ ? WriteToConsole(output_, pending_)
+                                         : WriteToFile(output_, Encode(codePage_, pending_)));
+            pending_.clear();
         }
-        const bool written =
-            isConsole_ ? WriteToConsole(output_, pending_) : WriteToFile(output_, Encode(codePage_, pending_));
-        pending_.clear();
-        return written ? 0 : -1;
+        return 0;
     }
 
 private:
+    // Takes the whole text or, where memory runs out, nothing of it.
     void Append(std::wstring_view text)
     {
-        while (!text.empty()) {
-            const std::size_t line = std::min(text.find(L'\n'), text.size());
-            pending_.append(text.substr(0, line));
-            text.remove_prefix(line);
-            if (!text.empty()) {
-                pending_.append(L"\r\n");
-                text.remove_prefix(1);
+        const auto lineFeeds = static_cast<std::size_t>(std::count(text.begin(), text.end(), L'\n'));
+        pending_.reserve(pending_.size() + text.size() + lineFeeds);
+        for (const wchar_t c : text) {
+            if (c == L'\n') {
+                pending_.push_back(L'\r');
             }
+            pending_.push_back(c);
         }
     }
 
@@ -114,31 +114,45 @@ win::CriticalSection& OutputLock()
     return lock;
 }
 
+// Writes a finished text in one go.
+void Emit(std::wstring_view text)
+{
+    const std::lock_guard guard(OutputLock());
+    std::wcout.clear();
+    std::wcout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+}
+
 } // namespace
 
 ConsoleOutput::ConsoleOutput()
-    : buffer_(std::make_unique<StandardOutputBuffer>()), replaced_(std::wcout.rdbuf(buffer_.get()))
-{}
+    : buffer_(std::make_unique<StandardOutputBuffer>()),
+      replaced_(std::wcout.rdbuf(buffer_.get())),
+      replacedExceptions_(std::wcout.exceptions())
+{
+    // A stream keeps exceptions to itself unless it is told otherwise, and memory that runs out must not pass for a
+    // line that was written.
+    std::wcout.exceptions(std::ios_base::badbit);
+}
 
 ConsoleOutput::~ConsoleOutput()
 {
+    std::wcout.clear();
+    std::wcout.exceptions(std::ios_base::goodbit);
     std::wcout.flush();
     std::wcout.rdbuf(replaced_);
+    std::wcout.exceptions(replacedExceptions_);
 }
 
 void PrintText(std::wstring_view text)
 {
-    const std::lock_guard guard(OutputLock());
-    // A line that could not be written must not silence the lines after it.
-    std::wcout.clear();
-    std::wcout << text << std::flush;
+    Emit(text);
 }
 
 void PrintLine(std::wstring_view text)
 {
-    const std::lock_guard guard(OutputLock());
-    std::wcout.clear();
-    std::wcout << text << std::endl;
+    std::wstring line(text);
+    line.push_back(L'\n');
+    Emit(line);
 }
 
 void PrintLine(const CatalogueText& text)

@@ -2,6 +2,7 @@
 
 #include "messages/catalogue.h"
 
+#include <ios>
 #include <memory>
 #include <streambuf>
 #include <string_view>
@@ -11,7 +12,8 @@
 // The stream's own buffer converts with the C locale and gives up for good at the first character that its code page
 // lacks. This one hands UTF-16 to a console; where the output is redirected, it encodes in the console's output code
 // page (without a console, the system's ANSI code page), a character that the page lacks becoming its best fit or "?".
-// A line feed becomes CR LF. What was written since the last flush leaves in one write.
+// A line feed becomes CR LF. What was written since the last flush leaves in one write. Running
+// out of memory passes through the stream as std::bad_alloc.
 class ConsoleOutput {
 public:
     ConsoleOutput();
@@ -25,6 +27,7 @@ public:
 private:
     std::unique_ptr<std::wstreambuf> buffer_;
     std::wstreambuf* replaced_;
+    std::ios_base::iostate replacedExceptions_;
 };
 
 // Writes the text to std::wcout and flushes, under the one lock that all output takes: texts of several threads never

@@ -25,7 +25,7 @@ TEST(Console, ShowsATranslationThatThePageOfTheConsoleLacks)
 {
     TestConsole console;
     ASSERT_NE(FALSE, SetConsoleOutputCP(437));
-    const ScratchFolder folder;
+    ScratchFolder folder;
     const std::filesystem::path tool = folder.Path() / L"VLCmd.exe";
     std::filesystem::copy_file(ToolPath(), tool);
     folder.Write(L"Japanese.tr",

@@ -210,7 +210,7 @@ ScratchFolder::~ScratchFolder()
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::string_view bytes) const
+std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::string_view bytes)
 {
     std::filesystem::path path = path_ / name;
     std::ofstream file(path, std::ios::binary);
@@ -222,7 +222,7 @@ std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::string
     return path;
 }
 
-std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::wstring_view text) const
+std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::wstring_view text)
 {
     return Write(name, {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)});
 }

@@ -96,9 +96,9 @@ public:
     [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
 
     // Writes bytes into a file of the folder; returns its path.
-    std::filesystem::path Write(const std::wstring& name, std::string_view bytes) const;
+    std::filesystem::path Write(const std::wstring& name, std::string_view bytes);
     // The same with UTF-16 text, without a byte-order mark.
-    std::filesystem::path Write(const std::wstring& name, std::wstring_view text) const;
+    std::filesystem::path Write(const std::wstring& name, std::wstring_view text);
 
 private:
     std::filesystem::path path_;

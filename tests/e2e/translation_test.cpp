@@ -103,7 +103,7 @@ class Translation : public testing::Test {
 protected:
     Translation() { std::filesystem::copy_file(ToolPath(), tool_); }
 
-    [[nodiscard]] const ScratchFolder& Folder() const { return folder_; }
+    [[nodiscard]] ScratchFolder& Folder() { return folder_; }
 
     template <typename Data>
     void SetCoreValue(const wchar_t* name, const Data& data)

@@ -124,7 +124,7 @@ protected:
 
 TEST_F(InstallingConsoleControl, AddsTheHandlerAndSaysNothing)
 {
-    EXPECT_EQ(0U, InstallConsoleCtrlHandler());
+    EXPECT_EQ(std::nullopt, InstallConsoleCtrlHandler());
     EXPECT_EQ(&ConsoleCtrlHandler, installed);
     EXPECT_EQ(TRUE, add);
     EXPECT_EQ(1, setHandler.Calls());
@@ -135,7 +135,7 @@ TEST_F(InstallingConsoleControl, AddsTheHandlerAndSaysNothing)
 TEST_F(InstallingConsoleControl, PrintsReturnsAndPublishesTheErrorOfARefusal)
 {
     Refuse(5);
-    EXPECT_EQ(5U, InstallConsoleCtrlHandler());
+    EXPECT_EQ(std::optional(5U), InstallConsoleCtrlHandler());
     EXPECT_EQ(L"Failed to set control handler (5).\n", output.Text());
     EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=5"}), environment);
 }
@@ -143,7 +143,7 @@ TEST_F(InstallingConsoleControl, PrintsReturnsAndPublishesTheErrorOfARefusal)
 TEST_F(InstallingConsoleControl, PrintsTheErrorAsAnUnsignedNumber)
 {
     Refuse(0x80070005);
-    EXPECT_EQ(0x80070005, InstallConsoleCtrlHandler());
+    EXPECT_EQ(std::optional(0x80070005U), InstallConsoleCtrlHandler());
     EXPECT_EQ(L"Failed to set control handler (2147942405).\n", output.Text());
     EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=2147942405"}), environment);
 }
@@ -153,7 +153,7 @@ TEST_F(InstallingConsoleControl, ReturnsTheErrorThatStandsAfterTheLineHasBeenPri
     Refuse(5);
     BufferThatLeavesAnError buffer;
     std::wstreambuf* const replaced = std::wcout.rdbuf(&buffer);
-    const std::uint32_t code = InstallConsoleCtrlHandler();
+    const std::uint32_t code = InstallConsoleCtrlHandler().value();
     std::wcout.rdbuf(replaced);
     EXPECT_EQ(6U, code);
     EXPECT_EQ(L"Failed to set control handler (5).\n", buffer.str());

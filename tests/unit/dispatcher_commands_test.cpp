@@ -230,7 +230,7 @@ private:
     Replaced<"CreateThread", decltype(::CreateThread)> createThread_{
         [this](LPSECURITY_ATTRIBUTES security, SIZE_T stack, LPTHREAD_START_ROUTINE routine, LPVOID parameter,
                DWORD flags, LPDWORD id) -> HANDLE {
-            if (++threads_ == 1) {
+            if (!IsFrameworkThread(flags) && ++threads_ == 1) {
                 if (monitorError != 0) {
                     SetLastError(monitorError);
                     return nullptr;
