@@ -63,12 +63,12 @@ TEST(AnalyzeCommand, KnowsADriveInEachOfItsForms)
                        {L"C:", "C:\\"},
                        {L"c:", "C:\\"},
                        {L"c:\\", "C:\\"},
-                       {L"D:\\Mounts\\Data\\", "D:\\Mounts\\Data\\ (Backup)"},
-                       {L"D:\\Mounts\\Data", "D:\\Mounts\\Data\\ (Backup)"},
-                       {L"d:\\MOUNTS\\data\\", "D:\\Mounts\\Data\\ (Backup)"},
-                       {L"\\\\?\\Volume{0A1B-2C}\\", "\\\\?\\Volume{0A1B-2C}"},
-                       {L"\\\\?\\volume{0a1b-2c}", "\\\\?\\Volume{0A1B-2C}"},
-                       {L"{0A1B-2C}", "\\\\?\\Volume{0A1B-2C}"}};
+                       {LR"(D:\Mounts\Data\)", R"(D:\Mounts\Data\ (Backup))"},
+                       {LR"(D:\Mounts\Data)", R"(D:\Mounts\Data\ (Backup))"},
+                       {LR"(d:\MOUNTS\data\)", R"(D:\Mounts\Data\ (Backup))"},
+                       {LR"(\\?\Volume{0A1B-2C}\)", R"(\\?\Volume{0A1B-2C})"},
+                       {LR"(\\?\volume{0a1b-2c})", R"(\\?\Volume{0A1B-2C})"},
+                       {L"{0A1B-2C}", R"(\\?\Volume{0A1B-2C})"}};
     const EngineProcess engine(kFourDrives);
     for (const auto& [word, mountPoint] : forms) {
         EXPECT_EQ(BannerAnd("Analyze started on drive " + std::string(mountPoint) + ".\n"), RunTool({L"/an", word}))

@@ -12,7 +12,10 @@ namespace testing_support {
 
 // Whether a CreateThread is GoogleTest's own: it keeps a suspended-born thread for every thread that it looks at, and
 // starts it when it likes. The product's threads run at once.
-inline bool IsFrameworkThread(DWORD creationFlags) { return (creationFlags & CREATE_SUSPENDED) != 0; }
+inline bool IsFrameworkThread(DWORD creationFlags)
+{
+    return (creationFlags & CREATE_SUSPENDED) != 0;
+}
 
 // Ground for a test that runs product code: an empty registry, the product's output caught, and at the end a check that
 // whatever the product was handed out has been given back.
