@@ -27,6 +27,7 @@ std::wstring CatalogueText::ToWideString() const
     return result;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): a lookup is a question to the catalogue.
 CatalogueText MessageCatalogue::Find(std::uint32_t number, const char* englishText) const
 {
     return CatalogueText(GetTranslator().Find(number, englishText));

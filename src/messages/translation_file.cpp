@@ -81,7 +81,8 @@ bool TakeCharacter(std::wstring_view& escaped, wchar_t& character)
 bool IsQuoted(std::wstring_view field)
 {
     wchar_t character = 0;
-    return TakeCharacter(field, character) && TakeCharacter(field, character);
+    const bool hasFirst = TakeCharacter(field, character);
+    return hasFirst && TakeCharacter(field, character);
 }
 
 // The text between a quoted field's first and last character; which characters those are is not looked at.

@@ -24,12 +24,13 @@ std::wstring ProgramName(HANDLE process)
         const std::wstring_view whole(path, length);
         return std::wstring(whole.substr(whole.rfind(L'\\') + 1));
     }
-    HMODULE program = nullptr;
+    // The first module is the program.
+    HMODULE modules[1] = {};
     DWORD needed = 0;
-    if (EnumProcessModules(process, &program, sizeof program, &needed) == FALSE) {
+    if (EnumProcessModules(process, modules, sizeof modules, &needed) == FALSE) {
         return {};
     }
-    return {path, GetModuleBaseNameW(process, program, path, kPathLength)};
+    return {path, GetModuleBaseNameW(process, modules[0], path, kPathLength)};
 }
 
 bool Runs(DWORD processId, std::wstring_view programName)

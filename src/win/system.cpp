@@ -1,6 +1,7 @@
 #include "win/system.h"
 
 #include <cstdlib>
+#include <cwchar>
 
 namespace win {
 
@@ -28,7 +29,8 @@ std::wstring ProgramFolder(DWORD bufferSize)
     if (_wsplitpath_s(path.c_str(), drive, _MAX_DRIVE, folder.data(), folder.size(), nullptr, 0, nullptr, 0) != 0) {
         return {};
     }
-    return std::wstring(drive) + folder.c_str();
+    folder.resize(std::wcslen(folder.c_str()));
+    return drive + folder;
 }
 
 } // namespace win
