@@ -119,7 +119,7 @@ int ServeScenario(Options options)
             return Fail(kFailed, options.readyEvent + L": the event cannot be opened: " + ErrorText(GetLastError()));
         }
     }
-    const Scenario& scenario = std::get<Scenario>(loaded);
+    const auto& scenario = std::get<Scenario>(loaded);
     ServerLife life(instance->QuitEvent());
     const auto engine = std::make_shared<Engine>(scenario, log, life);
     engine->BeginLog();

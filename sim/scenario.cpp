@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <set>
 #include <span>
 #include <unordered_map>
@@ -102,7 +103,7 @@ Complaint SetSeconds(std::optional<milliseconds>& place, std::wstring_view value
     if (!seconds || *seconds < 0 || *seconds > kMostSeconds) {
         return L"\"" + std::wstring(value) + L"\" is not a number of seconds";
     }
-    place = milliseconds(static_cast<milliseconds::rep>(*seconds * 1000 + 0.5));
+    place = milliseconds(std::llround(*seconds * 1000));
     return std::nullopt;
 }
 
