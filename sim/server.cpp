@@ -43,9 +43,9 @@ Server::~Server()
 // itself: releasing the last reference to the server process suspends the class objects, and a client that comes later
 // is given a new process. Wine only counts those references. There, revoking the class objects closes the door, but a
 // client may have a class object in its hands already and be on its way to CreateInstance. So the server lingers: its
-// class objects stay locked, hence callable, and when somebody holds an object afterwards, it opens again instead of
-// ending. What remains is a client of Wine that has found the server but not yet asked it for the class object when
-// that is revoked, a few milliseconds in all; its activation fails with E_FAIL.
+// class objects stay locked, hence callable, and when somebody holds an object or has set a drive to work meanwhile, it
+// opens again instead of ending. What remains is a client of Wine that has found the server but not yet asked it for
+// the class object when that is revoked, a few milliseconds in all; its activation fails with E_FAIL.
 HRESULT Server::Run(HANDLE readyEvent)
 {
     CoAddRefServerProcess();
@@ -76,7 +76,8 @@ HRESULT Server::RunUntilIdle()
         if (CoReleaseServerProcess() == 0 || quits) {
             Revoke();
             quits = quits || QuitsWithin(kLinger);
-            if (quits || engine_->Life().IsFree()) {
+            const bool atWork = engine_->Computer().AtWork(Machine::Clock::now());
+            if (quits || (engine_->Life().IsFree() && !atWork)) {
                 return S_OK;
             }
             CoAddRefServerProcess();
