@@ -7,6 +7,7 @@
 #include "messages/console_output.h"
 #include "messages/translator.h"
 #include "policy/ui_group_policy.h"
+#include "support/support_report.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -225,6 +226,12 @@ Result RunQueryFileById(const Request& request)
     return ShowFileNameById(request.computer, words[1], _wtoi(words[2].c_str()));
 }
 
+Result RunSupportInformation(const Request& /*request*/)
+{
+    PrintLine(BuildSupportReport());
+    return kSuccess;
+}
+
 // --- The commands ---
 
 // What a command checks and gathers, in this order, and then does.
@@ -256,7 +263,7 @@ constexpr Command kCommands[] = {
     {CommandCode::StatAnalyze, {DriveWords, Permitted<kStatus>}, nullptr},
     {CommandCode::StatOnline, {DriveWords, Permitted<kStatus>}, nullptr},
     {CommandCode::StatOffline, {DriveWords, Permitted<kStatus>}, nullptr},
-    {CommandCode::SupportInformation, {}, nullptr},
+    {CommandCode::SupportInformation, {}, RunSupportInformation},
 };
 
 Result RunCommand(Request& request)
