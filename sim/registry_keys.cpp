@@ -34,6 +34,22 @@ std::wstring ClassKeyPath(const GUID& identifier)
     return L"Software\\Classes\\CLSID\\" + GuidText(identifier);
 }
 
+LSTATUS ReadRegistryText(const wchar_t* keyPath, const wchar_t* name, std::wstring& text)
+{
+    std::wstring value;
+    DWORD size = 0;
+    LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, keyPath, name, RRF_RT_REG_SZ, nullptr, nullptr, &size);
+    while (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {
+        value.resize(size / sizeof(wchar_t));
+        status = RegGetValueW(HKEY_LOCAL_MACHINE, keyPath, name, RRF_RT_REG_SZ, nullptr, value.data(), &size);
+        if (status == ERROR_SUCCESS) {
+            text = value.c_str();
+            return ERROR_SUCCESS;
+        }
+    }
+    return status == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : status;
+}
+
 HRESULT SetRegistryText(const std::wstring& keyPath, const wchar_t* name, const std::wstring& value)
 {
     win::RegistryKey key;

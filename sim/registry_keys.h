@@ -15,6 +15,9 @@ namespace sim {
 // The key of a class below HKEY_LOCAL_MACHINE.
 [[nodiscard]] std::wstring ClassKeyPath(const GUID& identifier);
 
+// Reads a text value of a key below HKEY_LOCAL_MACHINE; an absent key or value leaves the text as it is.
+[[nodiscard]] LSTATUS ReadRegistryText(const wchar_t* keyPath, const wchar_t* name, std::wstring& text);
+
 // Sets a text value of a key below HKEY_LOCAL_MACHINE, which is made where it is missing; without a name, the key's
 // default value.
 [[nodiscard]] HRESULT SetRegistryText(const std::wstring& keyPath, const wchar_t* name, const std::wstring& value);
