@@ -1,5 +1,9 @@
 #include "ado/dispatch_object.h"
 
+#include "ado/row_value.h"
+
+#include "win/variant.h"
+
 namespace sim::ado {
 
 VARIANT* Call::Argument(UINT number) const
@@ -21,7 +25,7 @@ std::optional<std::wstring> Call::Text(UINT number) const
     if (argument == nullptr) {
         return std::wstring();
     }
-    Variant text;
+    win::Variant text;
     if (FAILED(VariantChangeType(text.Put(), argument, 0, VT_BSTR))) {
         return std::nullopt;
     }
@@ -35,7 +39,7 @@ std::optional<LONG> Call::Number(UINT number, LONG fallback) const
     if (argument == nullptr) {
         return fallback;
     }
-    Variant value;
+    win::Variant value;
     if (FAILED(VariantChangeType(value.Put(), argument, 0, VT_I4))) {
         return std::nullopt;
     }

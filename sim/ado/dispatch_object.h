@@ -2,9 +2,8 @@
 
 #include "ado/errors.h"
 #include "ado/module.h"
-#include "ado/variant.h"
-
 #include "guid.h"
+#include "odbc/odbc.h"
 #include "text.h"
 
 #include "win/com_ptr.h"

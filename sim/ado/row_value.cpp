@@ -1,4 +1,4 @@
-#include "ado/variant.h"
+#include "ado/row_value.h"
 
 #include "win/owner.h"
 
