@@ -101,14 +101,15 @@ std::vector<std::vector<sim::odbc::Value>> StatisticsDatabase::Query(std::wstrin
     }
 }
 
-// Runs the schema statement by statement, as a driver need not take several at once.
+// Runs the schema statement by statement and without its opening comment, as SQLite's driver wants it.
 void StatisticsDatabase::MakeTables()
 {
     const std::wstring program = sim::ModulePath(nullptr);
     const std::filesystem::path folder = std::filesystem::path(program).parent_path();
     const std::wstring schema = sim::FromUtf8(ReadWhole(folder / L"statistics-schema.sql")).value();
     constexpr std::wstring_view kEnd = L";\n";
-    for (std::size_t begin = 0, end = schema.find(kEnd); end != std::wstring::npos; end = schema.find(kEnd, begin)) {
+    std::size_t begin = schema.find(L"CREATE TABLE");
+    for (std::size_t end = schema.find(kEnd); end != std::wstring::npos; end = schema.find(kEnd, begin)) {
         Execute(std::wstring_view(schema).substr(begin, end - begin));
         begin = end + kEnd.size();
     }
