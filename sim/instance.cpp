@@ -1,5 +1,9 @@
 #include "instance.h"
 
+#include "registration.h"
+
+#include <string>
+
 namespace sim {
 
 namespace {
@@ -87,6 +91,49 @@ void ServerInstance::AnnounceEnd(bool ending) const
     } else {
         ResetEvent(endingEvent_.Get());
     }
+}
+
+bool IsServerRunning()
+{
+    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, kProcessName));
+    const ProcessIdView processId = section ? ViewProcessId(section.Get(), FILE_MAP_READ) : ProcessIdView();
+    if (!processId) {
+        return false;
+    }
+    const win::KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, *processId.Get()));
+    const win::KernelHandle endingEvent(OpenEventW(SYNCHRONIZE, FALSE, kEndingName));
+    const bool isEnding = endingEvent && WaitForSingleObject(endingEvent.Get(), 0) == WAIT_OBJECT_0;
+    return process && !isEnding && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
+}
+
+DWORD StartServer(std::chrono::milliseconds patience)
+{
+    if (IsServerRunning()) {
+        return ERROR_SUCCESS;
+    }
+    const std::wstring readyName = L"Local\\Kestrane.Simulator.Ready." + std::to_wstring(GetCurrentProcessId());
+    const win::KernelHandle ready(CreateEventW(nullptr, TRUE, FALSE, readyName.c_str()));
+    if (!ready) {
+        return GetLastError();
+    }
+    const std::wstring program = OwnPath();
+    std::wstring commandLine = L'"' + program + L"\" --ready " + readyName;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr, nullptr,
+                       &startup, &started) == FALSE) {
+        return GetLastError();
+    }
+    const win::KernelHandle process(started.hProcess);
+    const win::KernelHandle thread(started.hThread);
+    const HANDLE either[] = {ready.Get(), process.Get()};
+    const DWORD signalled = WaitForMultipleObjects(2, either, FALSE, static_cast<DWORD>(patience.count()));
+    if (signalled == WAIT_OBJECT_0) {
+        return ERROR_SUCCESS;
+    }
+    // The server that has ended may have found one that somebody else has started meanwhile.
+    return signalled == WAIT_TIMEOUT ? WAIT_TIMEOUT : IsServerRunning() ? ERROR_SUCCESS : ERROR_PROCESS_ABORTED;
 }
 
 DWORD QuitRunningServer(std::chrono::milliseconds patience)

@@ -31,6 +31,14 @@ private:
     win::KernelHandle endingEvent_;
 };
 
+// Whether a server runs that is not about to end.
+[[nodiscard]] bool IsServerRunning();
+
+// Starts a server in the background, with none of the caller's standard handles, and waits until clients may come; at
+// once where one is running. Answers 0 or a Windows error: WAIT_TIMEOUT for a server that does not get ready,
+// ERROR_PROCESS_ABORTED for one that ends instead.
+[[nodiscard]] DWORD StartServer(std::chrono::milliseconds patience);
+
 // Asks the session's server to quit and waits until its process is gone, at once where there is none. Answers 0 or a
 // Windows error: WAIT_TIMEOUT for a server that does not end.
 [[nodiscard]] DWORD QuitRunningServer(std::chrono::milliseconds patience);

@@ -152,6 +152,13 @@ int ChangeRegistration(HRESULT (*change)())
     return kDone;
 }
 
+int Start()
+{
+    constexpr std::chrono::seconds kPatience(30);
+    const DWORD error = StartServer(kPatience);
+    return error == ERROR_SUCCESS ? kDone : Fail(kFailed, L"the server did not start: " + ErrorText(error));
+}
+
 int Quit()
 {
     constexpr std::chrono::seconds kPatience(15);
@@ -178,6 +185,8 @@ int wmain(int argc, wchar_t** argv)
         return ChangeRegistration(&RegisterServer);
     case Task::Unregister:
         return ChangeRegistration(&UnregisterServer);
+    case Task::Start:
+        return Start();
     case Task::Quit:
         return Quit();
     case Task::Help:

@@ -1,9 +1,8 @@
 #include "options.h"
 
 #include "registration.h"
+#include "registry_keys.h"
 #include "text.h"
-
-#include "win/owner.h"
 
 #include <algorithm>
 #include <iterator>
@@ -12,25 +11,7 @@ namespace sim {
 
 namespace {
 
-// Reads a text value of the simulator's key; an absent key or value leaves the text as it is.
-LSTATUS ReadSetting(const wchar_t* name, std::wstring& text)
-{
-    constexpr wchar_t kKey[] = L"Software\\Kestrane\\Simulator";
-    std::wstring value;
-    DWORD size = 0;
-    LSTATUS status = RegGetValueW(HKEY_LOCAL_MACHINE, kKey, name, RRF_RT_REG_SZ, nullptr, nullptr, &size);
-    while (status == ERROR_SUCCESS || status == ERROR_MORE_DATA) {
-        value.resize(size / sizeof(wchar_t));
-        status = RegGetValueW(HKEY_LOCAL_MACHINE, kKey, name, RRF_RT_REG_SZ, nullptr, value.data(), &size);
-        if (status == ERROR_SUCCESS) {
-            // The size counts the text's terminating NUL.
-            value.resize(value.find(L'\0'));
-            text = value;
-            return ERROR_SUCCESS;
-        }
-    }
-    return status == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : status;
-}
+constexpr wchar_t kSimulatorKey[] = L"Software\\Kestrane\\Simulator";
 
 } // namespace
 
@@ -40,6 +21,7 @@ const wchar_t* const kUsage = L"VLEngine: a simulated engine for trying out and 
                               L"                            serve; set the named event when clients may come\n"
                               L"  VLEngine /regserver       register this program as the computer's engine\n"
                               L"  VLEngine /unregserver     take the registration back\n"
+                              L"  VLEngine /start           start a server in the background unless one runs\n"
                               L"  VLEngine /quit            end the running server and wait until it is gone\n"
                               L"  VLEngine -Embedding       serve; how COM starts the program\n"
                               L"\n"
@@ -54,8 +36,11 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
         std::wstring_view word;
         Task task;
     };
-    constexpr TaskWord kTasks[] = {
-        {L"regserver", Task::Register}, {L"unregserver", Task::Unregister}, {L"quit", Task::Quit}, {L"?", Task::Help}};
+    constexpr TaskWord kTasks[] = {{L"regserver", Task::Register},
+                                   {L"unregserver", Task::Unregister},
+                                   {L"start", Task::Start},
+                                   {L"quit", Task::Quit},
+                                   {L"?", Task::Help}};
     struct ValueWord {
         std::wstring_view word;
         std::wstring Options::*place;
@@ -92,9 +77,9 @@ unsigned long CompleteFromRegistry(Options& options)
     if (!options.scenario.empty()) {
         return ERROR_SUCCESS;
     }
-    LSTATUS status = ReadSetting(L"Scenario", options.scenario);
+    LSTATUS status = ReadRegistryText(kSimulatorKey, L"Scenario", options.scenario);
     if (status == ERROR_SUCCESS && options.log.empty()) {
-        status = ReadSetting(L"CallLog", options.log);
+        status = ReadRegistryText(kSimulatorKey, L"CallLog", options.log);
     }
     if (options.scenario.empty()) {
         const std::wstring path = OwnPath();

@@ -290,6 +290,8 @@ constexpr Key<Sections> kEngineKeys[] = {
      [](Sections& s, Text value, std::size_t) { return SetText(s.scenario.driveList.emplace(), value); }},
     {L"service-state", [](Sections& s, Text value, std::size_t) { return SetNumber(s.scenario.serviceState, value); }},
     {L"rights", [](Sections& s, Text value, std::size_t) { return SetNumber(s.scenario.rights, value); }},
+    {L"statistics-database",
+     [](Sections& s, Text value, std::size_t) { return SetText(s.scenario.statisticsDatabase.emplace(), value); }},
     {L"analyze-seconds", [](Sections& s, Text value, std::size_t) { return SetSeconds(s.times.analyze, value); }},
     {L"defragment-seconds", [](Sections& s, Text value, std::size_t) { return SetSeconds(s.times.defragment, value); }},
     {L"offline-seconds", [](Sections& s, Text value, std::size_t) { return SetSeconds(s.times.offlinePass, value); }},
