@@ -1,13 +1,26 @@
 #include "instance.h"
 
+#include "text.h"
+
 namespace sim {
 
 namespace {
 
-constexpr wchar_t kRunningName[] = L"Local\\Kestrane.Simulator.Running";
-constexpr wchar_t kProcessName[] = L"Local\\Kestrane.Simulator.Process";
-constexpr wchar_t kQuitName[] = L"Local\\Kestrane.Simulator.Quit";
-constexpr wchar_t kEndingName[] = L"Local\\Kestrane.Simulator.Ending";
+constexpr wchar_t kRunning[] = L"Running";
+constexpr wchar_t kProcess[] = L"Process";
+constexpr wchar_t kQuit[] = L"Quit";
+constexpr wchar_t kEnding[] = L"Ending";
+
+// The name under which the computer's server shares such a thing with other processes.
+std::wstring SharedName(const wchar_t* thing, const std::wstring& computer)
+{
+    std::wstring name = L"Local\\Kestrane.Simulator.";
+    name += thing;
+    if (!computer.empty()) {
+        name += L'.' + FoldCase(computer);
+    }
+    return name;
+}
 
 struct ViewTraits {
     using Type = DWORD*;
@@ -48,11 +61,11 @@ bool OwnMutex(HANDLE mutex, HANDLE endingEvent, std::chrono::milliseconds patien
 
 } // namespace
 
-std::optional<ServerInstance> ServerInstance::Claim(std::chrono::milliseconds patience)
+std::optional<ServerInstance> ServerInstance::Claim(const std::wstring& computer, std::chrono::milliseconds patience)
 {
     ServerInstance instance;
-    instance.running_.Reset(CreateMutexW(nullptr, FALSE, kRunningName));
-    instance.endingEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, kEndingName));
+    instance.running_.Reset(CreateMutexW(nullptr, FALSE, SharedName(kRunning, computer).c_str()));
+    instance.endingEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, SharedName(kEnding, computer).c_str()));
     if (!instance.running_ || !instance.endingEvent_) {
         return std::nullopt;
     }
@@ -60,8 +73,8 @@ std::optional<ServerInstance> ServerInstance::Claim(std::chrono::milliseconds pa
         SetLastError(ERROR_ALREADY_EXISTS);
         return std::nullopt;
     }
-    instance.process_.Reset(
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD), kProcessName));
+    instance.process_.Reset(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
+                                               SharedName(kProcess, computer).c_str()));
     if (!instance.process_) {
         return std::nullopt;
     }
@@ -70,7 +83,7 @@ std::optional<ServerInstance> ServerInstance::Claim(std::chrono::milliseconds pa
         return std::nullopt;
     }
     *processId.Get() = GetCurrentProcessId();
-    instance.quitEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, kQuitName));
+    instance.quitEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, SharedName(kQuit, computer).c_str()));
     if (!instance.quitEvent_) {
         return std::nullopt;
     }
@@ -89,10 +102,10 @@ void ServerInstance::AnnounceEnd(bool ending) const
     }
 }
 
-DWORD QuitRunningServer(std::chrono::milliseconds patience)
+DWORD QuitRunningServer(const std::wstring& computer, std::chrono::milliseconds patience)
 {
-    win::KernelHandle quitEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, kQuitName));
-    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, kProcessName));
+    win::KernelHandle quitEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, SharedName(kQuit, computer).c_str()));
+    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, SharedName(kProcess, computer).c_str()));
     if (!quitEvent || !section) {
         return GetLastError() == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : GetLastError();
     }
