@@ -30,7 +30,9 @@ LSTATUS ReadSetting(const wchar_t* name, std::wstring& text)
         value.resize(size / sizeof(wchar_t));
         status = RegGetValueW(HKEY_LOCAL_MACHINE, kSimulatorKey, name, RRF_RT_REG_SZ, nullptr, value.data(), &size);
         if (status == ERROR_SUCCESS) {
-            text = value.c_str();
+            // The size counts the text's terminating NUL.
+            value.resize(value.find(L'\0'));
+            text = value;
             return ERROR_SUCCESS;
         }
     }

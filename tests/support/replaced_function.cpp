@@ -6,6 +6,7 @@
 #include <cstdlib>
 
 // The first byte of the running program; the linker's own name for it.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" IMAGE_DOS_HEADER __ImageBase;
 
 namespace testing_support {
