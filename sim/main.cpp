@@ -8,6 +8,7 @@
 #include "registration.h"
 #include "scenario.h"
 #include "server.h"
+#include "settings.h"
 #include "text.h"
 
 #include <cstdlib>
@@ -119,6 +120,12 @@ int ServeScenario(Options options)
         readyEvent.Reset(CreateEventW(nullptr, TRUE, FALSE, options.readyEvent.c_str()));
         if (!readyEvent) {
             return Fail(kFailed, options.readyEvent + L": the event cannot be opened: " + ErrorText(GetLastError()));
+        }
+    }
+    // This computer's classes are registered once and for all; another one's are where its engine is started.
+    if (!options.computer.empty()) {
+        if (const HRESULT result = RegisterClasses(options.computer, ModulePath(nullptr)); FAILED(result)) {
+            return ExitCodeOf(result, log, options.log);
         }
     }
     const auto& scenario = std::get<Scenario>(loaded);

@@ -197,6 +197,23 @@ Complaint AddPolicyChange(std::vector<PolicyChange>& changes, Text value)
     return Unless(right, value, L"not a number of seconds, the name of a value and a number or -");
 }
 
+Complaint AddKeyPress(std::vector<KeyPress>& presses, Text value)
+{
+    constexpr Choice<std::uint32_t> kEvents[] = {{L"ctrl-c", CTRL_C_EVENT},
+                                                 {L"ctrl-break", CTRL_BREAK_EVENT},
+                                                 {L"close", CTRL_CLOSE_EVENT},
+                                                 {L"logoff", CTRL_LOGOFF_EVENT},
+                                                 {L"shutdown", CTRL_SHUTDOWN_EVENT}};
+    const std::vector<Text> fields = Split(value, L',');
+    std::optional<milliseconds> after;
+    if (fields.size() != 2 || SetSeconds(after, fields[0])) {
+        return Unless(false, value, L"not a number of seconds and an event, separated by a comma");
+    }
+    KeyPress& press = presses.emplace_back();
+    press.after = *after;
+    return SetChoice(press.event, kEvents, fields[1]);
+}
+
 Complaint SetFunction(WindowsFault& fault, Text value)
 {
     const WindowsFunction* const function = FindWindowsFunction(value);
@@ -280,6 +297,10 @@ constexpr Key<ComputerSetup> kPolicyKeys[] = {
      true},
 };
 
+constexpr Key<ComputerSetup> kConsoleKeys[] = {
+    {L"press", [](ComputerSetup& s, Text value, std::size_t) { return AddKeyPress(s.presses, value); }, true},
+};
+
 constexpr Key<WindowsFault> kFaultKeys[] = {
     {L"function", [](WindowsFault& s, Text value, std::size_t) { return SetFunction(s, value); }},
     {L"call", [](WindowsFault& s, Text value, std::size_t) { return SetCalls(s.calls, value); }},
@@ -291,10 +312,10 @@ constexpr Key<WindowsFault> kFaultKeys[] = {
 
 const ComputerSections::SectionKind* ComputerSections::FindKind(Text word)
 {
-    static constexpr SectionKind kKinds[] = {{L"machine", Kind::Machine, false},    {L"clock", Kind::Clock, false},
-                                             {L"computer", Kind::Computer, true},   {L"volume", Kind::Volume, true},
-                                             {L"registry", Kind::Registry, true},   {L"policy", Kind::Policy, false},
-                                             {L"windows-fault", Kind::Fault, false}};
+    static constexpr SectionKind kKinds[] = {
+        {L"machine", Kind::Machine, false}, {L"clock", Kind::Clock, false},        {L"computer", Kind::Computer, true},
+        {L"volume", Kind::Volume, true},    {L"registry", Kind::Registry, true},   {L"policy", Kind::Policy, false},
+        {L"console", Kind::Console, false}, {L"windows-fault", Kind::Fault, false}};
     const auto* const found =
         std::ranges::find_if(kKinds, [&](const SectionKind& kind) { return SameIgnoringCase(kind.word, word); });
     return found == std::end(kKinds) ? nullptr : found;
@@ -334,6 +355,7 @@ Complaint ComputerSections::Begin(Text word, Text name, std::size_t line)
     case Kind::Machine:
     case Kind::Clock:
     case Kind::Policy:
+    case Kind::Console:
         break;
     }
     return std::nullopt;
@@ -354,6 +376,8 @@ Complaint ComputerSections::ReadKey(Text key, Text value, std::size_t line)
         return SetKey(computer_.registry.back(), key, value, line, seen_, {kRegistryKeys});
     case Kind::Policy:
         return SetKey(computer_, key, value, line, seen_, {kPolicyKeys});
+    case Kind::Console:
+        return SetKey(computer_, key, value, line, seen_, {kConsoleKeys});
     case Kind::Fault:
         return SetKey(computer_.faults.back(), key, value, line, seen_, {kFaultKeys});
     }
@@ -369,6 +393,7 @@ std::variant<ComputerSetup, ScenarioError> ComputerSections::Finish()
         }
     }
     std::ranges::stable_sort(computer_.policyChanges, {}, &PolicyChange::after);
+    std::ranges::stable_sort(computer_.presses, {}, &KeyPress::after);
     return std::exchange(computer_, {});
 }
 
@@ -381,6 +406,9 @@ std::optional<ScenarioError> ComputerSections::CheckComputers() const
         }
         if (other.scenario.empty() == !other.failure) {
             return ScenarioError{other.line, L"a computer has either a scenario or a failure"};
+        }
+        if (other.name.find_first_of(L"\\/\"") != std::wstring::npos) {
+            return ScenarioError{other.line, L"a computer's name has no backslashes and no quotation marks"};
         }
         if (other.name == L"*" && !other.failure) {
             return ScenarioError{other.line, L"an engine needs a computer with a name"};

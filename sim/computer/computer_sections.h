@@ -26,7 +26,7 @@ public:
     [[nodiscard]] std::variant<ComputerSetup, ScenarioError> Finish();
 
 private:
-    enum class Kind { Machine, Clock, Computer, Volume, Registry, Policy, Fault };
+    enum class Kind { Machine, Clock, Computer, Volume, Registry, Policy, Console, Fault };
 
     struct SectionKind {
         std::wstring_view word;

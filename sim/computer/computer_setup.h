@@ -74,6 +74,12 @@ struct PolicyChange {
     std::optional<std::uint32_t> number;
 };
 
+// A control key that is pressed in the tool's console, or another event that Windows tells console programs.
+struct KeyPress {
+    std::chrono::milliseconds after{0}; // counted from the program's first control handler
+    std::uint32_t event = 0;            // as control handlers get it
+};
+
 // One order to a function of Windows. Calls are counted per fault, over those that concern its path if it names one.
 struct WindowsFault {
     std::size_t line = 0;
@@ -100,6 +106,7 @@ struct ComputerSetup {
     std::vector<OtherComputer> computers;
     std::vector<RegistryKeySetup> registry;
     std::vector<PolicyChange> policyChanges; // the earliest first
+    std::vector<KeyPress> presses;           // the earliest first
     std::vector<WindowsFault> faults;
 
     // The computer of this name, in any case and with or without two backslashes before it; null where the scenario

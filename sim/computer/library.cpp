@@ -32,8 +32,9 @@ bool ShowComputer(HMODULE library)
         return false;
     }
     const HMODULE program = GetModuleHandleW(nullptr);
-    for (const auto replacements : {&ComReplacements, &SystemReplacements, &ClockReplacements, &VolumeReplacements,
-                                    &DeviceReplacements, &RegistryReplacements, &PolicyReplacements}) {
+    for (const auto replacements :
+         {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements, &VolumeReplacements,
+          &DeviceReplacements, &RegistryReplacements, &PolicyReplacements}) {
         for (const Replacement& replacement : replacements()) {
             PatchImport(program, replacement.function, replacement.replacement);
         }

@@ -100,16 +100,17 @@ LSTATUS ShowRegistry(const ComputerSetup& setup)
 {
     // What a process of the same number may have left behind.
     RegDeleteTreeW(HKEY_CURRENT_USER, ScratchKeyOf(GetCurrentProcessId()).c_str());
-    LSTATUS status = ERROR_SUCCESS;
+    win::RegistryKey key;
+    LSTATUS status = MakeScratchKey(ScratchKeyOf(GetCurrentProcessId()), key);
     const std::wstring policyPath = std::wstring(kUserRoot) + kPolicyKey;
     const bool namesPolicy = std::ranges::any_of(
-        setup.registry, [&](const RegistryKeySetup& key) { return IsAtOrBelow(policyPath, key.path); });
+        setup.registry, [&](const RegistryKeySetup& shown) { return IsAtOrBelow(policyPath, shown.path); });
     if (!setup.policyChanges.empty() && !namesPolicy) {
         status = ShowPolicyKey();
     }
-    for (const RegistryKeySetup& key : setup.registry) {
+    for (const RegistryKeySetup& shown : setup.registry) {
         if (status == ERROR_SUCCESS) {
-            status = ShowKey(key);
+            status = ShowKey(shown);
         }
     }
     return status;

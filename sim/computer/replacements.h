@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <type_traits>
 
 namespace sim {
 
@@ -15,6 +16,7 @@ struct Replacement {
 [[nodiscard]] std::span<const Replacement> ComReplacements();
 [[nodiscard]] std::span<const Replacement> SystemReplacements();
 [[nodiscard]] std::span<const Replacement> ClockReplacements();
+[[nodiscard]] std::span<const Replacement> ConsoleReplacements();
 [[nodiscard]] std::span<const Replacement> VolumeReplacements();
 [[nodiscard]] std::span<const Replacement> DeviceReplacements();
 [[nodiscard]] std::span<const Replacement> RegistryReplacements();

@@ -75,11 +75,6 @@ BOOL WINAPI MemoryStatus(MEMORYSTATUSEX* status)
     return TRUE;
 }
 
-BOOL WINAPI SetControlHandler(PHANDLER_ROUTINE handler, BOOL add)
-{
-    return Fails(L"SetConsoleCtrlHandler") ? FALSE : SetConsoleCtrlHandler(handler, add);
-}
-
 HANDLE WINAPI StartThread(SECURITY_ATTRIBUTES* security, SIZE_T stack, LPTHREAD_START_ROUTINE start, void* parameter,
                           DWORD flags, DWORD* identifier)
 {
@@ -100,7 +95,6 @@ std::span<const Replacement> SystemReplacements()
         Replace("GetComputerNameW", &GetComputerNameW, &ComputerName),
         Replace("GetVersionExW", &GetVersionExW, &WindowsVersionRecord),
         Replace("GlobalMemoryStatusEx", &GlobalMemoryStatusEx, &MemoryStatus),
-        Replace("SetConsoleCtrlHandler", &SetConsoleCtrlHandler, &SetControlHandler),
         Replace("CreateThread", &CreateThread, &StartThread),
         Replace("CreateEventW", &CreateEventW, &MakeEvent),
     };
