@@ -1,6 +1,9 @@
 #include "instance.h"
 
+#include "registry_keys.h"
 #include "text.h"
+
+#include <string>
 
 namespace sim {
 
@@ -100,6 +103,49 @@ void ServerInstance::AnnounceEnd(bool ending) const
     } else {
         ResetEvent(endingEvent_.Get());
     }
+}
+
+bool IsServerRunning(const std::wstring& computer)
+{
+    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, SharedName(kProcess, computer).c_str()));
+    const ProcessIdView processId = section ? ViewProcessId(section.Get(), FILE_MAP_READ) : ProcessIdView();
+    if (!processId) {
+        return false;
+    }
+    const win::KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, *processId.Get()));
+    const win::KernelHandle endingEvent(OpenEventW(SYNCHRONIZE, FALSE, SharedName(kEnding, computer).c_str()));
+    const bool isEnding = endingEvent && WaitForSingleObject(endingEvent.Get(), 0) == WAIT_OBJECT_0;
+    return process && !isEnding && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
+}
+
+DWORD StartServer(std::chrono::milliseconds patience)
+{
+    if (IsServerRunning(L"")) {
+        return ERROR_SUCCESS;
+    }
+    const std::wstring readyName = L"Local\\Kestrane.Simulator.Ready." + std::to_wstring(GetCurrentProcessId());
+    const win::KernelHandle ready(CreateEventW(nullptr, TRUE, FALSE, readyName.c_str()));
+    if (!ready) {
+        return GetLastError();
+    }
+    const std::wstring program = ModulePath(nullptr);
+    std::wstring commandLine = L'"' + program + L"\" --ready " + readyName;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    PROCESS_INFORMATION started{};
+    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr, nullptr,
+                       &startup, &started) == FALSE) {
+        return GetLastError();
+    }
+    const win::KernelHandle process(started.hProcess);
+    const win::KernelHandle thread(started.hThread);
+    const HANDLE either[] = {ready.Get(), process.Get()};
+    const DWORD signalled = WaitForMultipleObjects(2, either, FALSE, static_cast<DWORD>(patience.count()));
+    if (signalled == WAIT_OBJECT_0) {
+        return ERROR_SUCCESS;
+    }
+    // The server that has ended may have found one that somebody else has started meanwhile.
+    return signalled == WAIT_TIMEOUT ? WAIT_TIMEOUT : IsServerRunning(L"") ? ERROR_SUCCESS : ERROR_PROCESS_ABORTED;
 }
 
 DWORD QuitRunningServer(const std::wstring& computer, std::chrono::milliseconds patience)

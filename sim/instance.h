@@ -33,6 +33,14 @@ private:
     win::KernelHandle endingEvent_;
 };
 
+// Whether the computer's server runs and is not about to end.
+[[nodiscard]] bool IsServerRunning(const std::wstring& computer);
+
+// Starts the server of this computer in the background, with none of the caller's standard handles, and waits until clients may come; at
+// once where one is running. Answers 0 or a Windows error: WAIT_TIMEOUT for a server that does not get ready,
+// ERROR_PROCESS_ABORTED for one that ends instead.
+[[nodiscard]] DWORD StartServer(std::chrono::milliseconds patience);
+
 // Asks the computer's server to quit and waits until its process is gone, at once where there is none. Answers 0 or a
 // Windows error: WAIT_TIMEOUT for a server that does not end.
 [[nodiscard]] DWORD QuitRunningServer(const std::wstring& computer, std::chrono::milliseconds patience);

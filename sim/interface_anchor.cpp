@@ -1,7 +1,7 @@
 #include "interface_anchor.h"
 
 #include "guid.h"
-#include "settings.h"
+#include "registry_keys.h"
 
 #include <vlengine.h>
 

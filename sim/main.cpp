@@ -6,9 +6,9 @@
 #include "instance.h"
 #include "options.h"
 #include "registration.h"
+#include "registry_keys.h"
 #include "scenario.h"
 #include "server.h"
-#include "settings.h"
 #include "text.h"
 
 #include <cstdlib>
@@ -161,6 +161,13 @@ int ChangeRegistration(HRESULT (*change)())
     return kDone;
 }
 
+int Start()
+{
+    constexpr std::chrono::seconds kPatience(30);
+    const DWORD error = StartServer(kPatience);
+    return error == ERROR_SUCCESS ? kDone : Fail(kFailed, L"the server did not start: " + ErrorText(error));
+}
+
 int Quit()
 {
     constexpr std::chrono::seconds kPatience(15);
@@ -194,6 +201,8 @@ int wmain(int argc, wchar_t** argv)
         return ChangeRegistration(&RegisterServer);
     case Task::Unregister:
         return ChangeRegistration(&UnregisterServer);
+    case Task::Start:
+        return Start();
     case Task::Quit:
         return Quit();
     case Task::Help:

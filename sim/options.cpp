@@ -1,5 +1,6 @@
 #include "options.h"
 
+#include "registry_keys.h"
 #include "settings.h"
 #include "text.h"
 
@@ -28,6 +29,7 @@ const wchar_t* const kUsage = L"VLEngine: a simulated engine for trying out and 
                               L"                            as the engine of a computer that the scenario names\n"
                               L"  VLEngine /regserver       register this program as the computer's engine\n"
                               L"  VLEngine /unregserver     take the registration back\n"
+                              L"  VLEngine /start           start a server in the background unless one runs\n"
                               L"  VLEngine /quit            end every running server and wait until it is gone\n"
                               L"  VLEngine -Embedding       serve; how COM starts the program\n"
                               L"\n"
@@ -42,8 +44,11 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
         std::wstring_view word;
         Task task;
     };
-    constexpr TaskWord kTasks[] = {
-        {L"regserver", Task::Register}, {L"unregserver", Task::Unregister}, {L"quit", Task::Quit}, {L"?", Task::Help}};
+    constexpr TaskWord kTasks[] = {{L"regserver", Task::Register},
+                                   {L"unregserver", Task::Unregister},
+                                   {L"start", Task::Start},
+                                   {L"quit", Task::Quit},
+                                   {L"?", Task::Help}};
     struct ValueWord {
         std::wstring_view word;
         std::wstring Options::*place;
@@ -84,7 +89,7 @@ unsigned long CompleteFromRegistry(Options& options)
     }
     LSTATUS status = FindScenario(nullptr, options.scenario);
     if (status == ERROR_SUCCESS && options.log.empty()) {
-        status = ReadSetting(L"CallLog", options.log);
+        status = ReadRegistryText(kSimulatorKey, L"CallLog", options.log);
         if (!options.log.empty() && !options.computer.empty()) {
             options.log = BesideName(options.log, options.computer);
         }

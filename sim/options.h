@@ -7,7 +7,7 @@
 
 namespace sim {
 
-enum class Task { Serve, Register, Unregister, Quit, Help };
+enum class Task { Serve, Register, Unregister, Start, Quit, Help };
 
 // What the command line asks for. Paths and names are empty where they are not given.
 struct Options {

@@ -1,8 +1,8 @@
 #include "registration.h"
 
 #include "computer/server_classes.h"
+#include "registry_keys.h"
 #include "results.h"
-#include "settings.h"
 
 #include "win/com_ptr.h"
 

@@ -221,6 +221,8 @@ constexpr Key<Sections> kEngineKeys[] = {
      [](Sections& s, Text value, std::size_t) { return SetText(s.scenario.driveList.emplace(), value); }},
     {L"service-state", [](Sections& s, Text value, std::size_t) { return SetNumber(s.scenario.serviceState, value); }},
     {L"rights", [](Sections& s, Text value, std::size_t) { return SetNumber(s.scenario.rights, value); }},
+    {L"statistics-database",
+     [](Sections& s, Text value, std::size_t) { return SetText(s.scenario.statisticsDatabase.emplace(), value); }},
     {L"analyze-seconds", [](Sections& s, Text value, std::size_t) { return SetSeconds(s.times.analyze, value); }},
     {L"defragment-seconds", [](Sections& s, Text value, std::size_t) { return SetSeconds(s.times.defragment, value); }},
     {L"offline-seconds", [](Sections& s, Text value, std::size_t) { return SetSeconds(s.times.offlinePass, value); }},
@@ -672,7 +674,12 @@ std::variant<Scenario, ScenarioError> LoadScenarioOf(const std::wstring& path, c
     if (ScenarioError* const error = std::get_if<ScenarioError>(&loaded)) {
         return ScenarioError{other->line, DescribeError(other->scenario, *error)};
     }
-    std::get<Scenario>(loaded).computer.clockSpeed = scenario->computer.clockSpeed;
+    auto& found = std::get<Scenario>(loaded);
+    found.computer.clockSpeed = scenario->computer.clockSpeed;
+    // The product's database is this computer's.
+    if (!found.statisticsDatabase) {
+        found.statisticsDatabase.emplace();
+    }
     return loaded;
 }
 

@@ -86,6 +86,7 @@ struct Scenario {
     std::optional<std::wstring> driveList; // handed out as it stands instead of the drives' own list
     std::optional<std::uint32_t> serviceState;
     std::uint32_t rights = 1;
+    std::optional<std::wstring> statisticsDatabase; // in place of what the product's registry value names
     std::vector<DriveSetup> drives;
     std::vector<ScheduleSetup> schedules;
     std::vector<Fault> faults;

@@ -69,6 +69,8 @@ HRESULT Server::RunUntilIdle()
 {
     for (;;) {
         bool quits = QuitsWithin(kLook);
+        // What nobody asks about is recorded all the same.
+        engine_->Computer().Settle(Machine::Clock::now());
         if (engine_->Computer().AtWork(Machine::Clock::now())) {
             lastWork_ = ServerLife::Clock::now();
         }

@@ -9,15 +9,8 @@ namespace sim {
 // What the registry says of the simulated computer, below HKEY_LOCAL_MACHINE\Software\Kestrane\Simulator.
 inline constexpr wchar_t kSimulatorKey[] = L"Software\\Kestrane\\Simulator";
 
-// The full path of a program's or library's file; null stands for the running program.
-[[nodiscard]] std::wstring ModulePath(HMODULE module);
-
 // Where the keys that are made for one process alone stand, below HKEY_CURRENT_USER; who has started it deletes them.
 [[nodiscard]] std::wstring ScratchKeyOf(DWORD process);
-
-// Reads a text value of the simulator's key; an absent key or value leaves the text as it is. Answers 0 or the Windows
-// error of the registry.
-[[nodiscard]] LSTATUS ReadSetting(const wchar_t* name, std::wstring& text);
 
 // The path of the scenario that holds when nobody names one: that of the registry, otherwise default.scenario beside
 // the module, as ModulePath names it. Answers 0 or the Windows error of the registry.

@@ -1,6 +1,6 @@
 #include "computer/server_classes.h"
 
-#include "results.h"
+#include "registry_keys.h"
 #include "settings.h"
 #include "text.h"
 
@@ -22,32 +22,6 @@ constexpr const wchar_t* kClassNames[] = {L"Simulated engine: drive manager", L"
 std::wstring ComputersKey()
 {
     return std::wstring(kSimulatorKey) + L"\\Computers";
-}
-
-std::wstring ClassKeyPath(const GUID& identifier)
-{
-    std::array<wchar_t, 39> text{};
-    StringFromGUID2(identifier, text.data(), static_cast<int>(text.size()));
-    return std::wstring(L"Software\\Classes\\CLSID\\") + text.data();
-}
-
-HRESULT SetDefaultValue(const std::wstring& keyPath, const std::wstring& value)
-{
-    win::RegistryKey key;
-    LSTATUS status =
-        RegCreateKeyExW(HKEY_LOCAL_MACHINE, keyPath.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, key.Put(), nullptr);
-    if (status == ERROR_SUCCESS) {
-        status = RegSetKeyValueW(key.Get(), nullptr, nullptr, REG_SZ, value.c_str(),
-                                 static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-    }
-    return status == ERROR_SUCCESS ? S_OK : FromWindowsError(static_cast<DWORD>(status));
-}
-
-HRESULT DeleteTree(const std::wstring& keyPath)
-{
-    const LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, keyPath.c_str());
-    const bool gone = status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
-    return gone ? S_OK : FromWindowsError(static_cast<DWORD>(status));
 }
 
 // FNV-1a over the name's bytes: short, and the same in every program.
@@ -82,16 +56,16 @@ HRESULT RegisterClasses(const std::wstring& computer, const std::wstring& progra
     HRESULT result = S_OK;
     if (!computer.empty()) {
         server += L" --computer \"" + computer + L'"';
-        result = SetDefaultValue(ComputersKey() + L'\\' + FoldCase(computer), computer);
+        result = SetRegistryText(ComputersKey() + L'\\' + FoldCase(computer), nullptr, computer);
     }
     const ServerClasses classes = ServerClassesOf(computer);
     for (std::size_t index = 0; index < classes.size(); ++index) {
         const std::wstring key = ClassKeyPath(classes[index]);
         if (SUCCEEDED(result)) {
-            result = SetDefaultValue(key, kClassNames[index]);
+            result = SetRegistryText(key, nullptr, kClassNames[index]);
         }
         if (SUCCEEDED(result)) {
-            result = SetDefaultValue(key + L"\\LocalServer32", server);
+            result = SetRegistryText(key + L"\\LocalServer32", nullptr, server);
         }
     }
     return result;
@@ -99,9 +73,9 @@ HRESULT RegisterClasses(const std::wstring& computer, const std::wstring& progra
 
 HRESULT UnregisterClasses(const std::wstring& computer)
 {
-    HRESULT result = computer.empty() ? S_OK : DeleteTree(ComputersKey() + L'\\' + FoldCase(computer));
+    HRESULT result = computer.empty() ? S_OK : RemoveRegistryKey(ComputersKey() + L'\\' + FoldCase(computer));
     for (const GUID& identifier : ServerClassesOf(computer)) {
-        if (const HRESULT deleted = DeleteTree(ClassKeyPath(identifier)); SUCCEEDED(result)) {
+        if (const HRESULT deleted = RemoveRegistryKey(ClassKeyPath(identifier)); SUCCEEDED(result)) {
             result = deleted;
         }
     }

@@ -7,6 +7,7 @@
 #include "loading.h"
 
 #include "computer/server_classes.h"
+#include "registry_keys.h"
 #include "scenario.h"
 #include "settings.h"
 

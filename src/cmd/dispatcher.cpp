@@ -7,6 +7,7 @@
 #include "messages/console_output.h"
 #include "messages/translator.h"
 #include "policy/ui_group_policy.h"
+#include "stats/statistics.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -153,9 +154,25 @@ Result RunStatus(const Request& request)
     return ShowDriveStatus(request.computer);
 }
 
+// Another computer's statistics come from its engine, and in one kind alone.
+template <StatisticsKind Kind>
+Result RunStatistics(const Request& request)
+{
+    return request.computer.empty() ? ShowLocalStats(request.drives, Kind)
+                                    : ShowRemoteStats(request.computer, request.drives);
+}
+
+// Whoever waited for the analysis is shown what it found, for the drives as they were typed.
 Result RunAnalyze(const Request& request)
 {
-    return AnalyzeDrives(request.computer, request.drives, HasWaitFlag(request.commandLine));
+    const bool wait = HasWaitFlag(request.commandLine);
+    const Result result = AnalyzeDrives(request.computer, request.drives, wait);
+    if (result != kSuccess || !wait) {
+        return result;
+    }
+    Request fresh{request.commandLine, request.policy, request.computer, {}, {}};
+    const std::optional<Result> noDrives = DriveWords(fresh);
+    return noDrives ? *noDrives : RunStatistics<StatisticsKind::Analyze>(fresh);
 }
 
 Result Optimize(const Request& request, bool online, OnlineMode mode, std::uint32_t fileTypes)
@@ -253,9 +270,9 @@ constexpr Command kCommands[] = {
     {CommandCode::CancelBootTime, {Permitted<kBootTime>, ResolvedDrives}, RunCancelBootTime},
     {CommandCode::RunSchedule, {WordCount<2>, Permitted<kSchedule>}, RunNamedSchedule},
     {CommandCode::QueryFileById, {WordCount<3>}, RunQueryFileById},
-    {CommandCode::StatAnalyze, {DriveWords, Permitted<kStatus>}, nullptr},
-    {CommandCode::StatOnline, {DriveWords, Permitted<kStatus>}, nullptr},
-    {CommandCode::StatOffline, {DriveWords, Permitted<kStatus>}, nullptr},
+    {CommandCode::StatAnalyze, {DriveWords, Permitted<kStatus>}, RunStatistics<StatisticsKind::Analyze>},
+    {CommandCode::StatOnline, {DriveWords, Permitted<kStatus>}, RunStatistics<StatisticsKind::Online>},
+    {CommandCode::StatOffline, {DriveWords, Permitted<kStatus>}, RunStatistics<StatisticsKind::Offline>},
     {CommandCode::SupportInformation, {}, nullptr},
 };
 
@@ -272,7 +289,7 @@ Result RunCommand(Request& request)
             return *result;
         }
     }
-    // This version knows these commands and their rules, but not yet their reports.
+    // This version knows the support report's command, but not yet its report.
     return command->operation == nullptr ? ERROR_CALL_NOT_IMPLEMENTED : command->operation(request);
 }
 

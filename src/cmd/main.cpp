@@ -1,6 +1,7 @@
 #include "cmd/startup.h"
 #include "engine/guarded.h"
 #include "messages/console_output.h"
+#include "trace/VLTrace.h" // for its object, which is to be there before the entry point runs
 #include "win/com_apartment.h"
 #include "win/result_code.h"
 

@@ -1,8 +1,7 @@
 #include "engine/formatting.h"
 
 #include "messages/catalogue.h"
-#include "win/bstr.h"
-#include "win/com_ptr.h"
+#include "win/error_text.h"
 #include "win/owner.h"
 #include "win/result_code.h"
 
@@ -51,8 +50,6 @@ constexpr ShortSizeUnit kShortSizeUnits[] = {
 constexpr ShortSizeUnit kShortestUnit{kKilo, L"%.1f KB"};
 constexpr std::size_t kSizeTextLength = 512;
 
-constexpr DWORD kNeutralLanguage = MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT);
-
 std::wstring Rounded(double value, int decimals)
 {
     const double scale = std::pow(10.0, decimals);
@@ -68,25 +65,6 @@ std::wstring FormatMoment(Format format, const SYSTEMTIME& moment, int length)
     // The count includes the terminating NUL.
     text.resize(written > 0 ? static_cast<std::size_t>(written) - 1 : 0);
     return text;
-}
-
-std::wstring ErrorObjectText()
-{
-    win::ComPtr<IErrorInfo> error;
-    win::Bstr description;
-    if (GetErrorInfo(0, error.Put()) != S_OK || !error || FAILED(error->GetDescription(description.Put()))) {
-        return {};
-    }
-    return description.ToString();
-}
-
-std::wstring SystemText(DWORD code)
-{
-    win::LocalText text;
-    const DWORD length =
-        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
-                       nullptr, code, kNeutralLanguage, reinterpret_cast<wchar_t*>(text.Put()), 0, nullptr);
-    return text ? std::wstring(text.Get(), length) : std::wstring();
 }
 
 bool IsInternetError(HRESULT result)
@@ -116,21 +94,21 @@ std::wstring InternetText(DWORD code)
     wchar_t text[kLength] = {};
     const DWORD length =
         FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_MAX_WIDTH_MASK,
-                       module, code, kNeutralLanguage, text, kLength, nullptr);
+                       module, code, win::kNeutralLanguage, text, kLength, nullptr);
     return {text, length};
 }
 
 std::wstring ErrorText(HRESULT result)
 {
-    std::wstring text = ErrorObjectText();
+    std::wstring text = win::ErrorObjectText();
     if (text.empty()) {
-        text = SystemText(win::ResultOf(result));
+        text = win::SystemText(win::ResultOf(result));
     }
     if (text.empty() && IsInternetError(result)) {
         text = InternetText(win::CodeOf(result));
     }
     if (text.empty()) {
-        text = SystemText(win::CodeOf(result));
+        text = win::SystemText(win::CodeOf(result));
     }
     return text.empty() ? L"Detailed error text is not available" : text;
 }
@@ -196,11 +174,7 @@ DateTimeText FormatDateTime(const SYSTEMTIME& moment)
 
 std::wstring FormatError(HRESULT result, std::wstring_view source, int line)
 {
-    constexpr std::size_t kNumbersLength = 64;
-    const unsigned long code = win::ResultOf(result);
-    wchar_t numbers[kNumbersLength] = {};
-    std::swprintf(numbers, kNumbersLength, L"\r\nReturn code: 0x%8.8lX (%lu)", code, code);
-    std::wstring text = L"\r\nError text:\r\n" + ErrorText(result) + numbers;
+    std::wstring text = L"\r\nError text:\r\n" + ErrorText(result) + L"\r\n" + win::ReturnCodeText(result);
     if (!source.empty() && line >= 0) {
         text += L'(';
         text += source.substr(source.rfind(L'\\') + 1);

@@ -42,6 +42,9 @@ public:
 
     [[nodiscard]] std::wstring ToString() const { return std::wstring(View()); }
 
+    // Hands the string to the caller, who frees it.
+    [[nodiscard]] BSTR Detach() noexcept { return std::exchange(value_, nullptr); }
+
     // An empty place for a COM call to fill.
     [[nodiscard]] BSTR* Put() noexcept
     {

@@ -90,6 +90,15 @@ struct LocalMemoryTraits {
 // A text that Windows allocated with LocalAlloc, as FormatMessageW does.
 using LocalText = Owner<LocalMemoryTraits>;
 
+struct SecurityDescriptorTraits {
+    using Type = PSECURITY_DESCRIPTOR;
+    static Type Null() noexcept { return nullptr; }
+    static void Release(Type descriptor) noexcept { LocalFree(descriptor); }
+};
+
+// A security descriptor made from its text.
+using SecurityDescriptor = Owner<SecurityDescriptorTraits>;
+
 struct ModuleTraits {
     using Type = HMODULE;
     static Type Null() noexcept { return nullptr; }

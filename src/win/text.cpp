@@ -50,4 +50,17 @@ bool NameLess::operator()(std::wstring_view left, std::wstring_view right) const
     return CompareNames(left, right) == CSTR_LESS_THAN;
 }
 
+std::wstring UpperCase(std::wstring_view text)
+{
+    std::wstring upper(text);
+    CharUpperBuffW(upper.data(), static_cast<DWORD>(upper.size()));
+    return upper;
+}
+
+std::wstring_view BaseName(std::wstring_view path) noexcept
+{
+    const std::wstring_view name = path.substr(path.rfind(L'\\') + 1);
+    return name.substr(0, name.rfind(L'.'));
+}
+
 } // namespace win

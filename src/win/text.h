@@ -15,6 +15,12 @@ struct NameLess {
     bool operator()(std::wstring_view left, std::wstring_view right) const noexcept;
 };
 
+// The text in upper case, character by character.
+[[nodiscard]] std::wstring UpperCase(std::wstring_view text);
+
+// The name of the file that a path leads to, without folder ("\\" alone separates folders) and without extension.
+[[nodiscard]] std::wstring_view BaseName(std::wstring_view path) noexcept;
+
 // Calls visit(piece) for every non-empty piece of the text between separators, in order, until visit returns false.
 template <typename Visit>
 void ForEachPiece(std::wstring_view text, wchar_t separator, Visit visit)

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "db/db_interfaces.h"
+#include "win/owner.h"
+
+namespace vldb {
+
+// Makes the connections of the process.
+class CDbManager final : public IDbManager {
+public:
+    CDbManager();
+    CDbManager(const CDbManager&) = delete;
+    CDbManager(CDbManager&&) = delete;
+    ~CDbManager();
+    CDbManager& operator=(const CDbManager&) = delete;
+    CDbManager& operator=(CDbManager&&) = delete;
+
+    IDbConnection* Connect(const std::wstring& connectionString) override;
+    void Lock() override;
+    void Unlock() override;
+};
+
+// The process's manager, created by the first call.
+[[nodiscard]] IDbManager* GetDbManager();
+
+// Closes and deletes what CDbManager::Connect and ExecuteReader made. That closing fails is not told: by then all that
+// was wanted has been read.
+void Release(IDbConnection* connection) noexcept;
+void Release(IDbReader* reader) noexcept;
+
+template <typename Interface>
+struct DbObjectTraits {
+    using Type = Interface*;
+    static Type Null() noexcept { return nullptr; }
+    static void Release(Type object) noexcept { vldb::Release(object); }
+};
+
+// Owners of the two; a reader goes before its connection.
+using DbConnection = win::Owner<DbObjectTraits<IDbConnection>>;
+using DbReader = win::Owner<DbObjectTraits<IDbReader>>;
+
+} // namespace vldb

@@ -1,0 +1,135 @@
+#include "win/late_bound.h"
+
+#include "win/bstr.h"
+#include "win/error_text.h"
+#include "win/result_code.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace win {
+
+namespace {
+
+// What a failing object tells about itself; the receiver frees its strings.
+class Exception {
+public:
+    Exception() noexcept = default;
+    Exception(const Exception&) = delete;
+    Exception(Exception&&) = delete;
+    ~Exception()
+    {
+        SysFreeString(info_.bstrSource);
+        SysFreeString(info_.bstrDescription);
+        SysFreeString(info_.bstrHelpFile);
+    }
+    Exception& operator=(const Exception&) = delete;
+    Exception& operator=(Exception&&) = delete;
+
+    [[nodiscard]] EXCEPINFO* Put() noexcept { return &info_; }
+
+    // Has the object tell what it has put off telling.
+    void FillIn() noexcept
+    {
+        if (const auto fillIn = std::exchange(info_.pfnDeferredFillIn, nullptr)) {
+            static_cast<void>(fillIn(&info_));
+        }
+    }
+
+    // The HRESULT that the object means. It sets one of scode and wCode; a wCode counts from the first code that
+    // FACILITY_ITF leaves to objects.
+    [[nodiscard]] HRESULT Code() const noexcept
+    {
+        constexpr int kFirstOfObjects = 0x200;
+        constexpr int kLast = 0xFFFF;
+        if (info_.wCode != 0) {
+            return MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, std::min(kFirstOfObjects + info_.wCode, kLast));
+        }
+        return FAILED(info_.scode) ? info_.scode : DISP_E_EXCEPTION;
+    }
+
+    [[nodiscard]] std::wstring Description() const
+    {
+        return info_.bstrDescription == nullptr
+                   ? std::wstring()
+                   : std::wstring(info_.bstrDescription, SysStringLen(info_.bstrDescription));
+    }
+
+private:
+    EXCEPINFO info_{};
+};
+
+CallResult Invoke(IDispatch* object, WORD kind, const wchar_t* name, std::span<const Variant> arguments,
+                  Variant* result)
+{
+    if (object == nullptr) {
+        return {E_POINTER};
+    }
+    // What an earlier failure left behind would pass for this one's.
+    static_cast<void>(SetErrorInfo(0, nullptr));
+    DISPID member = DISPID_UNKNOWN;
+    auto* memberName = const_cast<wchar_t*>(name);
+    if (const HRESULT found = object->GetIDsOfNames(IID_NULL, &memberName, 1, LOCALE_USER_DEFAULT, &member);
+        FAILED(found)) {
+        return {found, ErrorObjectText()};
+    }
+    // Automation wants the last argument first. The copies own nothing.
+    std::vector<VARIANTARG> values;
+    values.reserve(arguments.size());
+    for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
+        values.push_back(argument->Get());
+    }
+    DISPPARAMS parameters{values.data(), nullptr, static_cast<UINT>(values.size()), 0};
+    Exception exception;
+    const HRESULT invoked = object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,
+                                           result == nullptr ? nullptr : result->Put(), exception.Put(), nullptr);
+    if (SUCCEEDED(invoked)) {
+        return {};
+    }
+    if (invoked != DISP_E_EXCEPTION) {
+        return {invoked, ErrorObjectText()};
+    }
+    exception.FillIn();
+    std::wstring description = exception.Description();
+    return {exception.Code(), description.empty() ? ErrorObjectText() : std::move(description)};
+}
+
+} // namespace
+
+CallResult CreateLateBound(const wchar_t* className, ComPtr<IDispatch>& object)
+{
+    CLSID classId{};
+    if (const HRESULT found = CLSIDFromProgID(className, &classId); FAILED(found)) {
+        return {found};
+    }
+    const HRESULT created =
+        CoCreateInstance(classId, nullptr, CLSCTX_ALL, IID_IDispatch, reinterpret_cast<void**>(object.Put()));
+    return {RequireInterface(created, object.Get())};
+}
+
+CallResult CallMethod(IDispatch* object, const wchar_t* name, std::span<const Variant> arguments)
+{
+    return Invoke(object, DISPATCH_METHOD, name, arguments, nullptr);
+}
+
+CallResult GetProperty(IDispatch* object, const wchar_t* name, std::span<const Variant> arguments, Variant& value)
+{
+    return Invoke(object, DISPATCH_PROPERTYGET, name, arguments, &value);
+}
+
+CallResult GetObjectProperty(IDispatch* object, const wchar_t* name, std::span<const Variant> arguments,
+                             ComPtr<IDispatch>& value)
+{
+    Variant held;
+    if (CallResult got = GetProperty(object, name, arguments, held); FAILED(got.code)) {
+        return got;
+    }
+    if (const HRESULT changed = held.ChangeType(VT_DISPATCH); FAILED(changed)) {
+        return {changed};
+    }
+    value = ComPtr<IDispatch>(held.Get().pdispVal);
+    return {RequireInterface(S_OK, value.Get())};
+}
+
+} // namespace win
