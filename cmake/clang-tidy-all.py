@@ -24,6 +24,8 @@ RULES = ROOT / ".clang-tidy"
 
 # What the cross compiler alone understands; what counts as an error is for the rules to say.
 COMPILER_ONLY = re.compile(r"-municode$|-fsanitize|-Werror")
+# What may stand before the compiler in a command.
+LAUNCHERS = ("ccache", "sccache")
 
 
 def output_of(*command, **options):
@@ -65,7 +67,7 @@ def library_arguments(compiler):
 def read_command(entry):
     """The object file of a compile command, and the arguments that clang takes for it: without the compiler, the
     source, the output and what is GCC's alone."""
-    compiler, *rest = shlex.split(entry["command"])
+    compiler, *rest = (word for word in shlex.split(entry["command"]) if os.path.basename(word) not in LAUNCHERS)
     arguments = ["--target=x86_64-w64-mingw32", "-Wno-unknown-warning-option", *library_arguments(compiler)]
     target = None
     words = iter(rest)

@@ -12,7 +12,7 @@ constexpr GUID kOwnDrive = {0x3e1d77a2, 0x8c54, 0x4f0b, {0x9d, 0x16, 0x4b, 0x0e,
 
 } // namespace
 
-DriveObject::DriveObject(std::shared_ptr<Engine> engine, DriveIndex drive)
+DriveObject::DriveObject(const std::shared_ptr<Engine>& engine, DriveIndex drive)
     : ComObject(engine, ObjectKind::Drive, engine->Computer().Setup(drive).name), drive_(drive)
 {}
 

@@ -7,7 +7,7 @@ namespace sim {
 // One drive, as a client holds it.
 class DriveObject final : public ComObject<DriveSlots> {
 public:
-    DriveObject(std::shared_ptr<Engine> engine, DriveIndex drive);
+    DriveObject(const std::shared_ptr<Engine>& engine, DriveIndex drive);
 
     // The object behind an interface that a client handed in, or nothing where the interface is null or not ours.
     [[nodiscard]] static win::ComPtr<DriveObject> From(IVLDrive* drive);

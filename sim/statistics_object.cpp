@@ -5,7 +5,7 @@
 
 namespace sim {
 
-StatisticsObject::StatisticsObject(std::shared_ptr<Engine> engine, DriveIndex drive,
+StatisticsObject::StatisticsObject(const std::shared_ptr<Engine>& engine, DriveIndex drive,
                                    std::vector<StatisticsPoint> points)
     : ComObject(engine, ObjectKind::Statistics, engine->Computer().Setup(drive).name),
       drive_(drive),

@@ -9,7 +9,7 @@ namespace sim {
 // The statistics points of one drive, as they were when a client asked for them.
 class StatisticsObject final : public ComObject<StatisticsSlots> {
 public:
-    StatisticsObject(std::shared_ptr<Engine> engine, DriveIndex drive, std::vector<StatisticsPoint> points);
+    StatisticsObject(const std::shared_ptr<Engine>& engine, DriveIndex drive, std::vector<StatisticsPoint> points);
 
     HRESULT STDMETHODCALLTYPE GetInteger(BSTR path, BSTR valueName, LONG* value) override;
     HRESULT STDMETHODCALLTYPE GetDouble(BSTR path, BSTR valueName, double* value) override;

@@ -8,6 +8,7 @@
 #include "messages/translator.h"
 #include "policy/ui_group_policy.h"
 #include "stats/statistics.h"
+#include "support/support_report.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -242,6 +243,12 @@ Result RunQueryFileById(const Request& request)
     return ShowFileNameById(request.computer, words[1], _wtoi(words[2].c_str()));
 }
 
+Result RunSupportInformation(const Request& /*request*/)
+{
+    PrintLine(BuildSupportReport());
+    return kSuccess;
+}
+
 // --- The commands ---
 
 // What a command checks and gathers, in this order, and then does.
@@ -273,7 +280,7 @@ constexpr Command kCommands[] = {
     {CommandCode::StatAnalyze, {DriveWords, Permitted<kStatus>}, RunStatistics<StatisticsKind::Analyze>},
     {CommandCode::StatOnline, {DriveWords, Permitted<kStatus>}, RunStatistics<StatisticsKind::Online>},
     {CommandCode::StatOffline, {DriveWords, Permitted<kStatus>}, RunStatistics<StatisticsKind::Offline>},
-    {CommandCode::SupportInformation, {}, nullptr},
+    {CommandCode::SupportInformation, {}, RunSupportInformation},
 };
 
 Result RunCommand(Request& request)
@@ -289,8 +296,7 @@ Result RunCommand(Request& request)
             return *result;
         }
     }
-    // This version knows the support report's command, but not yet its report.
-    return command->operation == nullptr ? ERROR_CALL_NOT_IMPLEMENTED : command->operation(request);
+    return command->operation(request);
 }
 
 } // namespace

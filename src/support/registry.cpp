@@ -1,28 +1,177 @@
 #include "support/registry.h"
 
+#include "win/result_code.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr DWORD kNameCharacters = 16384;
+
+// RegQueryValueExW with a buffer of size bytes. Windows fills in the type also where the data does not fit.
+LSTATUS Query(HKEY key, const wchar_t* name, DWORD* type, void* data, DWORD* size) noexcept
+{
+    return RegQueryValueExW(key, name, nullptr, type, static_cast<BYTE*>(data), size);
+}
+
+// The same for a value that must be of one type, whether or not its data fits.
+LSTATUS QueryTyped(HKEY key, const wchar_t* name, DWORD wanted, void* data, DWORD& size) noexcept
+{
+    DWORD type = REG_NONE;
+    const LSTATUS status = Query(key, name, &type, data, &size);
+    const bool isKnown = status == ERROR_SUCCESS || status == ERROR_MORE_DATA;
+    return isKnown && type != wanted ? ERROR_INVALID_DATA : status;
+}
+
+// Ends a list of count characters with the two NULs that it should have; false where the buffer has no room for them.
+bool CloseList(wchar_t* characters, std::size_t count, std::size_t capacity) noexcept
+{
+    const auto isNul = [&](std::size_t fromEnd) { return count >= fromEnd && characters[count - fromEnd] == L'\0'; };
+    // A list without items is one NUL alone.
+    const bool isEmpty = count == 0 || (count == 1 && isNul(1));
+    const std::size_t missing = isEmpty ? 1 - count : isNul(1) ? (isNul(2) ? 0 : 1) : 2;
+    if (capacity - count < missing) {
+        return false;
+    }
+    std::fill_n(characters + count, missing, L'\0');
+    return true;
+}
+
+using EnumNames = LSTATUS(HKEY key, DWORD index, wchar_t* name, DWORD* length);
+
+template <EnumNames Next>
+LSTATUS AppendNames(HKEY key, std::vector<std::wstring>& names)
+{
+    const auto name = std::make_unique<wchar_t[]>(kNameCharacters);
+    for (DWORD index = 0;; ++index) {
+        DWORD length = kNameCharacters;
+        if (const LSTATUS status = Next(key, index, name.get(), &length); status != ERROR_SUCCESS) {
+            return status;
+        }
+        names.emplace_back(name.get(), length);
+    }
+}
+
+LSTATUS NextSubkey(HKEY key, DWORD index, wchar_t* name, DWORD* length)
+{
+    return RegEnumKeyExW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
+}
+
+LSTATUS NextValue(HKEY key, DWORD index, wchar_t* name, DWORD* length)
+{
+    return RegEnumValueW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
+}
+
+} // namespace
+
 LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey& key) noexcept
 {
     return RegOpenKeyExW(root, path, 0, access, key.Put());
 }
 
+LSTATUS RegReadType(HKEY key, const wchar_t* name, DWORD& type) noexcept
+{
+    return Query(key, name, &type, nullptr, nullptr);
+}
+
+LSTATUS RegReadSize(HKEY key, const wchar_t* name, DWORD& size) noexcept
+{
+    return Query(key, name, nullptr, nullptr, &size);
+}
+
 LSTATUS RegReadDword(HKEY key, const wchar_t* name, std::uint32_t& value) noexcept
 {
-    DWORD type = REG_NONE;
     DWORD data = 0;
     DWORD size = sizeof data;
-    const LSTATUS status = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&data), &size);
-    // A value that does not fit into four bytes still tells its type.
-    if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) {
+    const LSTATUS status = QueryTyped(key, name, REG_DWORD, &data, size);
+    if (status != ERROR_SUCCESS) {
         return status;
     }
-    if (type != REG_DWORD) {
+    if (size != sizeof data) {
         return ERROR_INVALID_DATA;
     }
-    if (status == ERROR_SUCCESS && size != sizeof data) {
+    value = data;
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegReadString(HKEY key, const wchar_t* name, std::wstring& text)
+{
+    DWORD size = 0;
+    if (const LSTATUS status = RegReadSize(key, name, size); status != ERROR_SUCCESS) {
+        return status;
+    }
+    const std::unique_ptr<wchar_t[]> buffer(new (std::nothrow) wchar_t[size]);
+    if (!buffer) {
+        return ERROR_OUTOFMEMORY;
+    }
+    DWORD type = REG_NONE;
+    if (const LSTATUS status = Query(key, name, &type, buffer.get(), &size); status != ERROR_SUCCESS) {
+        return status;
+    }
+    const std::size_t count = size / sizeof(wchar_t);
+    if ((type != REG_SZ && type != REG_EXPAND_SZ) || size % sizeof(wchar_t) != 0 || count == 0 ||
+        buffer[count - 1] != L'\0') {
         return ERROR_INVALID_DATA;
     }
-    if (status == ERROR_SUCCESS) {
-        value = data;
+    text = buffer.get();
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegReadMultiString(HKEY key, const wchar_t* name, std::vector<std::wstring>& items,
+                           std::size_t bufferCharacters)
+{
+    if (bufferCharacters < 2) {
+        return ERROR_INSUFFICIENT_BUFFER;
     }
-    return status;
+    const auto buffer = std::make_unique<wchar_t[]>(bufferCharacters);
+    auto size = static_cast<DWORD>(bufferCharacters * sizeof(wchar_t));
+    if (const LSTATUS status = QueryTyped(key, name, REG_MULTI_SZ, buffer.get(), size); status != ERROR_SUCCESS) {
+        return status;
+    }
+    if (size % sizeof(wchar_t) != 0 || !CloseList(buffer.get(), size / sizeof(wchar_t), bufferCharacters)) {
+        return ERROR_INVALID_DATA;
+    }
+    for (std::wstring_view item = buffer.get(); !item.empty(); item = item.data() + item.size() + 1) {
+        items.emplace_back(item);
+    }
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegReadBinary(HKEY key, const wchar_t* name, void* buffer, DWORD& size) noexcept
+{
+    return QueryTyped(key, name, REG_BINARY, buffer, size);
+}
+
+LSTATUS RegReadValueToStream(HKEY key, const wchar_t* name, win::ComPtr<IStream>& stream) noexcept
+{
+    DWORD size = 0;
+    if (const LSTATUS status = RegReadSize(key, name, size); status != ERROR_SUCCESS && status != ERROR_MORE_DATA) {
+        return status;
+    }
+    // Fixed memory: the handle is the address of the block.
+    win::GlobalBlock block(GlobalAlloc(GMEM_ZEROINIT, size));
+    if (!block) {
+        return ERROR_OUTOFMEMORY;
+    }
+    if (const LSTATUS status = Query(key, name, nullptr, block.Get(), &size); status != ERROR_SUCCESS) {
+        return status;
+    }
+    if (const HRESULT result = CreateStreamOnHGlobal(block.Get(), TRUE, stream.Put()); FAILED(result)) {
+        return static_cast<LSTATUS>(win::CodeOf(result));
+    }
+    // The stream frees the block from now on.
+    static_cast<void>(block.Detach());
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegEnumSubkeyNames(HKEY key, std::vector<std::wstring>& names)
+{
+    return AppendNames<NextSubkey>(key, names);
+}
+
+LSTATUS RegEnumValueNames(HKEY key, std::vector<std::wstring>& names)
+{
+    return AppendNames<NextValue>(key, names);
 }

@@ -81,6 +81,33 @@ struct RegistryKeyTraits {
 // An open registry key.
 using RegistryKey = Owner<RegistryKeyTraits>;
 
+struct FindFileTraits {
+    using Type = HANDLE;
+    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Release(Type search) noexcept { FindClose(search); }
+};
+
+// A search of FindFirstFileW.
+using FindFile = Owner<FindFileTraits>;
+
+struct FindVolumeTraits {
+    using Type = HANDLE;
+    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Release(Type search) noexcept { FindVolumeClose(search); }
+};
+
+// A search of FindFirstVolumeW.
+using FindVolume = Owner<FindVolumeTraits>;
+
+struct FindMountPointTraits {
+    using Type = HANDLE;
+    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Release(Type search) noexcept { FindVolumeMountPointClose(search); }
+};
+
+// A search of FindFirstVolumeMountPointW.
+using FindMountPoint = Owner<FindMountPointTraits>;
+
 struct LocalMemoryTraits {
     using Type = wchar_t*;
     static Type Null() noexcept { return nullptr; }
@@ -90,14 +117,23 @@ struct LocalMemoryTraits {
 // A text that Windows allocated with LocalAlloc, as FormatMessageW does.
 using LocalText = Owner<LocalMemoryTraits>;
 
-struct SecurityDescriptorTraits {
-    using Type = PSECURITY_DESCRIPTOR;
+struct LocalBlockTraits {
+    using Type = void*;
     static Type Null() noexcept { return nullptr; }
-    static void Release(Type descriptor) noexcept { LocalFree(descriptor); }
+    static void Release(Type block) noexcept { LocalFree(block); }
 };
 
-// A security descriptor made from its text.
-using SecurityDescriptor = Owner<SecurityDescriptorTraits>;
+// A block of LocalAlloc.
+using LocalBlock = Owner<LocalBlockTraits>;
+
+struct GlobalMemoryTraits {
+    using Type = HGLOBAL;
+    static Type Null() noexcept { return nullptr; }
+    static void Release(Type block) noexcept { GlobalFree(block); }
+};
+
+// A block of GlobalAlloc.
+using GlobalBlock = Owner<GlobalMemoryTraits>;
 
 struct ModuleTraits {
     using Type = HMODULE;

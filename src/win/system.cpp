@@ -24,13 +24,38 @@ std::wstring ProgramFolder(DWORD bufferSize)
     if (length == 0 || length >= bufferSize) {
         return {};
     }
+    path.resize(length);
+    return FolderOf(path);
+}
+
+std::wstring FolderOf(const std::wstring& path)
+{
     wchar_t drive[_MAX_DRIVE] = {};
-    std::wstring folder(bufferSize, L'\0');
+    std::wstring folder(path.size() + 1, L'\0');
     if (_wsplitpath_s(path.c_str(), drive, _MAX_DRIVE, folder.data(), folder.size(), nullptr, 0, nullptr, 0) != 0) {
         return {};
     }
     folder.resize(std::wcslen(folder.c_str()));
     return drive + folder;
+}
+
+std::wstring JoinPath(std::wstring_view folder, std::wstring_view name)
+{
+    std::wstring path(folder);
+    if (!path.empty() && !path.ends_with(L'\\')) {
+        path += L'\\';
+    }
+    return path.append(name);
+}
+
+OSVERSIONINFOEXW WindowsVersion() noexcept
+{
+    OSVERSIONINFOEXW version{};
+    version.dwOSVersionInfoSize = sizeof version;
+    if (GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) == FALSE) {
+        return {};
+    }
+    return version;
 }
 
 } // namespace win

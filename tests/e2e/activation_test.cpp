@@ -34,13 +34,13 @@ protected:
 
     void UseScenario(std::string_view text)
     {
-        scenario_.emplace(HKEY_LOCAL_MACHINE, kSimulatorKey, L"Scenario",
-                          folder_.Write(L"test.scenario", text).wstring());
+        folder_.AddFile(L"test.scenario", text);
+        scenario_.emplace(HKEY_LOCAL_MACHINE, kSimulatorKey, L"Scenario", folder_.PathOf(L"test.scenario"));
     }
 
 private:
-    ScratchFolder folder_;
-    std::filesystem::path log_ = folder_.Path() / L"calls.log";
+    testing_support::ScratchFolder folder_;
+    std::filesystem::path log_ = folder_.PathOf(L"calls.log");
     RegistryValue logValue_{HKEY_LOCAL_MACHINE, kSimulatorKey, L"CallLog", log_.wstring()};
     std::optional<RegistryValue> scenario_;
 };

@@ -25,11 +25,11 @@ TEST(Console, ShowsATranslationThatThePageOfTheConsoleLacks)
 {
     TestConsole console;
     ASSERT_NE(FALSE, SetConsoleOutputCP(437));
-    ScratchFolder folder;
-    const std::filesystem::path tool = folder.Path() / L"VLCmd.exe";
+    const testing_support::ScratchFolder folder;
+    const std::filesystem::path tool = folder.PathOf(L"VLCmd.exe");
     std::filesystem::copy_file(ToolPath(), tool);
-    folder.Write(L"Japanese.tr",
-                 std::wstring(L"#VL_TRANSLATION_FILE\r\n284\t\"\"\t\"ドライブ %1 は無効です\\nつぎ\"\r\n"));
+    folder.AddFile(L"Japanese.tr",
+                   std::wstring(L"#VL_TRANSLATION_FILE\r\n284\t\"\"\t\"ドライブ %1 は無効です\\nつぎ\"\r\n"));
     const RegistryValue language(HKEY_LOCAL_MACHINE, kCoreKey, L"Language", 1041U);
     EXPECT_EQ(87U, console.Run(tool, {L"/id", L"CD", L"5"}));
     EXPECT_EQ((std::vector<std::wstring>{L"Velundra 14.0", L"ドライブ CD は無効です", L"つぎ"}), console.Lines());

@@ -44,10 +44,19 @@ void ExpectAllReleased(const std::vector<std::string>& log)
     EXPECT_EQ(handedOut, released) << "not every object was released before the tool ended";
 }
 
+std::filesystem::path ScenarioFile(const testing_support::ScratchFolder& folder, std::optional<std::string_view> text)
+{
+    if (!text) {
+        return ProgramFolder() / L"default.scenario";
+    }
+    folder.AddFile(L"test.scenario", *text);
+    return folder.PathOf(L"test.scenario");
+}
+
 } // namespace
 
 EngineProcess::EngineProcess(std::optional<std::string_view> scenario)
-    : scenario_(scenario ? folder_.Write(L"test.scenario", *scenario) : ProgramFolder() / L"default.scenario"),
+    : scenario_(ScenarioFile(folder_, scenario)),
       ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName().c_str())),
       process_(Start())
 {
@@ -66,8 +75,7 @@ EngineProcess::EngineProcess(std::optional<std::string_view> scenario)
 Process EngineProcess::Start() const
 {
     return {ProgramFolder() / L"VLEngine.exe",
-            {L"--scenario", scenario_.wstring(), L"--log", (folder_.Path() / L"calls.log").wstring(), L"--ready",
-             ReadyEventName()},
+            {L"--scenario", scenario_.wstring(), L"--log", folder_.PathOf(L"calls.log"), L"--ready", ReadyEventName()},
             Surroundings{}};
 }
 
@@ -87,7 +95,7 @@ EngineProcess::~EngineProcess()
 
 std::vector<std::string> EngineProcess::Log() const
 {
-    std::vector<std::string> lines = ReadLog(folder_.Path() / L"calls.log");
+    std::vector<std::string> lines = ReadLog(folder_.PathOf(L"calls.log"));
     if (!lines.empty()) {
         lines.erase(lines.begin());
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "process.h"
+#include "support/scratch_folder.h"
 
 #include <filesystem>
 #include <optional>
@@ -33,7 +34,7 @@ private:
     [[nodiscard]] Process Start() const;
     [[nodiscard]] bool IsReady() const;
 
-    ScratchFolder folder_;
+    testing_support::ScratchFolder folder_;
     std::filesystem::path scenario_;
     win::KernelHandle ready_;
     Process process_;

@@ -1,7 +1,5 @@
 #include "process.h"
 
-#include <fstream>
-#include <ios>
 #include <ostream>
 #include <stdexcept>
 #include <system_error>
@@ -195,36 +193,6 @@ Outcome RunTool(const std::vector<std::wstring>& words)
 Outcome RunToolLine(std::wstring_view commandLine)
 {
     return Process(ToolPath(), commandLine).Wait();
-}
-
-ScratchFolder::ScratchFolder()
-{
-    static int count = 0;
-    path_ = ProgramFolder() / (L"scratch-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++count));
-    std::filesystem::create_directories(path_);
-}
-
-ScratchFolder::~ScratchFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::string_view bytes)
-{
-    std::filesystem::path path = path_ / name;
-    std::ofstream file(path, std::ios::binary);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (!file) {
-        throw std::runtime_error("a file of the test cannot be written");
-    }
-    return path;
-}
-
-std::filesystem::path ScratchFolder::Write(const std::wstring& name, std::wstring_view text)
-{
-    return Write(name, {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)});
 }
 
 SilentPipe::SilentPipe()

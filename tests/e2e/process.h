@@ -83,27 +83,6 @@ private:
 // The same with the words in one text, with blanks between them.
 [[nodiscard]] Outcome RunToolLine(std::wstring_view commandLine);
 
-// A folder of its own for one test; it goes with its contents.
-class ScratchFolder {
-public:
-    ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder(ScratchFolder&&) = delete;
-    ~ScratchFolder();
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(ScratchFolder&&) = delete;
-
-    [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
-
-    // Writes bytes into a file of the folder; returns its path.
-    std::filesystem::path Write(const std::wstring& name, std::string_view bytes);
-    // The same with UTF-16 text, without a byte-order mark.
-    std::filesystem::path Write(const std::wstring& name, std::wstring_view text);
-
-private:
-    std::filesystem::path path_;
-};
-
 // A pipe whose read end a child inherits; nothing is ever written into it.
 class SilentPipe {
 public:

@@ -103,7 +103,7 @@ class Translation : public testing::Test {
 protected:
     Translation() { std::filesystem::copy_file(ToolPath(), tool_); }
 
-    [[nodiscard]] ScratchFolder& Folder() { return folder_; }
+    [[nodiscard]] const testing_support::ScratchFolder& Folder() const { return folder_; }
 
     template <typename Data>
     void SetCoreValue(const wchar_t* name, const Data& data)
@@ -117,8 +117,8 @@ protected:
     [[nodiscard]] Outcome Run() const { return Run(kWords); }
 
 private:
-    ScratchFolder folder_;
-    std::filesystem::path tool_ = folder_.Path() / L"VLCmd.exe";
+    testing_support::ScratchFolder folder_;
+    std::filesystem::path tool_ = folder_.PathOf(L"VLCmd.exe");
     RegistryValues values_;
 };
 
@@ -126,7 +126,7 @@ private:
 
 TEST_F(Translation, MayAlsoReplaceEnglishTexts)
 {
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"2447\t\"Velundra 14.0\"\t\"Velundra fourteen\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"2447\t\"Velundra 14.0\"\t\"Velundra fourteen\"\r\n");
     EXPECT_EQ(Says(L"Velundra fourteen\nCD is not a valid DriveName .\n"), Run());
 }
 
@@ -138,7 +138,7 @@ TEST_F(Translation, IsChosenByTheLanguage)
     } const languages[] = {{1033, L"English"}, {1034, L"Spanish"},  {1036, L"French"},
                            {1031, L"German"},  {1041, L"Japanese"}, {4, L"Chinese"}};
     for (const auto& [language, name] : languages) {
-        Folder().Write(std::wstring(name) + L".tr", kHeader + (L"2447\t\"\"\t\"" + std::wstring(name)) + L"\"\r\n");
+        Folder().AddFile(std::wstring(name) + L".tr", kHeader + (L"2447\t\"\"\t\"" + std::wstring(name)) + L"\"\r\n");
     }
     for (const auto& [language, name] : languages) {
         SetCoreValue(L"Language", language);
@@ -158,27 +158,28 @@ TEST_F(Translation, IsChosenByTheLanguage)
 TEST_F(Translation, IsNotChosenByTheLanguageOfTheConsole)
 {
     const RegistryValue console(HKEY_LOCAL_MACHINE, kConsoleKey, L"Language", kGerman);
-    Folder().Write(L"German.tr", std::wstring(kHeader) + L"2447\t\"\"\t\"Deutsch\"\r\n");
+    Folder().AddFile(L"German.tr", std::wstring(kHeader) + L"2447\t\"\"\t\"Deutsch\"\r\n");
     EXPECT_EQ(kEnglish, Run());
 }
 
 TEST_F(Translation, PrintsWhatThePageHasAndLosesNothingAfterIt)
 {
     SetCoreValue(L"Language", kGerman);
-    Folder().Write(L"German.tr", std::wstring(kHeader) +
-                                     L"2447\t\"\"\t\"Velundra – größer, schöner\"\r\n"
-                                     L"284\t\"\"\t\"„%1“ ist kein gültiges Laufwerk \u2261 \u03A9.\"\r\n");
+    Folder().AddFile(L"German.tr", std::wstring(kHeader) +
+                                       L"2447\t\"\"\t\"Velundra – größer, schöner\"\r\n"
+                                       L"284\t\"\"\t\"„%1“ ist kein gültiges Laufwerk \u2261 \u03A9.\"\r\n");
     EXPECT_EQ(Says(L"Velundra – größer, schöner\n„CD“ ist kein gültiges Laufwerk \u2261 \u03A9.\n"), Run());
 
     SetCoreValue(L"Language", kJapanese);
-    Folder().Write(L"Japanese.tr", std::wstring(kHeader) +
-                                       L"2447\t\"\"\t\"日本語のバナー\"\r\n284\t\"\"\t\"ドライブ %1 は無効です\"\r\n");
+    Folder().AddFile(L"Japanese.tr",
+                     std::wstring(kHeader) +
+                         L"2447\t\"\"\t\"日本語のバナー\"\r\n284\t\"\"\t\"ドライブ %1 は無効です\"\r\n");
     EXPECT_EQ(Says(L"日本語のバナー\nドライブ CD は無効です\n"), Run());
 }
 
 TEST_F(Translation, ReplacesOneLineOfTheUsage)
 {
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"2407\t\"VLCmd /?\"\t\"VLCmd help\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"2407\t\"VLCmd /?\"\t\"VLCmd help\"\r\n");
     std::string screen = UsageScreen();
     const std::string last = "VLCmd /?\n";
     ASSERT_TRUE(screen.ends_with(last));
@@ -188,16 +189,16 @@ TEST_F(Translation, ReplacesOneLineOfTheUsage)
 
 TEST_F(Translation, IsNotReadForALineThatCannotBeRead)
 {
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"2447\t\"Velundra 14.0\"\t\"Velundra fourteen\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"2447\t\"Velundra 14.0\"\t\"Velundra fourteen\"\r\n");
     EXPECT_EQ((Outcome{"", 13}), Run({L"/an", L"C:", L"/c"}));
 }
 
 TEST_F(Translation, JoinsTheTextsOfADriveStatusAsTheyAre)
 {
     const EngineProcess engine("[drive C:\\]\nstate = 1\n[drive D:\\]\nstate = 8\n");
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"1376\t\"\"\t\"[%1]\"\r\n"
-                                                          L"2990\t\"\"\t\" is \"\r\n"
-                                                          L"686\t\"\"\t\"busy\\nvery\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"1376\t\"\"\t\"[%1]\"\r\n"
+                                                            L"2990\t\"\"\t\" is \"\r\n"
+                                                            L"686\t\"\"\t\"busy\\nvery\"\r\n");
     EXPECT_EQ(BannerAnd("[C:\\] is busy\nvery\n[D:\\] is \n"), Run({L"/st"}));
 }
 
@@ -205,23 +206,23 @@ TEST_F(Translation, JoinsTheTextsOfADriveStatusAsTheyAre)
 
 TEST_F(Translation, PutsArgumentsInTheirPlaces)
 {
-    Folder().Write(L"English.tr",
-                   std::wstring(kHeader) + L"284\t\"\"\t\"%1%1 %2 %0 %x % %% 100% %01 %1a %11 %4294967297 %\"\r\n");
+    Folder().AddFile(L"English.tr",
+                     std::wstring(kHeader) + L"284\t\"\"\t\"%1%1 %2 %0 %x % %% 100% %01 %1a %11 %4294967297 %\"\r\n");
     EXPECT_EQ(BannerAnd("CDCD %2 %0 %x % %% 100% CD CDa %11 %4294967297 %\n", 87), Run());
 }
 
 TEST_F(Translation, MayExchangeArguments)
 {
     const EngineProcess engine("[drive C:\\]\nfile = 5 %3 %2.txt\n");
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"1708\t\"\"\t\"%3: %2 = %1\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"1708\t\"\"\t\"%3: %2 = %1\"\r\n");
     EXPECT_EQ(BannerAnd("C:: 5 = %3 %2.txt\n"), Run({L"/id", L"C:", L"5"}));
 }
 
 TEST_F(Translation, MayHoldEscapedCharacters)
 {
-    Folder().Write(L"English.tr", std::wstring(kHeader) +
-                                      LR"(2447	""	"Hi\tthere\nnext\r\nlast\v\b\f|\\|\"|\q|\0")" +
-                                      L"\r\n284\t\"\"\t\"%1\\\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) +
+                                        LR"(2447	""	"Hi\tthere\nnext\r\nlast\v\b\f|\\|\"|\q|\0")" +
+                                        L"\r\n284\t\"\"\t\"%1\\\r\n");
     // The last one ends in a backslash, which is dropped; then the last character goes as if it were the quote.
     EXPECT_EQ((Outcome{"Hi\tthere\r\nnext\r\r\nlast\v\b\f|\\|\"|q|0\r\n%\r\n", 87}), Run());
 }
@@ -246,47 +247,47 @@ TEST_F(Translation, IsRejectedWithoutItsHeader)
         {"NUL behind the header", L"#VL_TRANSLATION_FILE" + std::wstring(1, L'\0') + (L"\r\n" + entry)},
     };
     for (const auto& [name, content] : files) {
-        Folder().Write(L"English.tr", content);
+        Folder().AddFile(L"English.tr", content);
         EXPECT_EQ(kEnglish, Run()) << name;
     }
     // The same text in single bytes.
-    Folder().Write(L"English.tr", Narrow(kHeader + entry));
+    Folder().AddFile(L"English.tr", Narrow(kHeader + entry));
     EXPECT_EQ(kEnglish, Run());
-    Folder().Write(L"English.tr", std::string_view("#"));
+    Folder().AddFile(L"English.tr", std::string_view("#"));
     EXPECT_EQ(kEnglish, Run());
 }
 
 TEST_F(Translation, IsReadWhateverItsLineEnds)
 {
     for (const wchar_t* const end : {L"\r\n", L"\n", L"\r", L"\n\n\r\r\n"}) {
-        Folder().Write(L"English.tr", std::wstring(end) + L"#VL_TRANSLATION_FILE" + end + L"2447\t\"\"\t\"Banner\"" +
-                                          end + L"284\t\"\"\t\"No %1\"");
+        Folder().AddFile(L"English.tr", std::wstring(end) + L"#VL_TRANSLATION_FILE" + end + L"2447\t\"\"\t\"Banner\"" +
+                                            end + L"284\t\"\"\t\"No %1\"");
         EXPECT_EQ(Says(L"Banner\nNo CD\n"), Run()) << testing::PrintToString(Narrow(end));
     }
 }
 
 TEST_F(Translation, PassesOverLinesThatAreNoEntries)
 {
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"2447\r\n"
-                                                          L"2447\t\"two fields\"\r\n"
-                                                          L"2447\t\t\"two fields\"\t\r\n"
-                                                          L"2447\t\"\"\t\"four fields\"\t\"\"\r\n"
-                                                          L"2447\t\"\"\tx\r\n"
-                                                          L"2447\tx\t\"one character in field two\"\r\n"
-                                                          L"2447\t\"\"\t\\\r\n"
-                                                          L"\t\t\t\r\n"
-                                                          L"number\t\"\"\t\"none\"\r\n"
-                                                          L"99999999999999999999\t\"\"\t\"too great\"\r\n"
-                                                          L"-99999999999999999999\t\"\"\t\"too small\"\r\n"
-                                                          L"284\t\"\"\t\"No %1\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"2447\r\n"
+                                                            L"2447\t\"two fields\"\r\n"
+                                                            L"2447\t\t\"two fields\"\t\r\n"
+                                                            L"2447\t\"\"\t\"four fields\"\t\"\"\r\n"
+                                                            L"2447\t\"\"\tx\r\n"
+                                                            L"2447\tx\t\"one character in field two\"\r\n"
+                                                            L"2447\t\"\"\t\\\r\n"
+                                                            L"\t\t\t\r\n"
+                                                            L"number\t\"\"\t\"none\"\r\n"
+                                                            L"99999999999999999999\t\"\"\t\"too great\"\r\n"
+                                                            L"-99999999999999999999\t\"\"\t\"too small\"\r\n"
+                                                            L"284\t\"\"\t\"No %1\"\r\n");
     EXPECT_EQ(Says(L"Velundra 14.0\nNo CD\n"), Run());
 }
 
 TEST_F(Translation, TakesEntriesInLooseForm)
 {
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"2447\t\"\"\t\"First\"\r\n"
-                                                          L"\t 2447th\t\t\"\"\t\t(Last)\t\r\n"
-                                                          L"284\txx\t\"\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"2447\t\"\"\t\"First\"\r\n"
+                                                            L"\t 2447th\t\t\"\"\t\t(Last)\t\r\n"
+                                                            L"284\txx\t\"\"\r\n");
     EXPECT_EQ(Says(L"Last\n\n"), Run());
 }
 
@@ -294,13 +295,13 @@ TEST_F(Translation, EndsAtANulAndBeforeAnOddByte)
 {
     const std::wstring entry = L"2447\t\"\"\t\"Banner\"\r\n";
     const std::wstring other = L"284\t\"\"\t\"No %1\"";
-    Folder().Write(L"English.tr", kHeader + entry + std::wstring(1, L'\0') + other + L"\r\n");
+    Folder().AddFile(L"English.tr", kHeader + entry + std::wstring(1, L'\0') + other + L"\r\n");
     EXPECT_EQ(Says(L"Banner\nCD is not a valid DriveName .\n"), Run());
 
     const std::wstring text = kHeader + entry + other;
     std::string bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
     bytes.push_back('x');
-    Folder().Write(L"English.tr", bytes);
+    Folder().AddFile(L"English.tr", bytes);
     EXPECT_EQ(Says(L"Banner\nNo CD\n"), Run());
 }
 
@@ -314,25 +315,25 @@ TEST_F(Translation, MayBeHuge)
         text += std::to_wstring(number) + L"\t\"english\"\t\"" + std::wstring(200, L'x') + L"\"\r\n";
     }
     text += L"2447\t\"\"\t\"Banner\"\r\n";
-    Folder().Write(L"English.tr", text);
+    Folder().AddFile(L"English.tr", text);
     EXPECT_EQ(Says(L"Banner\nCD is not a valid DriveName .\n"), Run());
 }
 
 TEST_F(Translation, MayHoldAHugeText)
 {
     const std::wstring banner(300000, L'x');
-    Folder().Write(L"English.tr", kHeader + (L"2447\t\"\"\t\"" + banner) + L"\"\r\n");
+    Folder().AddFile(L"English.tr", kHeader + (L"2447\t\"\"\t\"" + banner) + L"\"\r\n");
     EXPECT_EQ(Says(banner + L"\nCD is not a valid DriveName .\n"), Run());
 }
 
 TEST_F(Translation, IsDoneWithoutWhenItCannotBeOpened)
 {
-    std::filesystem::create_directory(Folder().Path() / L"English.tr");
+    std::filesystem::create_directory(Folder().PathOf(L"English.tr"));
     EXPECT_EQ(kEnglish, Run());
 
     SetCoreValue(L"Language", kGerman);
-    const std::filesystem::path path =
-        Folder().Write(L"German.tr", std::wstring(kHeader) + L"2447\t\"\"\t\"Deutsch\"\r\n");
+    Folder().AddFile(L"German.tr", std::wstring(kHeader) + L"2447\t\"\"\t\"Deutsch\"\r\n");
+    const std::wstring path = Folder().PathOf(L"German.tr");
     {
         const win::FileHandle locked(
             CreateFileW(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -363,7 +364,7 @@ TEST_F(Translation, ShowsTheNumbersBeforeEachPartOfAStatusLine)
 TEST_F(Translation, ShowsTheNumbersBeforeTranslatedTexts)
 {
     SetCoreValue(L"IncludeTransId", std::uint32_t{1});
-    Folder().Write(L"English.tr", std::wstring(kHeader) + L"2447\t\"\"\t\" Banner\"\r\n");
+    Folder().AddFile(L"English.tr", std::wstring(kHeader) + L"2447\t\"\"\t\" Banner\"\r\n");
     EXPECT_EQ((Outcome{"(-2447-) Banner\r\n(-284-)CD is not a valid DriveName .\r\n", 87}), Run());
 }
 

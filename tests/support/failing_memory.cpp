@@ -10,14 +10,14 @@ namespace {
 thread_local FailingMemory* failing = nullptr;
 thread_local int sparings = 0;
 
-void* Allocate(std::size_t size) noexcept
+void* Allocate(std::size_t size, bool throws) noexcept
 {
-    return FailingMemory::FailsNext() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    return FailingMemory::FailsNext(throws) ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
 void* AllocateOrThrow(std::size_t size)
 {
-    void* const block = Allocate(size);
+    void* const block = Allocate(size, true);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
@@ -36,12 +36,13 @@ FailingMemory::~FailingMemory()
     failing = nullptr;
 }
 
-bool FailingMemory::FailsNext()
+bool FailingMemory::FailsNext(bool throws)
 {
     if (failing == nullptr || sparings != 0 || failing->hasFailed_ || --failing->left_ != 0) {
         return false;
     }
     failing->hasFailed_ = true;
+    failing->hasThrown_ = throws;
     return true;
 }
 
@@ -71,12 +72,12 @@ void* operator new[](std::size_t size)
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    return testing_support::Allocate(size);
+    return testing_support::Allocate(size, false);
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
-    return testing_support::Allocate(size);
+    return testing_support::Allocate(size, false);
 }
 
 void operator delete(void* block) noexcept

@@ -17,12 +17,16 @@ public:
     // Whether there have been so many allocations.
     [[nodiscard]] bool HasFailed() const { return hasFailed_; }
 
-    // Counts an allocation of the thread; true when it is the one that fails.
-    [[nodiscard]] static bool FailsNext();
+    // Whether the allocation that failed said so with an exception, as all do that are not asked not to throw.
+    [[nodiscard]] bool HasThrown() const { return hasThrown_; }
+
+    // Counts an allocation of the thread; true when it is the one that fails, which throws or answers null.
+    [[nodiscard]] static bool FailsNext(bool throws);
 
 private:
     int left_; // allocations until the failing one, that one included
     bool hasFailed_ = false;
+    bool hasThrown_ = false;
 };
 
 // Allocations of the calling thread neither count nor fail as long as the object lives.

@@ -1,5 +1,6 @@
 #include "support/fake_engine.h"
 
+#include "reserved_slots.h"
 #include "win/bstr.h"
 #include "win/com_ptr.h"
 #include "win/text.h"
@@ -28,8 +29,8 @@ std::wstring Text(const OLECHAR* text)
 class FakeEngine::Objects {
 public:
     // What every object shares: reference counting, QueryInterface, the engine's books.
-    template <typename... Interfaces>
-    class Object : public Interfaces... {
+    template <typename... Slots>
+    class Object : public Slots... {
     public:
         explicit Object(FakeEngine& engine) : engine_(engine) { ++engine_.liveObjects_; }
         Object(const Object&) = delete;
@@ -41,11 +42,11 @@ public:
         HRESULT WINAPI QueryInterface(REFIID interfaceId, void** object) override
         {
             *object = nullptr;
-            using First = std::tuple_element_t<0, std::tuple<Interfaces...>>;
+            using First = std::tuple_element_t<0, std::tuple<typename Slots::Contract...>>;
             if (interfaceId == IID_IUnknown) {
                 *object = static_cast<First*>(this);
             }
-            ((interfaceId == __uuidof(Interfaces) ? void(*object = static_cast<Interfaces*>(this)) : void()), ...);
+            (Offer<typename Slots::Contract>(interfaceId, object), ...);
             if (*object == nullptr) {
                 return E_NOINTERFACE;
             }
@@ -63,16 +64,24 @@ public:
         }
 
     protected:
-        // A slot that the program has no business with.
-        static HRESULT Unnamed(int slot)
+        // The program has no business with these.
+        HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) override
         {
-            ADD_FAILURE() << "slot " << slot << " was called";
+            ADD_FAILURE() << "slot " << slot << " of " << std::wstring(interfaceName) << " was called";
             return E_NOTIMPL;
         }
 
         FakeEngine& engine_;
 
     private:
+        template <typename Interface>
+        void Offer(REFIID interfaceId, void** object)
+        {
+            if (interfaceId == __uuidof(Interface)) {
+                *object = static_cast<Interface*>(this);
+            }
+        }
+
         std::atomic<ULONG> references_ = 1;
     };
 
@@ -125,9 +134,9 @@ public:
     class Service;
 };
 
-class FakeEngine::Objects::Drive final : public Object<IVLDrive> {
+class FakeEngine::Objects::Drive final : public Object<sim::DriveSlots> {
 public:
-    Drive(FakeEngine& engine, const FakeDrive& drive) : Object(engine), drive_(drive) {}
+    Drive(FakeEngine& engine, FakeDrive drive) : Object(engine), drive_(std::move(drive)) {}
 
     [[nodiscard]] const FakeDrive& Described() const { return drive_; }
 
@@ -160,44 +169,11 @@ public:
         return result;
     }
 
-    HRESULT WINAPI Reserved5() override { return Unnamed(5); }
-    HRESULT WINAPI Reserved6() override { return Unnamed(6); }
-    HRESULT WINAPI Reserved7() override { return Unnamed(7); }
-    HRESULT WINAPI Reserved8() override { return Unnamed(8); }
-    HRESULT WINAPI Reserved9() override { return Unnamed(9); }
-    HRESULT WINAPI Reserved10() override { return Unnamed(10); }
-    HRESULT WINAPI Reserved11() override { return Unnamed(11); }
-    HRESULT WINAPI Reserved12() override { return Unnamed(12); }
-    HRESULT WINAPI Reserved13() override { return Unnamed(13); }
-    HRESULT WINAPI Reserved14() override { return Unnamed(14); }
-    HRESULT WINAPI Reserved15() override { return Unnamed(15); }
-    HRESULT WINAPI Reserved16() override { return Unnamed(16); }
-    HRESULT WINAPI Reserved17() override { return Unnamed(17); }
-    HRESULT WINAPI Reserved18() override { return Unnamed(18); }
-    HRESULT WINAPI Reserved19() override { return Unnamed(19); }
-    HRESULT WINAPI Reserved20() override { return Unnamed(20); }
-    HRESULT WINAPI Reserved21() override { return Unnamed(21); }
-    HRESULT WINAPI Reserved22() override { return Unnamed(22); }
-    HRESULT WINAPI Reserved23() override { return Unnamed(23); }
-    HRESULT WINAPI Reserved24() override { return Unnamed(24); }
-    HRESULT WINAPI Reserved25() override { return Unnamed(25); }
-    HRESULT WINAPI Reserved27() override { return Unnamed(27); }
-    HRESULT WINAPI Reserved28() override { return Unnamed(28); }
-    HRESULT WINAPI Reserved29() override { return Unnamed(29); }
-    HRESULT WINAPI Reserved30() override { return Unnamed(30); }
-    HRESULT WINAPI Reserved31() override { return Unnamed(31); }
-    HRESULT WINAPI Reserved32() override { return Unnamed(32); }
-    HRESULT WINAPI Reserved33() override { return Unnamed(33); }
-    HRESULT WINAPI Reserved34() override { return Unnamed(34); }
-    HRESULT WINAPI Reserved35() override { return Unnamed(35); }
-    HRESULT WINAPI Reserved36() override { return Unnamed(36); }
-    HRESULT WINAPI Reserved37() override { return Unnamed(37); }
-
 private:
     const FakeDrive drive_;
 };
 
-class FakeEngine::Objects::Schedule final : public Object<IVLSchedule> {
+class FakeEngine::Objects::Schedule final : public Object<sim::ScheduleSlots> {
 public:
     using Object::Object;
 
@@ -205,37 +181,13 @@ public:
     {
         return Enter(engine_, L"schedule", L"RunByName", Text(scheduleName));
     }
-
-    HRESULT WINAPI Reserved3() override { return Unnamed(3); }
-    HRESULT WINAPI Reserved4() override { return Unnamed(4); }
-    HRESULT WINAPI Reserved5() override { return Unnamed(5); }
-    HRESULT WINAPI Reserved6() override { return Unnamed(6); }
-    HRESULT WINAPI Reserved7() override { return Unnamed(7); }
-    HRESULT WINAPI Reserved8() override { return Unnamed(8); }
-    HRESULT WINAPI Reserved9() override { return Unnamed(9); }
-    HRESULT WINAPI Reserved10() override { return Unnamed(10); }
-    HRESULT WINAPI Reserved11() override { return Unnamed(11); }
-    HRESULT WINAPI Reserved12() override { return Unnamed(12); }
-    HRESULT WINAPI Reserved13() override { return Unnamed(13); }
-    HRESULT WINAPI Reserved14() override { return Unnamed(14); }
-    HRESULT WINAPI Reserved15() override { return Unnamed(15); }
-    HRESULT WINAPI Reserved16() override { return Unnamed(16); }
-    HRESULT WINAPI Reserved17() override { return Unnamed(17); }
-    HRESULT WINAPI Reserved18() override { return Unnamed(18); }
-    HRESULT WINAPI Reserved19() override { return Unnamed(19); }
-    HRESULT WINAPI Reserved20() override { return Unnamed(20); }
-    HRESULT WINAPI Reserved21() override { return Unnamed(21); }
-    HRESULT WINAPI Reserved22() override { return Unnamed(22); }
-    HRESULT WINAPI Reserved23() override { return Unnamed(23); }
-    HRESULT WINAPI Reserved24() override { return Unnamed(24); }
-    HRESULT WINAPI Reserved25() override { return Unnamed(25); }
 };
 
-class FakeEngine::Objects::Agent final : public Object<IVLAgent> {
+class FakeEngine::Objects::Agent final : public Object<sim::AgentSlots> {
 public:
     using Object::Object;
 
-    HRESULT WINAPI GetDriveList(BSTR* driveList) override
+    HRESULT WINAPI GetDriveList(BSTR* names) override
     {
         const HRESULT result = Enter(engine_, L"agent", L"GetDriveList", {});
         if (FAILED(result)) {
@@ -247,7 +199,7 @@ public:
                 list += (list.empty() ? L"" : L"|") + drive.identity;
             }
         }
-        return HandOut(engine_, L"GetDriveList", list, driveList);
+        return HandOut(engine_, L"GetDriveList", list, names);
     }
     HRESULT WINAPI GetDrive(BSTR driveName, IVLDrive** drive) override
     {
@@ -296,11 +248,11 @@ public:
         *rights = 0;
         return Enter(engine_, L"agent", L"CheckAccess", {});
     }
-    HRESULT WINAPI GetFileNameById(BSTR volume, hyper fileId, BSTR* fileName) override
+    HRESULT WINAPI GetFileNameById(BSTR volume, hyper fileId, BSTR* name) override
     {
         const HRESULT result =
             Enter(engine_, L"agent", L"GetFileNameById", Text(volume) + L", " + std::to_wstring(fileId));
-        return FAILED(result) ? result : HandOut(engine_, L"GetFileNameById", engine_.fileName, fileName);
+        return FAILED(result) ? result : HandOut(engine_, L"GetFileNameById", engine_.fileName, name);
     }
     HRESULT WINAPI GetStatistics(BSTR driveName, DATE /*cutOff*/, LONG pointCount, IVLStatistics** statistics) override
     {
@@ -314,38 +266,6 @@ public:
         return OnDrive(L"ZeroFreeSpace", drive, reserved);
     }
 
-    HRESULT WINAPI Reserved4() override { return Unnamed(4); }
-    HRESULT WINAPI Reserved6() override { return Unnamed(6); }
-    HRESULT WINAPI Reserved7() override { return Unnamed(7); }
-    HRESULT WINAPI Reserved10() override { return Unnamed(10); }
-    HRESULT WINAPI Reserved13() override { return Unnamed(13); }
-    HRESULT WINAPI Reserved19() override { return Unnamed(19); }
-    HRESULT WINAPI Reserved20() override { return Unnamed(20); }
-    HRESULT WINAPI Reserved24() override { return Unnamed(24); }
-    HRESULT WINAPI Reserved25() override { return Unnamed(25); }
-    HRESULT WINAPI Reserved26() override { return Unnamed(26); }
-    HRESULT WINAPI Reserved27() override { return Unnamed(27); }
-    HRESULT WINAPI Reserved28() override { return Unnamed(28); }
-    HRESULT WINAPI Reserved29() override { return Unnamed(29); }
-    HRESULT WINAPI Reserved30() override { return Unnamed(30); }
-    HRESULT WINAPI Reserved31() override { return Unnamed(31); }
-    HRESULT WINAPI Reserved32() override { return Unnamed(32); }
-    HRESULT WINAPI Reserved33() override { return Unnamed(33); }
-    HRESULT WINAPI Reserved34() override { return Unnamed(34); }
-    HRESULT WINAPI Reserved35() override { return Unnamed(35); }
-    HRESULT WINAPI Reserved36() override { return Unnamed(36); }
-    HRESULT WINAPI Reserved37() override { return Unnamed(37); }
-    HRESULT WINAPI Reserved38() override { return Unnamed(38); }
-    HRESULT WINAPI Reserved39() override { return Unnamed(39); }
-    HRESULT WINAPI Reserved40() override { return Unnamed(40); }
-    HRESULT WINAPI Reserved41() override { return Unnamed(41); }
-    HRESULT WINAPI Reserved42() override { return Unnamed(42); }
-    HRESULT WINAPI Reserved43() override { return Unnamed(43); }
-    HRESULT WINAPI Reserved44() override { return Unnamed(44); }
-    HRESULT WINAPI Reserved45() override { return Unnamed(45); }
-    HRESULT WINAPI Reserved46() override { return Unnamed(46); }
-    HRESULT WINAPI Reserved47() override { return Unnamed(47); }
-
 private:
     static std::wstring NameOf(IVLDrive* drive) { return static_cast<Drive*>(drive)->Described().name; }
 
@@ -358,7 +278,7 @@ private:
     }
 };
 
-class FakeEngine::Objects::Service final : public Object<IVLService, IVLRefresh> {
+class FakeEngine::Objects::Service final : public Object<sim::ServiceSlots, sim::RefreshSlots> {
 public:
     using Object::Object;
 
@@ -377,30 +297,6 @@ public:
         return result;
     }
     HRESULT WINAPI Refresh() override { return Enter(engine_, L"refresh", L"Refresh", {}); }
-
-    HRESULT WINAPI Reserved3() override { return Unnamed(3); }
-    HRESULT WINAPI Reserved4() override { return Unnamed(4); }
-    HRESULT WINAPI Reserved5() override { return Unnamed(5); }
-    HRESULT WINAPI Reserved6() override { return Unnamed(6); }
-    HRESULT WINAPI Reserved7() override { return Unnamed(7); }
-    HRESULT WINAPI Reserved8() override { return Unnamed(8); }
-    HRESULT WINAPI Reserved9() override { return Unnamed(9); }
-    HRESULT WINAPI Reserved10() override { return Unnamed(10); }
-    HRESULT WINAPI Reserved11() override { return Unnamed(11); }
-    HRESULT WINAPI Reserved12() override { return Unnamed(12); }
-    HRESULT WINAPI Reserved13() override { return Unnamed(13); }
-    HRESULT WINAPI Reserved14() override { return Unnamed(14); }
-    HRESULT WINAPI Reserved15() override { return Unnamed(15); }
-    HRESULT WINAPI Reserved16() override { return Unnamed(16); }
-    HRESULT WINAPI Reserved17() override { return Unnamed(17); }
-    HRESULT WINAPI Reserved18() override { return Unnamed(18); }
-    HRESULT WINAPI Reserved19() override { return Unnamed(19); }
-    HRESULT WINAPI Reserved20() override { return Unnamed(20); }
-    HRESULT WINAPI Reserved21() override { return Unnamed(21); }
-    HRESULT WINAPI Reserved22() override { return Unnamed(22); }
-    HRESULT WINAPI Reserved23() override { return Unnamed(23); }
-    HRESULT WINAPI Reserved24() override { return Unnamed(24); }
-    HRESULT WINAPI Reserved25() override { return Unnamed(25); }
 };
 
 #pragma GCC diagnostic pop

@@ -59,7 +59,7 @@ public:
                    std::initializer_list<std::wstring_view> lines) const
     {
         RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", language);
-        folder_.AddTextFile(englishName + L".tr", TranslationText(lines));
+        folder_.AddFile(englishName + L".tr", TranslationText(lines));
     }
 
 private:

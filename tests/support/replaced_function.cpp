@@ -5,6 +5,7 @@
 #include <cstring>
 
 // The first byte of the running program; the linker's own name for it.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" const IMAGE_DOS_HEADER __ImageBase;
 
 namespace testing_support {

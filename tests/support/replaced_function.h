@@ -67,6 +67,7 @@ public:
     Replaced& operator=(Replaced&&) = delete;
 
     // What this replacement stands in front of.
+    // NOLINTNEXTLINE(modernize-use-nodiscard): a test may have no use for the answer.
     Result Original(Arguments... arguments) const
     {
         return below_ != nullptr ? below_->Answer(arguments...) : real(arguments...);

@@ -55,6 +55,7 @@ public:
     }
 
     template <typename... Arguments>
+    // NOLINTNEXTLINE(modernize-use-nodiscard): see Replaced.
     auto Original(Arguments... arguments) const
     {
         return replaced_->Original(arguments...);

@@ -38,7 +38,7 @@ void ScratchFolder::AddFile(std::wstring_view name, std::string_view bytes) cons
     EXPECT_TRUE(file.flush());
 }
 
-void ScratchFolder::AddTextFile(std::wstring_view name, std::wstring_view text) const
+void ScratchFolder::AddFile(std::wstring_view name, std::wstring_view text) const
 {
     AddFile(name, {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t)});
 }

@@ -26,7 +26,7 @@ public:
     void AddFile(std::wstring_view name, std::string_view bytes) const;
 
     // The same with little-endian UTF-16 and no byte-order mark.
-    void AddTextFile(std::wstring_view name, std::wstring_view text) const;
+    void AddFile(std::wstring_view name, std::wstring_view text) const;
 
 private:
     std::filesystem::path path_;

@@ -107,7 +107,7 @@ TEST_F(ActivatingAServer, RemotelyPassesAnyContextUnchanged)
 
 TEST_F(ActivatingAServer, LocallyFillsTheOneRequestedInterface)
 {
-    IUnknown* const outer = reinterpret_cast<IUnknown*>(&activated);
+    auto* const outer = reinterpret_cast<IUnknown*>(&activated);
     std::wstring name = L"ThisPC";
     COSERVERINFO server{};
     server.pwszName = name.data();
@@ -128,7 +128,7 @@ TEST_F(ActivatingAServer, LocallyFillsTheOneRequestedInterface)
 
 TEST_F(ActivatingAServer, RemotelyHandsOnTheVeryArguments)
 {
-    IUnknown* const outer = reinterpret_cast<IUnknown*>(&activated);
+    auto* const outer = reinterpret_cast<IUnknown*>(&activated);
     std::wstring name = L"SRV1";
     COSERVERINFO server{};
     server.pwszName = name.data();

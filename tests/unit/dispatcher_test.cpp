@@ -99,7 +99,7 @@ TEST_F(Dispatching, StaysEnglishWhereTheTranslationIsBad)
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
     for (const wchar_t* text :
          {L"", L"2447\t\"Velundra 14.0\"\t\"other\"", L"\xFEFF#VL_TRANSLATION_FILE\n2447\t\"V\"\t\"x\""}) {
-        program.Folder().AddTextFile(L"German.tr", text);
+        program.Folder().AddFile(L"German.tr", text);
         EXPECT_EQ(0U, Dispatch({L"/?"}));
         EXPECT_EQ(kBannerAndUsage, output.Take());
     }

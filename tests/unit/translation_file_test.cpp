@@ -257,7 +257,7 @@ protected:
     }
     [[nodiscard]] std::wstring FileOf(std::wstring_view content) const
     {
-        folder.AddTextFile(L"a.tr", content);
+        folder.AddFile(L"a.tr", content);
         return folder.PathOf(L"a.tr");
     }
 

@@ -253,7 +253,7 @@ protected:
 
     void AddFile(const std::wstring& name, const std::wstring& line) const
     {
-        program.Folder().AddTextFile(name + L".tr", TranslationText({line}));
+        program.Folder().AddFile(name + L".tr", TranslationText({line}));
     }
 
     // Message 5 as the translator gives it.
@@ -359,7 +359,7 @@ TEST_F(LoadingATranslation, FailsForAFileThatIsEmptyOrHasAnotherFirstLine)
     for (const wchar_t* text :
          {L"", L"\r\n", L"5\t\"english\"\t\"x\"", L"\xFEFF#VL_TRANSLATION_FILE\r\n5\t\"e\"\t\"x\"",
           L"#vl_translation_file\r\n5\t\"e\"\t\"x\""}) {
-        program.Folder().AddTextFile(L"English.tr", text);
+        program.Folder().AddFile(L"English.tr", text);
         EXPECT_EQ(0x80004005, LoadTranslation(translator, 0)) << text;
     }
     EXPECT_EQ(L"english", Text());
@@ -367,7 +367,7 @@ TEST_F(LoadingATranslation, FailsForAFileThatIsEmptyOrHasAnotherFirstLine)
 
 TEST_F(LoadingATranslation, SucceedsForAFileWithTheHeaderAlone)
 {
-    program.Folder().AddTextFile(L"English.tr", L"#VL_TRANSLATION_FILE");
+    program.Folder().AddFile(L"English.tr", L"#VL_TRANSLATION_FILE");
     EXPECT_EQ(0U, LoadTranslation(translator, 0));
     EXPECT_EQ(L"english", Text());
 }
@@ -395,8 +395,7 @@ TEST_F(LoadingATranslation, DoesNotMistakeAnOlderErrorForItsOwn)
 
 TEST_F(LoadingATranslation, CountsTheGoodLinesOfAFileWithBadOnes)
 {
-    program.Folder().AddTextFile(L"English.tr",
-                                 TranslationText({L"5", L"rubbish", L"5\t\"a\"\t\"good\"", L"6\t\"b\""}));
+    program.Folder().AddFile(L"English.tr", TranslationText({L"5", L"rubbish", L"5\t\"a\"\t\"good\"", L"6\t\"b\""}));
     EXPECT_EQ(0U, LoadTranslation(translator, 0));
     EXPECT_EQ(L"good", Text());
 }
