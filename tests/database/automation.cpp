@@ -118,8 +118,9 @@ std::wstring Shown(const win::Variant& value)
     case VT_DISPATCH:
         return V_DISPATCH(&content) == nullptr ? L"DISPATCH null" : L"DISPATCH";
     case VT_DECIMAL: {
+        DECIMAL decimal = V_DECIMAL(&content);
         win::Bstr digits;
-        return FAILED(VarBstrFromDec(&V_DECIMAL(&content), LOCALE_INVARIANT, 0, digits.Put()))
+        return FAILED(VarBstrFromDec(&decimal, LOCALE_INVARIANT, 0, digits.Put()))
                    ? L"DECIMAL"
                    : L"DECIMAL " + digits.ToString();
     }

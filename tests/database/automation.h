@@ -34,10 +34,10 @@ template <typename... Values>
 }
 
 // Calls a member by its name, with the arguments in their order.
-[[nodiscard]] Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win::Variant> arguments = {});
-[[nodiscard]] Reply Call(IDispatch* object, const wchar_t* method, std::vector<win::Variant> arguments = {});
+Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win::Variant> arguments = {});
+Reply Call(IDispatch* object, const wchar_t* method, std::vector<win::Variant> arguments = {});
 [[nodiscard]] Reply Get(IDispatch* object, const wchar_t* property, std::vector<win::Variant> arguments = {});
-[[nodiscard]] Reply Put(IDispatch* object, const wchar_t* property, win::Variant value);
+Reply Put(IDispatch* object, const wchar_t* property, win::Variant value);
 
 // An object of the class with this name, made as every late-bound caller makes it; null where there is none.
 [[nodiscard]] win::ComPtr<IDispatch> CreateByName(const wchar_t* name);

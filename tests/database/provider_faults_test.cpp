@@ -128,14 +128,16 @@ protected:
             fault = fault.empty() ? Fault(Call(rows.Get(), step)) : fault;
         }
         if (fault.empty()) {
-            const Reply fields = Get(rows.Get(), L"Fields");
-            const Reply field = fields.result == S_OK ? Get(ObjectOf(fields).Get(), L"Item",
-                                                            Arguments(text(L"VolumeName")))
-                                                      : Reply{fields.result};
-            const Reply value = field.result == S_OK ? Get(ObjectOf(field).Get(), L"Value") : Reply{field.result};
-            fault = Fault(value);
+            Reply reply = Get(rows.Get(), L"Fields");
+            if (reply.result == S_OK) {
+                reply = Get(ObjectOf(reply).Get(), L"Item", Arguments(text(L"VolumeName")));
+            }
+            if (reply.result == S_OK) {
+                reply = Get(ObjectOf(reply).Get(), L"Value");
+            }
+            fault = Fault(reply);
             if (fault.empty()) {
-                EXPECT_EQ(L"OK BSTR C:", Shown(value));
+                EXPECT_EQ(L"OK BSTR C:", Shown(reply));
             }
         }
         return fault.empty() ? Fault(Call(rows.Get(), L"Close")) : fault;

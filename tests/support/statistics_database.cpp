@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace testing_support {
@@ -85,10 +86,16 @@ void StatisticsDatabase::Execute(std::wstring_view statement)
     Check(running.Execute(connection_, statement), statement);
 }
 
-// One by one, as a driver need not take several at once.
+// One by one and without the comments, as SQLite's driver wants it.
 void StatisticsDatabase::ExecuteAll(std::string_view script)
 {
-    const std::wstring text = sim::FromUtf8(script).value();
+    std::wstring text;
+    std::wistringstream lines(sim::FromUtf8(script).value());
+    for (std::wstring line; std::getline(lines, line);) {
+        if (!line.starts_with(L"--")) {
+            text += line + L'\n';
+        }
+    }
     constexpr std::wstring_view kEnd = L";\n";
     for (std::size_t begin = 0, end = text.find(kEnd); end != std::wstring::npos; end = text.find(kEnd, begin)) {
         Execute(std::wstring_view(text).substr(begin, end - begin));
