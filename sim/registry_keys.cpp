@@ -43,7 +43,9 @@ LSTATUS ReadRegistryText(const wchar_t* keyPath, const wchar_t* name, std::wstri
         value.resize(size / sizeof(wchar_t));
         status = RegGetValueW(HKEY_LOCAL_MACHINE, keyPath, name, RRF_RT_REG_SZ, nullptr, value.data(), &size);
         if (status == ERROR_SUCCESS) {
-            text = value.c_str();
+            // The size counts the text's terminating NUL.
+            value.resize(value.find(L'\0'));
+            text = value;
             return ERROR_SUCCESS;
         }
     }

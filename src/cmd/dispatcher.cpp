@@ -296,8 +296,7 @@ Result RunCommand(Request& request)
             return *result;
         }
     }
-    // This version knows the support report's command, but not yet its report.
-    return command->operation == nullptr ? ERROR_CALL_NOT_IMPLEMENTED : command->operation(request);
+    return command->operation(request);
 }
 
 } // namespace

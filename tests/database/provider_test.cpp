@@ -485,7 +485,7 @@ TEST_F(Provider, GivesLargeAndSmallNumbers)
     EXPECT_EQ(L"OK I8 9223372036854775807", ValueOf(rows, 0));
     EXPECT_EQ(L"OK R8 1.5e+308", ValueOf(rows, 1));
     Move(rows, L"MoveNext");
-    EXPECT_EQ(L"OK R8 2.4999999999999999e-307", ValueOf(rows, 1));
+    EXPECT_EQ(L"OK R8 2.5000000000000001e-307", ValueOf(rows, 1));
 }
 
 TEST_F(Provider, GivesBytesAsAnArray)
