@@ -60,10 +60,11 @@ std::vector<Example> ExamplesOf(const std::filesystem::path& page)
 // The words of a shell's line in which nothing is quoted but by single quotation marks.
 std::vector<std::wstring> WordsOf(const std::string& line)
 {
+    const std::wstring text = sim::FromUtf8(line).value();
     std::vector<std::wstring> words;
     bool inWord = false;
     bool quoted = false;
-    for (const wchar_t c : sim::FromUtf8(line).value()) {
+    for (const wchar_t c : text) {
         if (c == L'\'') {
             quoted = !quoted;
         } else if (c == L'\\' && !quoted) {

@@ -57,15 +57,6 @@ struct ExitCode {
     const char* scenario = "";
 };
 
-class TheExitCode : public testing::TestWithParam<ExitCode> {};
-
-TEST_P(TheExitCode, IsTheOneOfItsRow)
-{
-    const SimulatedComputer computer("[drive C:\\]\n" + std::string(GetParam().scenario));
-    const EngineProcess engine(computer);
-    EXPECT_EQ(GetParam().outcome, computer.Run(GetParam().words));
-}
-
 constexpr char kNoDrives[] = "No drives specified for this operation.\n";
 constexpr char kBadFiles[] = "Specified file(s) are in bad format.\n"
                              "Provide fully qualified path names.\n"
@@ -75,50 +66,56 @@ constexpr char kForbidden[] = "[registry HKEY_CURRENT_USER\\Software\\Policies\\
 constexpr char kNoAnalysis[] = "[registry HKEY_CURRENT_USER\\Software\\Policies\\Kestrane\\Velundra\\14.0]\n"
                                "number = AllowAnalyze, 0\n";
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, TheExitCode,
-    testing::Values(
-        ExitCode{"Success", {L"/st"}, BannerAnd("Drive name: C:\\Status: Idle\n")},
-        ExitCode{"NoCommand", {}, BannerAnd(UsageScreen())}, ExitCode{"Help", {L"/?"}, BannerAnd(UsageScreen())},
-        ExitCode{"UnknownCommand", {L"/xyz"}, BannerAnd(UsageScreen())},
-        ExitCode{"ValueMissing", {L"/st", L"/c"}, {"", 13}},
-        ExitCode{"NoDrives", {L"/dol"}, BannerAnd(kNoDrives + UsageScreen(), 87)},
-        ExitCode{"NoFiles", {L"/df", L"a.txt"}, BannerAnd(kBadFiles + UsageScreen(), 87)},
-        ExitCode{"FileOfUnknownDrive", {L"/df", L"Q:\\a.txt"}, BannerAnd(kBadFiles + UsageScreen(), 87)},
-        ExitCode{"NoSchedule", {L"/rs"}, BannerAnd(UsageScreen(), 87)},
-        ExitCode{"NoIdentifier", {L"/id", L"C:"}, BannerAnd(UsageScreen(), 87)},
-        ExitCode{"LaunchForbidden",
-                 {L"/?"},
-                 BannerAnd("You do not have permission to launch Velundra.\n", 0x20000004),
-                 kForbidden},
-        ExitCode{"CommandForbidden",
-                 {L"/an", L"C:"},
-                 BannerAnd("You do not have permission to analyze the drive(s).\n", 0x20000004),
-                 kNoAnalysis},
-        ExitCode{"ComCannotBeInitialised",
-                 {L"/st"},
-                 {"", 262},
-                 "[windows-fault]\nfunction = CoInitializeEx\ncall = 1\nerror = 0x80010106\n"},
-        ExitCode{"SecurityCannotBeInitialised",
-                 {L"/st"},
-                 {"", 281},
-                 "[windows-fault]\nfunction = CoInitializeSecurity\nerror = 0x80010119\n"},
-        ExitCode{"NoControlHandler",
-                 {L"/st"},
-                 BannerAnd("Failed to set control handler (8).\n", 8),
-                 "[windows-fault]\nfunction = SetConsoleCtrlHandler\nerror = 8\n"},
-        ExitCode{
-            "ResultOfTheOperation",
-            {L"/st", L"/c", L"SRV2"},
-            BannerAnd("Could not connect to computer 'SRV2'.  Verify the name is correct and the machine is turned "
-                      "on.\n",
-                      0x800706BA),
-            "[computer SRV2]\nanswer = unreachable\n"},
-        ExitCode{"LowHalfOfAnEnginesFailure",
-                 {L"/stop", L"/alldrives"},
-                 BannerAnd("", 0x4005),
-                 "[fault]\nmethod = StopAll\nfail = 0x80004005\n"}),
-    [](const auto& test) { return test.param.name; });
+std::vector<ExitCode> ExitCodes()
+{
+    return {ExitCode{"Success", {L"/st"}, BannerAnd("Drive name: C:\\Status: Idle\n")},
+            ExitCode{"NoCommand", {}, BannerAnd(UsageScreen())},
+            ExitCode{"Help", {L"/?"}, BannerAnd(UsageScreen())},
+            ExitCode{"UnknownCommand", {L"/xyz"}, BannerAnd(UsageScreen())},
+            ExitCode{"ValueMissing", {L"/st", L"/c"}, {"", 13}},
+            ExitCode{"NoDrives", {L"/dol"}, BannerAnd(kNoDrives + UsageScreen(), 87)},
+            ExitCode{"NoFiles", {L"/df", L"a.txt"}, BannerAnd(kBadFiles + UsageScreen(), 87)},
+            ExitCode{"FileOfUnknownDrive", {L"/df", L"Q:\\a.txt"}, BannerAnd(kBadFiles + UsageScreen(), 87)},
+            ExitCode{"NoSchedule", {L"/rs"}, BannerAnd(UsageScreen(), 87)},
+            ExitCode{"NoIdentifier", {L"/id", L"C:"}, BannerAnd(UsageScreen(), 87)},
+            ExitCode{"LaunchForbidden",
+                     {L"/?"},
+                     BannerAnd("You do not have permission to launch Velundra.\n", 0x20000004),
+                     kForbidden},
+            ExitCode{"CommandForbidden",
+                     {L"/an", L"C:"},
+                     BannerAnd("You do not have permission to analyze the drive(s).\n", 0x20000004),
+                     kNoAnalysis},
+            ExitCode{"ComCannotBeInitialised",
+                     {L"/st"},
+                     {"", 262},
+                     "[windows-fault]\nfunction = CoInitializeEx\ncall = 1\nerror = 0x80010106\n"},
+            ExitCode{"SecurityCannotBeInitialised",
+                     {L"/st"},
+                     {"", 281},
+                     "[windows-fault]\nfunction = CoInitializeSecurity\nerror = 0x80010119\n"},
+            ExitCode{"NoControlHandler",
+                     {L"/st"},
+                     BannerAnd("Failed to set control handler (8).\n", 8),
+                     "[windows-fault]\nfunction = SetConsoleCtrlHandler\nerror = 8\n"},
+            ExitCode{
+                "ResultOfTheOperation",
+                {L"/st", L"/c", L"SRV2"},
+                BannerAnd("Could not connect to computer 'SRV2'.  Verify the name is correct and the machine is turned "
+                          "on.\n",
+                          0x800706BA),
+                "[computer SRV2]\nanswer = unreachable\n"},
+            ExitCode{"LowHalfOfAnEnginesFailure", {L"/stop", L"/alldrives"}, BannerAnd("", 0x4005)}};
+}
+
+TEST(ExitCodes, AreThoseOfTheTable)
+{
+    const EngineProcess engine("[drive C:\\]\n" + Failing("StopAll", "0x80004005"));
+    for (const ExitCode& row : ExitCodes()) {
+        const SimulatedComputer computer(row.scenario);
+        EXPECT_EQ(row.outcome, computer.Run(row.words)) << row.name;
+    }
+}
 
 // --- The registry ---
 

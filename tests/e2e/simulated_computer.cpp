@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace e2e {
@@ -13,8 +13,8 @@ namespace {
 std::string ContentOf(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file || content.empty()) {
+    std::string content(std::filesystem::file_size(path), '\0');
+    if (!file.read(content.data(), static_cast<std::streamsize>(content.size()))) {
         throw std::runtime_error("the tool's file cannot be read");
     }
     return content;
@@ -44,6 +44,11 @@ Process SimulatedComputer::Start(const std::vector<std::wstring>& words)
     std::vector<std::wstring> line = {L"--exit-code", ToolPath().wstring()};
     line.insert(line.end(), words.begin(), words.end());
     return {ProgramFolder() / L"vlrun.exe", line};
+}
+
+std::string FastClock()
+{
+    return "[clock]\nspeed = 50\n";
 }
 
 } // namespace e2e

@@ -41,4 +41,7 @@ private:
     std::string toolBefore_;
 };
 
+// For a scenario: a clock that makes a minute of waiting little more than a second.
+[[nodiscard]] std::string FastClock();
+
 } // namespace e2e

@@ -12,10 +12,7 @@ namespace {
 
 using namespace e2e;
 
-// A minute takes 1.2 seconds.
-constexpr char kFastClock[] = R"([clock]
-speed = 50
-[computer SRV1]
+constexpr char kServer1InNetwork[] = R"([computer SRV1]
 scenario = srv1.scenario
 )";
 
@@ -31,7 +28,7 @@ constexpr char kOnlineRun[] = "Online optimization started on drive C:\\.\n"
 
 TEST(FastClock, IsTheToolsAndTheEnginesAlike)
 {
-    const SimulatedComputer computer(std::string(kFastClock) + "[drive C:\\]\noffline-types = 7\n");
+    const SimulatedComputer computer(FastClock() + "[drive C:\\]\noffline-types = 7\n");
     const EngineProcess engine(computer);
     EXPECT_EQ(BannerAnd(kOnlineRun), computer.Run({L"/dol", L"C:", L"/w"}));
     EXPECT_EQ(BannerAnd("Offline optimization of System Files started on drive C:\\.\n"
@@ -42,7 +39,7 @@ TEST(FastClock, IsTheToolsAndTheEnginesAlike)
 
 TEST(FastClock, IsThatOfAnotherComputersEngine)
 {
-    const SimulatedComputer computer(kFastClock);
+    const SimulatedComputer computer(FastClock() + kServer1InNetwork);
     computer.AddFile(L"srv1.scenario", kServer1);
     const EngineProcess engine(computer, L"SRV1");
     EXPECT_EQ(BannerAnd("Online optimization started on drive D:\\ (SRV1).\n"
@@ -55,7 +52,7 @@ TEST(FastClock, IsThatOfAnotherComputersEngine)
 
 TEST(FastClock, LetsTwelveLooksAtAnIdleDrivePassInSeconds)
 {
-    const SimulatedComputer computer(std::string(kFastClock) + "[drive C:\\]\ndefragment-seconds = 0\n");
+    const SimulatedComputer computer(FastClock() + "[drive C:\\]\ndefragment-seconds = 0\n");
     const EngineProcess engine(computer);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(BannerAnd(kOnlineRun), computer.Run({L"/dol", L"C:", L"/w"}));
@@ -100,9 +97,7 @@ bool ComesAbout(Condition condition)
 }
 
 // The drive works for longer than any test, until somebody stops it.
-constexpr char kLongWork[] = R"([clock]
-speed = 50
-[drive C:\]
+constexpr char kLongWork[] = R"([drive C:\]
 defragment-seconds = 100000
 )";
 
@@ -115,10 +110,11 @@ void EndWork(const EngineProcess& engine)
 
 TEST(PolicyChange, ComesDuringACommandAndDoesNotConcernIt)
 {
-    const SimulatedComputer computer(std::string(kLongWork) + "[policy]\n"
-                                                              "change = 20, AllowOnlineDefrag, 0\n"
-                                                              "change = 30, AllowLaunch, 0\n"
-                                                              "change = 30, AllowOnlineDefrag, -\n");
+    const SimulatedComputer computer(FastClock() + kLongWork +
+                                     "[policy]\n"
+                                     "change = 20, AllowOnlineDefrag, 0\n"
+                                     "change = 30, AllowLaunch, 0\n"
+                                     "change = 30, AllowOnlineDefrag, -\n");
     const EngineProcess engine(computer);
     Process tool = computer.Start({L"/dol", L"C:", L"/w"});
     ASSERT_TRUE(tool.ReadUntil("started"));
@@ -139,10 +135,11 @@ TEST(PolicyChange, StartsFromThePolicyOfTheRegistry)
 
 TEST(ControlKeys, DoNotDisturbAWaitAndChangeNothingOfItsEnd)
 {
-    const SimulatedComputer computer(std::string(kLongWork) + "[console]\n"
-                                                              "press = 12, ctrl-c\n"
-                                                              "press = 13, ctrl-break\n"
-                                                              "press = 13, Ctrl-C\n");
+    const SimulatedComputer computer(FastClock() + kLongWork +
+                                     "[console]\n"
+                                     "press = 12, ctrl-c\n"
+                                     "press = 13, ctrl-break\n"
+                                     "press = 13, Ctrl-C\n");
     const EngineProcess engine(computer); // does not belong to the console
     const TestConsole console;
     Process tool = computer.Start({L"/dol", L"C:", L"/w"});
@@ -160,7 +157,7 @@ class OtherConsoleEvents : public testing::TestWithParam<const char*> {};
 // They go on to Windows, which ends the process; what the engine handed out is lost with it.
 TEST_P(OtherConsoleEvents, EndTheTool)
 {
-    const SimulatedComputer computer(std::string(kLongWork) + "[console]\npress = 12, " + GetParam() + '\n');
+    const SimulatedComputer computer(FastClock() + kLongWork + "[console]\npress = 12, " + GetParam() + '\n');
     EXPECT_EQ(0xC000013AU, computer.Run({L"/dol", L"C:", L"/w"}).exitCode);
     EXPECT_EQ(0U, RunEngine(L"/quit"));
 }
