@@ -121,7 +121,7 @@ HRESULT AgentObject::OptimizeOffline(IVLDrive* drive, ULONG fileTypes)
 HRESULT AgentObject::StopDrive(IVLDrive* drive)
 {
     return ServeDrive(Method::StopDrive, drive, AddNothing, [this](DriveIndex index) {
-        Computer().StopDrive(index);
+        Computer().StopDrive(index, Machine::Clock::now());
         return S_OK;
     });
 }
@@ -129,7 +129,7 @@ HRESULT AgentObject::StopDrive(IVLDrive* drive)
 HRESULT AgentObject::StopAll()
 {
     return Serve(*SharedEngine(), Label(), Method::StopAll, Arguments(), NoOutput(), [this](const NoOutput&) {
-        Computer().StopAll();
+        Computer().StopAll(Machine::Clock::now());
         return S_OK;
     });
 }
@@ -161,7 +161,7 @@ HRESULT AgentObject::GetFileNameById(BSTR volume, hyper fileId, BSTR* fileName)
 
 HRESULT AgentObject::GetStatistics(BSTR driveName, DATE cutOff, LONG pointCount, IVLStatistics** statistics)
 {
-    const std::optional<DriveIndex> found = Computer().FindDrive(ViewOf(driveName));
+    const std::optional<DriveIndex> found = Computer().FindVolume(ViewOf(driveName));
     const Arguments arguments = Arguments()
                                     .Text(L"driveName", driveName)
                                     .Add(L"cutOff", DateText(cutOff))

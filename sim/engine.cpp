@@ -11,7 +11,8 @@ constexpr std::array<std::wstring_view, 5> kKindNames = {L"agent", L"service", L
 } // namespace
 
 Engine::Engine(const Scenario& scenario, CallLog& log, ServerLife& life)
-    : machine_(scenario, Machine::Clock::now()),
+    : database_(scenario.statisticsDatabase),
+      machine_(scenario, Machine::Clock::now(), [this](const FinishedWork& work) { Record(work); }),
       faults_(scenario.faults),
       faultCount_(scenario.faults.size()),
       rights_(scenario.rights),
@@ -65,6 +66,14 @@ void Engine::LogCall(std::wstring_view label, std::wstring_view method, std::wst
         line.append(L" ").append(output);
     }
     log_.Write(line);
+}
+
+// A database that is missing or broken is for the log to tell; the engine goes on.
+void Engine::Record(const FinishedWork& work)
+{
+    if (const std::optional<std::wstring> fault = database_.Record(work)) {
+        log_.Write(L"statistics of " + Quoted(work.driveName) + L" not recorded: " + Quoted(*fault));
+    }
 }
 
 void Engine::BeginLog() const

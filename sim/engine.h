@@ -1,6 +1,7 @@
 #pragma once
 
 #include "call_log.h"
+#include "database/statistics_database.h"
 #include "faults.h"
 #include "machine.h"
 #include "methods.h"
@@ -59,6 +60,9 @@ private:
         unsigned long long live = 0;
     };
 
+    void Record(const FinishedWork& work);
+
+    StatisticsDatabase database_;
     Machine machine_;
     FaultTable faults_;
     std::size_t faultCount_;

@@ -13,14 +13,31 @@ std::uint32_t Code(DriveState state)
     return static_cast<std::uint32_t>(state);
 }
 
+// Makes a drive's times those that they take at the clock's speed.
+void SetSpeed(DriveSetup& drive, double speed)
+{
+    WorkTimes& times = drive.times;
+    for (std::chrono::milliseconds* const time :
+         {&times.analyze, &times.defragment, &times.offlinePass, &times.file, &times.done}) {
+        *time = AtSpeed(*time, speed);
+    }
+    if (drive.stateTime) {
+        drive.stateTime = AtSpeed(*drive.stateTime, speed);
+    }
+}
+
 } // namespace
 
-Machine::Machine(const Scenario& scenario, Time now)
+Machine::Machine(const Scenario& scenario, Time now, Recorder record)
     : setups_(scenario.drives),
       schedules_(scenario.schedules),
       driveList_(scenario.driveList),
+      record_(std::move(record)),
       activities_(scenario.drives.size())
 {
+    for (DriveSetup& setup : setups_) {
+        SetSpeed(setup, scenario.computer.clockSpeed);
+    }
     // Identities go before names of the same text, as they are what the engine's own list hands out.
     for (const auto text : {&DriveSetup::identity, &DriveSetup::name}) {
         for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
@@ -33,6 +50,7 @@ Machine::Machine(const Scenario& scenario, Time now)
         const DriveSetup& setup = setups_[drive];
         Activity& activity = activities_[drive];
         activity.bootTypes = setup.bootTypes;
+        activity.points = setup.points;
         if (setup.stateTime) {
             activity.legs.push_back({setup.state, now + *setup.stateTime});
         } else {
@@ -68,8 +86,18 @@ std::optional<DriveIndex> Machine::FindVolume(std::wstring_view identityOrName) 
     return found == byVolume_.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::uint32_t Machine::StateOf(DriveIndex drive, Time now) const
+void Machine::Settle(Time now)
 {
+    const std::scoped_lock guard(recordLock_);
+    SettleAll(now);
+}
+
+std::uint32_t Machine::StateOf(DriveIndex drive, Time now)
+{
+    // Whoever sees that the work is over will look for its figures at once, so they must be there by then.
+    if (FinishedOn(drive, now)) {
+        Settle(now);
+    }
     const std::scoped_lock guard(lock_);
     const Activity& activity = activities_[drive];
     const auto leg = std::ranges::find_if(activity.legs, [&](const Leg& candidate) { return now < candidate.end; });
@@ -80,13 +108,13 @@ bool Machine::AtWork(Time now) const
 {
     const std::scoped_lock guard(lock_);
     return std::ranges::any_of(activities_, [&](const Activity& activity) {
-        return !activity.legs.empty() && now < activity.legs.back().end;
+        return activity.work || (!activity.legs.empty() && now < activity.legs.back().end);
     });
 }
 
 HRESULT Machine::Analyze(DriveIndex drive, Time now)
 {
-    Start(drive, {{DriveState::Analyzing, setups_[drive].times.analyze}}, now);
+    Start(drive, RecordedWork::Analysis, {{DriveState::Analyzing, setups_[drive].times.analyze}}, now);
     return S_OK;
 }
 
@@ -95,7 +123,7 @@ HRESULT Machine::OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now)
     if (mode < 0 || mode > kLastOnlineMode) {
         return E_INVALIDARG;
     }
-    Start(drive, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
+    Start(drive, RecordedWork::Online, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
     return S_OK;
 }
 
@@ -104,13 +132,13 @@ HRESULT Machine::DefragFile(DriveIndex drive, std::wstring_view paths, Time now)
     if (paths.empty()) {
         return E_INVALIDARG;
     }
-    Start(drive, {{DriveState::Defragmenting, setups_[drive].times.file}}, now);
+    Start(drive, std::nullopt, {{DriveState::Defragmenting, setups_[drive].times.file}}, now);
     return S_OK;
 }
 
 HRESULT Machine::ZeroFreeSpace(DriveIndex drive, Time now)
 {
-    Start(drive, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
+    Start(drive, std::nullopt, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
     return S_OK;
 }
 
@@ -141,7 +169,7 @@ HRESULT Machine::OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time
             steps.push_back({pass.state, setups_[drive].times.offlinePass});
         }
     }
-    Start(drive, steps, now);
+    Start(drive, RecordedWork::Offline, steps, now);
     return S_OK;
 }
 
@@ -171,17 +199,19 @@ std::optional<std::uint32_t> Machine::BootTypesOf(DriveIndex drive) const
     return activities_[drive].bootTypes;
 }
 
-void Machine::StopDrive(DriveIndex drive)
+void Machine::StopDrive(DriveIndex drive, Time now)
 {
-    const std::scoped_lock guard(lock_);
-    activities_[drive].legs.clear();
-    activities_[drive].stateAfter = Code(DriveState::Idle);
+    const std::scoped_lock guard(recordLock_);
+    SettleAll(now);
+    Stop(drive);
 }
 
-void Machine::StopAll()
+void Machine::StopAll(Time now)
 {
+    const std::scoped_lock guard(recordLock_);
+    SettleAll(now);
     for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
-        StopDrive(drive);
+        Stop(drive);
     }
 }
 
@@ -217,7 +247,8 @@ std::optional<std::wstring> Machine::FileName(DriveIndex drive, std::uint64_t id
 std::vector<StatisticsPoint> Machine::Statistics(DriveIndex drive, double cutOff, std::int32_t count) const
 {
     std::vector<StatisticsPoint> points;
-    for (const StatisticsPoint& point : setups_[drive].points) {
+    const std::scoped_lock guard(lock_);
+    for (const StatisticsPoint& point : activities_[drive].points) {
         if (static_cast<std::int64_t>(points.size()) >= count) {
             break;
         }
@@ -228,8 +259,10 @@ std::vector<StatisticsPoint> Machine::Statistics(DriveIndex drive, double cutOff
     return points;
 }
 
-void Machine::Start(DriveIndex drive, const std::vector<Step>& steps, Time now)
+void Machine::Start(DriveIndex drive, std::optional<RecordedWork> work, const std::vector<Step>& steps, Time now)
 {
+    const std::scoped_lock recording(recordLock_);
+    SettleAll(now);
     std::vector<Leg> legs;
     Time end = now;
     for (const Step& step : steps) {
@@ -239,8 +272,69 @@ void Machine::Start(DriveIndex drive, const std::vector<Step>& steps, Time now)
     legs.push_back({Code(DriveState::Done), end + setups_[drive].times.done});
 
     const std::scoped_lock guard(lock_);
-    activities_[drive].legs = std::move(legs);
-    activities_[drive].stateAfter = Code(DriveState::Idle);
+    Activity& activity = activities_[drive];
+    activity.legs = std::move(legs);
+    activity.stateAfter = Code(DriveState::Idle);
+    activity.work = work;
+    activity.workEnd = end;
+}
+
+void Machine::Stop(DriveIndex drive)
+{
+    const std::scoped_lock guard(lock_);
+    Activity& activity = activities_[drive];
+    activity.legs.clear();
+    activity.stateAfter = Code(DriveState::Idle);
+    activity.work.reset();
+}
+
+// Under recordLock_ alone, so that other drives can be looked at while the recorder is busy.
+void Machine::SettleAll(Time now)
+{
+    for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
+        if (const std::optional<FinishedWork> work = FinishedOn(drive, now)) {
+            record_(*work);
+            Forget(drive, *work);
+        }
+    }
+}
+
+// The work that the drive has finished and that has not been recorded yet.
+std::optional<FinishedWork> Machine::FinishedOn(DriveIndex drive, Time now) const
+{
+    const std::scoped_lock guard(lock_);
+    const Activity& activity = activities_[drive];
+    if (!activity.work || now < activity.workEnd) {
+        return std::nullopt;
+    }
+    Tidiness tidiness = activity.tidiness;
+    FinishedWork work;
+    work.work = *activity.work;
+    work.driveName = setups_[drive].name;
+    work.ago = std::chrono::duration_cast<std::chrono::milliseconds>(now - activity.workEnd);
+    work.before = ConditionOf(work.driveName, tidiness);
+    tidiness.files = tidiness.files || work.work == RecordedWork::Online;
+    tidiness.metadata = tidiness.metadata || work.work == RecordedWork::Offline;
+    work.after = ConditionOf(work.driveName, tidiness);
+    return work;
+}
+
+// What recorded work leaves on the drive.
+void Machine::Forget(DriveIndex drive, const FinishedWork& work)
+{
+    const std::scoped_lock guard(lock_);
+    Activity& activity = activities_[drive];
+    activity.work.reset();
+    activity.tidiness.files = activity.tidiness.files || work.work == RecordedWork::Online;
+    activity.tidiness.metadata = activity.tidiness.metadata || work.work == RecordedWork::Offline;
+    if (work.work == RecordedWork::Online) {
+        activity.points.insert(activity.points.begin(),
+                               {UtcDate(work.ago),
+                                {work.before.fileFragmentation, work.after.fileFragmentation},
+                                {work.before.freeSpaceFragmentation, work.after.freeSpaceFragmentation},
+                                {work.before.drivePerformance, work.after.drivePerformance}});
+        std::ranges::stable_sort(activity.points, std::ranges::greater(), &StatisticsPoint::date);
+    }
 }
 
 // Replaces the mask of the configured file types by the drive's own; a mask must name a file type and nothing else.

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "finished_work.h"
 #include "results.h"
 #include "scenario.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -39,13 +41,21 @@ using DriveIndex = std::size_t;
 // The computer behind the engine: its drives and what they are doing, its schedules, its files. It knows no COM; the
 // time of every question and order is given by the caller, so a test can let time pass as it likes. Safe to use from
 // any thread.
+//
+// A finished analysis, online or offline pass is recorded exactly once, before the drive is seen to be done with it.
 class Machine {
 public:
     using Clock = std::chrono::steady_clock;
     using Time = Clock::time_point;
 
+    // Takes note of finished work; it may last, and is called by one thread at a time.
+    using Recorder = std::function<void(const FinishedWork&)>;
+
     // The computer of the scenario, as it stands at this time.
-    Machine(const Scenario& scenario, Time now);
+    Machine(const Scenario& scenario, Time now, Recorder record);
+
+    // Records all work that is finished by now and has not been recorded yet.
+    void Settle(Time now);
 
     // The identities of all drives, separated by "|"; or what the scenario orders instead.
     [[nodiscard]] std::wstring DriveList() const;
@@ -64,9 +74,9 @@ public:
     [[nodiscard]] std::size_t ScheduleCount() const { return schedules_.size(); }
 
     // What the drive is doing.
-    [[nodiscard]] std::uint32_t StateOf(DriveIndex drive, Time now) const;
+    [[nodiscard]] std::uint32_t StateOf(DriveIndex drive, Time now);
 
-    // Whether any drive is at work that ends by itself.
+    // Whether any drive is at work that ends by itself, or has ended what is not recorded yet.
     [[nodiscard]] bool AtWork(Time now) const;
 
     // Starts an analysis in place of whatever the drive is doing; the same holds for the other starts.
@@ -97,8 +107,8 @@ public:
     [[nodiscard]] std::optional<std::uint32_t> BootTypesOf(DriveIndex drive) const;
 
     // Makes the drive idle, whatever it shows; StopAll does so with every drive.
-    void StopDrive(DriveIndex drive);
-    void StopAll();
+    void StopDrive(DriveIndex drive, Time now);
+    void StopAll(Time now);
 
     // Starts the work of the schedule of this name, in any case; kUnknownSchedule where there is none.
     HRESULT RunSchedule(std::wstring_view name, Time now);
@@ -106,7 +116,8 @@ public:
     // The name of a file, where the drive has one with this identifier.
     [[nodiscard]] std::optional<std::wstring> FileName(DriveIndex drive, std::uint64_t identifier) const;
 
-    // The newest points before the cut-off date, at most so many; the newest first.
+    // The newest points, those of the scenario and those that online passes have left, before the cut-off date, at most
+    // so many; the newest first.
     [[nodiscard]] std::vector<StatisticsPoint> Statistics(DriveIndex drive, double cutOff, std::int32_t count) const;
 
 private:
@@ -121,6 +132,10 @@ private:
         std::vector<Leg> legs;
         std::uint32_t stateAfter = 0;
         std::optional<std::uint32_t> bootTypes;
+        std::optional<RecordedWork> work; // what is to be recorded when it ends
+        Time workEnd;
+        Tidiness tidiness;
+        std::vector<StatisticsPoint> points; // the newest first
     };
 
     struct Step {
@@ -128,7 +143,11 @@ private:
         std::chrono::milliseconds length;
     };
 
-    void Start(DriveIndex drive, const std::vector<Step>& steps, Time now);
+    void Start(DriveIndex drive, std::optional<RecordedWork> work, const std::vector<Step>& steps, Time now);
+    void Stop(DriveIndex drive);
+    void SettleAll(Time now);
+    [[nodiscard]] std::optional<FinishedWork> FinishedOn(DriveIndex drive, Time now) const;
+    void Forget(DriveIndex drive, const FinishedWork& work);
     HRESULT EffectiveTypes(DriveIndex drive, std::uint32_t& fileTypes) const;
 
     std::vector<DriveSetup> setups_;
@@ -136,6 +155,8 @@ private:
     std::optional<std::wstring> driveList_;
     std::unordered_map<std::wstring, DriveIndex> byName_;
     std::unordered_map<std::wstring, DriveIndex> byVolume_;
+    Recorder record_;
+    std::mutex recordLock_;   // held while work is recorded, begins or is stopped; taken before lock_
     mutable std::mutex lock_; // guards activities_; all else stays as it was made
     std::vector<Activity> activities_;
 };

@@ -7,13 +7,14 @@
 
 namespace sim {
 
-enum class Task { Serve, Register, Unregister, Quit, Help };
+enum class Task { Serve, Register, Unregister, Start, Quit, Help };
 
 // What the command line asks for. Paths and names are empty where they are not given.
 struct Options {
     Task task = Task::Serve;
     bool startedByCom = false;
     std::wstring scenario;
+    std::wstring computer; // another one of the scenario's network, whose engine this is to be
     std::wstring log;
     std::wstring readyEvent;
 };

@@ -273,8 +273,8 @@ std::uint32_t CVLTrace::TraceMessage(std::uint32_t level, const wchar_t* source,
     }
     va_list arguments;
     va_start(arguments, format);
-    const std::uint32_t result = WithoutException(
-        [&] { return TraceWrite({}, source, function, line, PrintList(format, arguments)); });
+    const std::uint32_t result =
+        WithoutException([&] { return TraceWrite({}, source, function, line, PrintList(format, arguments)); });
     va_end(arguments);
     return result;
 }

@@ -38,7 +38,7 @@ class Counted : public Slots {
 public:
     virtual ~Counted() = default;
 
-    HRESULT WINAPI QueryInterface(REFIID, void** object) override
+    HRESULT WINAPI QueryInterface(REFIID /*interfaceId*/, void** object) override
     {
         *object = nullptr;
         return E_NOINTERFACE;
@@ -54,7 +54,7 @@ public:
     }
 
 protected:
-    HRESULT OnReserved(std::wstring_view, unsigned) override { return NotCalled(); }
+    HRESULT OnReserved(std::wstring_view /*interfaceName*/, unsigned /*slot*/) override { return NotCalled(); }
 
 private:
     ULONG references_ = 1;
@@ -69,9 +69,9 @@ public:
         *name = SysAllocStringLen(name_.data(), static_cast<UINT>(name_.size()));
         return S_OK;
     }
-    HRESULT WINAPI GetMountPoint(BSTR*) override { return NotCalled(); }
-    HRESULT WINAPI GetOfflineFileTypes(ULONG*) override { return NotCalled(); }
-    HRESULT WINAPI GetState(ULONG*) override { return NotCalled(); }
+    HRESULT WINAPI GetMountPoint(BSTR* /*text*/) override { return NotCalled(); }
+    HRESULT WINAPI GetOfflineFileTypes(ULONG* /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI GetState(ULONG* /*number*/) override { return NotCalled(); }
 
 private:
     std::wstring name_;
@@ -94,19 +94,23 @@ public:
         *drive = new BenchDrive(name);
         return S_OK;
     }
-    HRESULT WINAPI Analyze(IVLDrive*) override { return NotCalled(); }
-    HRESULT WINAPI OptimizeOnline(IVLDrive*, LONG) override { return NotCalled(); }
-    HRESULT WINAPI DefragFile(IVLDrive*, BSTR) override { return NotCalled(); }
-    HRESULT WINAPI PrepareOffline(IVLDrive*, LONG) override { return NotCalled(); }
-    HRESULT WINAPI ScheduleBootTime(IVLDrive*, ULONG) override { return NotCalled(); }
-    HRESULT WINAPI CancelBootTime(IVLDrive*) override { return NotCalled(); }
-    HRESULT WINAPI OptimizeOffline(IVLDrive*, ULONG) override { return NotCalled(); }
-    HRESULT WINAPI StopDrive(IVLDrive*) override { return NotCalled(); }
+    HRESULT WINAPI Analyze(IVLDrive* /*drive*/) override { return NotCalled(); }
+    HRESULT WINAPI OptimizeOnline(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI DefragFile(IVLDrive* /*drive*/, BSTR /*name*/) override { return NotCalled(); }
+    HRESULT WINAPI PrepareOffline(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI ScheduleBootTime(IVLDrive* /*drive*/, ULONG /*fileTypes*/) override { return NotCalled(); }
+    HRESULT WINAPI CancelBootTime(IVLDrive* /*drive*/) override { return NotCalled(); }
+    HRESULT WINAPI OptimizeOffline(IVLDrive* /*drive*/, ULONG /*fileTypes*/) override { return NotCalled(); }
+    HRESULT WINAPI StopDrive(IVLDrive* /*drive*/) override { return NotCalled(); }
     HRESULT WINAPI StopAll() override { return NotCalled(); }
-    HRESULT WINAPI CheckAccess(ULONG*) override { return NotCalled(); }
-    HRESULT WINAPI GetFileNameById(BSTR, hyper, BSTR*) override { return NotCalled(); }
-    HRESULT WINAPI GetStatistics(BSTR, DATE, LONG, IVLStatistics**) override { return NotCalled(); }
-    HRESULT WINAPI ZeroFreeSpace(IVLDrive*, LONG) override { return NotCalled(); }
+    HRESULT WINAPI CheckAccess(ULONG* /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI GetFileNameById(BSTR /*name*/, hyper /*fileId*/, BSTR* /*text*/) override { return NotCalled(); }
+    HRESULT WINAPI GetStatistics(BSTR /*name*/, DATE /*cutOff*/, LONG /*number*/,
+                                 IVLStatistics** /*statistics*/) override
+    {
+        return NotCalled();
+    }
+    HRESULT WINAPI ZeroFreeSpace(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
 };
 
 double MedianMilliseconds(const std::function<void()>& work)

@@ -13,7 +13,7 @@ class UntouchedComputer : public testing::Environment {
 public:
     void SetUp() override
     {
-        for (const wchar_t* const name : {L"Language", L"IncludeTransId"}) {
+        for (const wchar_t* const name : {L"Language", L"IncludeTransId", L"ConnectionString"}) {
             values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, name);
         }
         for (const wchar_t* const name :

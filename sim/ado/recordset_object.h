@@ -1,0 +1,45 @@
+#pragma once
+
+#include "ado/connection_object.h"
+
+#include <array>
+#include <memory>
+
+namespace sim::ado {
+
+// "ADODB.Recordset": forward-only and read-only, whatever cursor and lock are asked for.
+class RecordsetObject final : public DispatchObject<RecordsetObject> {
+public:
+    // A closed recordset.
+    RecordsetObject() = default;
+
+    // The recordset of a statement that a connection has run.
+    RecordsetObject(std::shared_ptr<Cursor> cursor, win::ComPtr<ConnectionObject> connection);
+
+private:
+    friend class DispatchObject<RecordsetObject>;
+
+    Answer OnOpen(const Call& call);
+    Answer OnClose(const Call& call);
+    Answer OnBof(const Call& call);
+    Answer OnEof(const Call& call);
+    Answer OnMoveFirst(const Call& call);
+    Answer OnMoveNext(const Call& call);
+    Answer OnFields(const Call& call);
+    Answer OnState(const Call& call);
+
+    [[nodiscard]] std::shared_ptr<Cursor> SharedCursor() const;
+    [[nodiscard]] Answer RunOver(const VARIANT& activeConnection, std::wstring_view source);
+    // Asks the open cursor something, or refuses.
+    template <typename Question>
+    [[nodiscard]] Answer Ask(Question question) const;
+
+    static const wchar_t* const kSource;
+    static const std::array<Member<RecordsetObject>, 8> kMembers;
+
+    mutable win::CriticalSection lock_; // guards the two below; never held while the cursor works
+    std::shared_ptr<Cursor> cursor_;
+    win::ComPtr<ConnectionObject> connection_; // in use as long as the recordset is open
+};
+
+} // namespace sim::ado

@@ -1,0 +1,143 @@
+#include "engine_process.h"
+#include "expected.h"
+#include "registry_value.h"
+#include "simulated_computer.h"
+#include "support/provider_registration.h"
+#include "support/statistics_database.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace e2e;
+
+constexpr char kNetwork[] = R"([clock]
+speed = 50
+[engine]
+statistics-database =
+[drive C:\]
+[computer SRV1]
+scenario = srv1.scenario
+[computer SRV2]
+answer = unreachable
+)";
+
+constexpr char kServer1[] = R"([drive C:\]
+point = 2026-03-05 05:00:00, 12.5, 1.4, 30, 11.2, 80, 96.5
+point = 2026-02-26 05:00:00, 14, 2, 34.5, 13, 78.5, 95
+[drive D:\]
+point = 2026-03-06 21:45:00, 41, 6.8, 70.2, 28, 47, 85.5
+[drive E:\]
+)";
+
+class Statistics : public testing::Test {
+protected:
+    Statistics() { computer_.AddFile(L"srv1.scenario", kServer1); }
+
+    SimulatedComputer computer_{kNetwork};
+};
+
+class RemoteStatistics : public Statistics, public testing::WithParamInterface<const wchar_t*> {};
+
+// 5 March 2026, 05:00 and 6 March 2026, 21:45 as this computer writes a date and a time.
+std::string DateOf(WORD day, WORD hour, WORD minute)
+{
+    SYSTEMTIME moment{};
+    moment.wYear = 2026;
+    moment.wMonth = 3;
+    moment.wDay = day;
+    moment.wHour = hour;
+    moment.wMinute = minute;
+    wchar_t date[64] = {};
+    wchar_t time[64] = {};
+    GetDateFormatW(LOCALE_USER_DEFAULT, 0, &moment, nullptr, date, 64);
+    GetTimeFormatW(LOCALE_USER_DEFAULT, 0, &moment, nullptr, time, 64);
+    return Narrow(date) + ' ' + Narrow(time);
+}
+
+std::string PointOfC(const std::string& drive)
+{
+    return "Drive   :   " + drive + "\nDate    :   " + DateOf(5, 5, 0) +
+           "\n"
+           "\t\t\t\tBefore\tAfter\n"
+           "File Fragmentation\t\t13%\t1%\n"
+           "Free Space Fragmentation\t30%\t11%\n"
+           "Performance\t\t\t80%\t97%\n";
+}
+
+TEST_P(RemoteStatistics, AreThoseOfTheOtherComputersEngineForEachDrive)
+{
+    const EngineProcess here(computer_);
+    const EngineProcess there(computer_, L"SRV1");
+    EXPECT_EQ(BannerAnd("Remote Computer:   SRV1\n" + PointOfC("C:") +
+                        "Drive   :   d:\\\nDate    :   " + DateOf(6, 21, 45) +
+                        "\n"
+                        "\t\t\t\tBefore\tAfter\n"
+                        "File Fragmentation\t\t41%\t7%\n"
+                        "Free Space Fragmentation\t70%\t28%\n"
+                        "Performance\t\t\t47%\t86%\n"
+                        "No statistics data available for E: drive.\n"),
+              computer_.Run({GetParam(), L"C:", L"d:\\", L"E:", L"/c", L"SRV1"}));
+    EXPECT_EQ(BannerAnd("Remote Computer:   \\\\SRV1\n" + PointOfC("C:")),
+              computer_.Run({GetParam(), L"C:", L"\\\\SRV1"}));
+    EXPECT_EQ(std::vector<std::string>(), here.Log());
+}
+
+TEST_P(RemoteStatistics, AreNotToBeHadOfAComputerThatIsOff)
+{
+    EXPECT_EQ(
+        BannerAnd("Could not connect to computer 'SRV2'.  Verify the name is correct and the machine is turned on.\n",
+                  0x800706BA),
+        computer_.Run({GetParam(), L"C:", L"/c", L"SRV2"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, RemoteStatistics, testing::Values(L"/sta", L"/sto", L"/stf"),
+                         [](const auto& test) { return Narrow(test.param).substr(1); });
+
+TEST_F(Statistics, FollowTheWaitOfARemoteAnalysis)
+{
+    const EngineProcess there(computer_, L"SRV1");
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
+                        "Analyze completed.\n"
+                        "Remote Computer:   SRV1\n" +
+                        PointOfC("C:")),
+              computer_.Run({L"/an", L"C:", L"/w", L"/c", L"SRV1"}));
+}
+
+TEST_F(Statistics, EndWhenTheProxyCannotBeSecured)
+{
+    const SimulatedComputer insecure(std::string(kNetwork) + "[windows-fault]\nfunction = CoSetProxyBlanket\n"
+                                                             "error = 0x80070057\n");
+    insecure.AddFile(L"srv1.scenario", kServer1);
+    const EngineProcess there(insecure, L"SRV1");
+    EXPECT_EQ(BannerAnd("Remote Computer:   SRV1\n", 0x80070057), insecure.Run({L"/sta", L"C:", L"/c", L"SRV1"}));
+}
+
+class LocalStatistics : public Statistics {
+protected:
+    LocalStatistics() { testing_support::RegisterProvider(); }
+
+    static std::string Computer(const char* label) { return "\n" + std::string(label) + Narrow(ComputerName()) + "\n"; }
+
+    testing_support::StatisticsDatabase database_;
+    RegistryValue connection_{HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString", database_.ProductString()};
+};
+
+TEST_F(LocalStatistics, AreNotAskedOfAnyEngine)
+{
+    const std::string noData = "No statistics data available for C: drive.\n";
+    EXPECT_EQ(BannerAnd(Computer("Local Computer            :   ") + noData), computer_.Run({L"/sta", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer                  :   ") + noData), computer_.Run({L"/sto", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer                   :   ") + noData), computer_.Run({L"/stf", L"C:"}));
+}
+
+TEST_F(LocalStatistics, FollowTheWaitOfAnAnalysis)
+{
+    const EngineProcess here(computer_);
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
+                        "Analyze completed.\n" +
+                        Computer("Local Computer            :   ") + "No statistics data available for C: drive.\n"),
+              computer_.Run({L"/an", L"C:", L"/w"}));
+}
+
+} // namespace
