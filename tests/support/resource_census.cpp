@@ -83,6 +83,13 @@ private:
         strings.HandedOut(text);
         return text;
     }
+    void Freed(BSTR text)
+    {
+        if (text != nullptr && !strings.GivenBack(text)) {
+            ++doubleFrees;
+        }
+    }
+    static BSTR TextOf(const VARIANT& value) { return value.vt == VT_BSTR ? value.bstrVal : nullptr; }
     HANDLE Count(HANDLE handle)
     {
         handles.HandedOut(handle);
@@ -94,11 +101,24 @@ private:
     Watched<"SysAllocStringLen", decltype(::SysAllocStringLen)> allocStringLen_{
         [this](const OLECHAR* text, UINT length) { return Count(allocStringLen_.Original(text, length)); }};
     Watched<"SysFreeString", decltype(::SysFreeString)> freeString_{[this](BSTR text) {
-        if (text != nullptr && !strings.GivenBack(text)) {
-            ++doubleFrees;
-        }
+        Freed(text);
         freeString_.Original(text);
     }};
+    // What Automation allocates and frees for itself in a VARIANT passes the import table by.
+    Watched<"VariantClear", decltype(::VariantClear)> clearVariant_{[this](VARIANT* value) {
+        Freed(TextOf(*value));
+        return clearVariant_.Original(value);
+    }};
+    Watched<"VariantChangeType", decltype(::VariantChangeType)> changeVariant_{
+        [this](VARIANT* changed, auto* value, USHORT flags, VARTYPE type) {
+            const BSTR before = TextOf(*changed);
+            const HRESULT result = changeVariant_.Original(changed, value, flags, type);
+            if (const BSTR after = TextOf(*changed); after != before) {
+                Freed(before);
+                Count(after);
+            }
+            return result;
+        }};
 
     Watched<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> openKey_{
         [this](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
@@ -122,6 +142,12 @@ private:
         [this](LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL signalled, LPCWSTR name) {
             return Count(createEvent_.Original(security, manual, signalled, name));
         }};
+    Watched<"CreateMutexW", decltype(::CreateMutexW)> createMutex_{
+        [this](LPSECURITY_ATTRIBUTES security, BOOL owned, LPCWSTR name) {
+            return Count(createMutex_.Original(security, owned, name));
+        }};
+    Watched<"OpenMutexW", decltype(::OpenMutexW)> openMutex_{
+        [this](DWORD access, BOOL inherit, LPCWSTR name) { return Count(openMutex_.Original(access, inherit, name)); }};
     Watched<"CreateThread", decltype(::CreateThread)> createThread_{
         [this](LPSECURITY_ATTRIBUTES security, SIZE_T stack, LPTHREAD_START_ROUTINE routine, LPVOID parameter,
                DWORD flags,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/registry_sandbox.h"
+#include "support/replaced_function.h"
 #include "support/scratch_folder.h"
 #include "trace/VLTrace.h"
 
@@ -51,7 +52,8 @@ inline std::vector<std::wstring> LinesOf(const std::wstring& text)
 
 // Has the process's trace log write entry and leave records, with the names of their functions, into a folder of the
 // test's own, as long as the object lives. The process's trace log reads its settings only when it is made, so it is
-// made anew here and once more at the end. Needs a registry sandbox that lives longer.
+// made anew here and once more at the end, and without a mutex, for nobody else writes there. Needs a registry sandbox
+// that lives longer.
 class TracedOperations {
 public:
     TracedOperations()
@@ -96,6 +98,10 @@ private:
     }
 
     ScratchFolder folder_;
+    Replaced<"CreateMutexW", decltype(::CreateMutexW)> noMutex_{[](LPSECURITY_ATTRIBUTES, BOOL, LPCWSTR) -> HANDLE {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return nullptr;
+    }};
 };
 
 } // namespace testing_support

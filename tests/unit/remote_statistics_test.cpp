@@ -146,13 +146,13 @@ TEST_F(RemoteStatistics, HaveOnePercentSignBehindEachNumberHoweverATranslationWr
 {
     const InstalledProgram program;
     program.Translate(1031, L"German",
-                      {L"1703\t\"File Fragmentation\"\t\"Dateien\t%1%%\t%2%%\"",
-                       L"1811\t\"Free Space Fragmentation\"\t\"Frei\t%1%\t%2%\"",
+                      {L"1703\t\"File Fragmentation\"\t\"Dateien %1%% %2%%\"",
+                       L"1811\t\"Free Space Fragmentation\"\t\"Frei %1% %2%\"",
                        L"2528\t\"Performance\"\t\"%2%% nach %1%\""});
     static_cast<void>(LoadTranslation(GetTranslator(), kLanguageOfCore));
     EXPECT_EQ(0U, ShowRemoteStats(L"SRV1", {L"C:"}));
     const std::wstring text = output.Take();
-    EXPECT_EQ(L"Dateien\t13%\t2%\nFrei\t7%\t8%\n100% nach 60%\n", text.substr(text.find(L"Dateien")));
+    EXPECT_EQ(L"Dateien 13% 2%\nFrei 7% 8%\n100% nach 60%\n", text.substr(text.find(L"Dateien")));
 }
 
 TEST_F(RemoteStatistics, AreAskedForUpToADayAhead)

@@ -26,6 +26,18 @@ using Lines = std::vector<std::wstring>;
 
 const std::wstring kSixteenBlanks(16, L' ');
 constexpr std::uint32_t kMegabyte = 1024 * 1024;
+// What a living trace log holds.
+constexpr char kMutexAlone[] = "handles open: 1\n";
+
+// Whether the list of rights is missing or has at least the one entry that everyone needs.
+bool IsOpenToEveryone(const SECURITY_ATTRIBUTES& security)
+{
+    BOOL isPresent = FALSE;
+    BOOL isDefaulted = FALSE;
+    ACL* list = nullptr;
+    return GetSecurityDescriptorDacl(security.lpSecurityDescriptor, &isPresent, &list, &isDefaulted) != FALSE &&
+           isPresent != FALSE && (list == nullptr || list->AceCount == 1);
+}
 
 // A trace log in a folder of the test's own, on a computer and at a time that are always the same. The mutex between
 // processes has a name of the test's own, so that tests that run at the same time do not wait for each other.
@@ -77,7 +89,6 @@ protected:
     DWORD threadId = 42;
     std::wstring mutexName = L"VLCmdTests_" + std::to_wstring(GetCurrentProcessId());
 
-    // Only while the test looks at them: the runtime asks for the ids itself.
     Replaced<"GetLocalTime", decltype(::GetLocalTime)> localTime{[this](LPSYSTEMTIME time) { *time = now; }};
     Replaced<"GetUserNameW", decltype(::GetUserNameW)> userName{[this](LPWSTR name, LPDWORD size) -> BOOL {
         EXPECT_EQ(520U, *size);
@@ -109,30 +120,21 @@ protected:
 
 class TraceRecord : public TraceLog {
 protected:
-    TraceRecord()
-    {
-        process_.emplace([this] { return processId; });
-        thread_.emplace([this] { return threadId; });
-    }
-    void TearDown() override
-    {
-        thread_.reset();
-        process_.reset();
-        TraceLog::TearDown();
-    }
-
     // The record that a new trace log writes.
     std::wstring Record(std::wstring_view module = L"", std::wstring_view source = L"source",
                         std::wstring_view function = L"function", int line = 123, std::wstring_view text = L"text")
     {
         CVLTrace trace;
-        EXPECT_EQ(0U, trace.TraceWrite(module, source, function, line, text));
+        std::uint32_t result = 0;
+        {
+            // GoogleTest goes by the ids, too, so they are others for this call alone.
+            const Replaced<"GetCurrentProcessId", decltype(::GetCurrentProcessId)> process([this] { return processId; });
+            const Replaced<"GetCurrentThreadId", decltype(::GetCurrentThreadId)> thread([this] { return threadId; });
+            result = trace.TraceWrite(module, source, function, line, text);
+        }
+        EXPECT_EQ(0U, result);
         return TakeRecord();
     }
-
-private:
-    std::optional<Replaced<"GetCurrentProcessId", decltype(::GetCurrentProcessId)>> process_;
-    std::optional<Replaced<"GetCurrentThreadId", decltype(::GetCurrentThreadId)>> thread_;
 };
 
 TEST_F(TraceRecord, IsOneLineOfAllFieldsInTheirColumns)
@@ -341,27 +343,19 @@ TEST_F(TraceFile, IsOpenedForSharingAndForEveryone)
         EXPECT_EQ(nullptr, pattern);
         EXPECT_EQ(sizeof *security, security->nLength);
         EXPECT_EQ(FALSE, security->bInheritHandle);
-        EXPECT_TRUE(IsValidSecurityDescriptor(security->lpSecurityDescriptor));
+        EXPECT_TRUE(IsOpenToEveryone(*security));
         return open.Original(path, access, share, security, disposition, flags, pattern);
     });
-    Replaced<"ConvertStringSecurityDescriptorToSecurityDescriptorW",
-             decltype(::ConvertStringSecurityDescriptorToSecurityDescriptorW)>
-        convert([&](LPCWSTR text, DWORD revision, PSECURITY_DESCRIPTOR* descriptor, PULONG size) {
-            EXPECT_STREQ(L"D:NO_ACCESS_CONTROL", text);
-            EXPECT_EQ(1U, revision);
-            return convert.Original(text, revision, descriptor, size);
-        });
     CVLTrace trace;
     EXPECT_EQ(0U, Write(trace));
     EXPECT_EQ(1, open.Calls());
-    EXPECT_GE(convert.Calls(), 1);
 }
 
 TEST_F(TraceFile, IsOpenNoLongerThanForOneRecord)
 {
     CVLTrace trace;
     EXPECT_EQ(0U, Write(trace));
-    EXPECT_EQ("", census.Imbalance());
+    EXPECT_EQ(kMutexAlone, census.Imbalance());
     EXPECT_TRUE(std::filesystem::remove(File()));
 }
 
@@ -519,12 +513,10 @@ TEST_F(TraceFile, IsNotWrittenWhereItsFolderCannotBeMade)
 
 TEST_F(TraceFile, IsNotWrittenWhereItCannotBeOpened)
 {
-    folder.AddFile(kTraceFile, std::string_view());
-    EXPECT_NE(FALSE, SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_READONLY));
+    EXPECT_TRUE(std::filesystem::create_directory(File()));
     CVLTrace trace;
     EXPECT_EQ(5U, Write(trace));
-    EXPECT_EQ(0U, Size());
-    EXPECT_NE(FALSE, SetFileAttributesW(File().c_str(), FILE_ATTRIBUTE_NORMAL));
+    EXPECT_TRUE(std::filesystem::is_empty(File()));
 }
 
 TEST_F(TraceFile, IsNotWrittenWithoutItsSecurityDescriptor)
@@ -563,7 +555,7 @@ TEST_F(TraceFile, TellsThatTheDiskIsFull)
                 const bool hasFailed = failing <= (isNew ? 2 : 1);
                 EXPECT_EQ(!hasFailed ? 0U : error == 0 ? 112U : error, Write(trace));
                 EXPECT_EQ(std::min(failing, isNew ? 2 : 1), calls);
-                EXPECT_EQ("", census.Imbalance());
+                EXPECT_EQ(kMutexAlone, census.Imbalance());
                 std::filesystem::remove(File());
             }
         }
@@ -581,7 +573,7 @@ TEST_F(TraceFile, IsNotWrittenWhereItsEndCannotBeFound)
         });
     EXPECT_EQ(1117U, Write(trace));
     EXPECT_EQ(0U, Size());
-    EXPECT_EQ("", census.Imbalance());
+    EXPECT_EQ(kMutexAlone, census.Imbalance());
 }
 
 TEST_F(TraceFile, CostsAReturnedCodeAndNoMoreWhenMemoryRunsOut)
@@ -596,7 +588,7 @@ TEST_F(TraceFile, CostsAReturnedCodeAndNoMoreWhenMemoryRunsOut)
             hasFailed = memory.HasFailed();
         }
         EXPECT_EQ(hasFailed ? 14U : 0U, result);
-        EXPECT_EQ("", census.Imbalance());
+        EXPECT_EQ(kMutexAlone, census.Imbalance());
         ASSERT_LT(allocation, 1000);
     }
     EXPECT_EQ(1U, Records().size());
@@ -1049,7 +1041,7 @@ TEST_F(TraceMutex, IsMadeForEveryoneAndNotOwned)
             EXPECT_STREQ(L"Global\\VL140_LogFileMutex", name);
             EXPECT_EQ(FALSE, owned);
             EXPECT_EQ(FALSE, security->bInheritHandle);
-            EXPECT_TRUE(IsValidSecurityDescriptor(security->lpSecurityDescriptor));
+            EXPECT_TRUE(IsOpenToEveryone(*security));
             return create.Original(security, owned, name);
         });
     const CVLTrace trace;
@@ -1245,11 +1237,14 @@ protected:
         }
 
     private:
+        // It stands beside the test program.
         static std::wstring Path()
         {
-            wchar_t* path = nullptr;
-            EXPECT_EQ(0, _get_wpgmptr(&path));
-            return (std::filesystem::absolute(path).parent_path() / L"trace_writer.exe").wstring();
+            std::wstring path(1024, L'\0');
+            auto length = static_cast<DWORD>(path.size());
+            EXPECT_NE(FALSE, QueryFullProcessImageNameW(GetCurrentProcess(), 0, path.data(), &length));
+            path.resize(length);
+            return (std::filesystem::path(path).parent_path() / L"trace_writer.exe").wstring();
         }
 
         win::KernelHandle process_;
@@ -1287,7 +1282,7 @@ TEST_F(SharedTraceLog, LosesNoRecordAndTearsNoneWhenTwoProgramsWriteAtOnce)
     std::map<std::wstring, int> texts;
     for (const std::wstring& name : files) {
         for (const std::wstring& record : LinesOf(ReadTraceFile(folder.PathOf(name)))) {
-            const std::size_t at = record.find(L" trace_writer                     ");
+            const std::size_t at = record.rfind(L" trace_writer                     "); // its source file
             ASSERT_NE(std::wstring::npos, at) << ::testing::PrintToString(record);
             // The line number is the record's own.
             ++texts[record.substr(at + 34)];

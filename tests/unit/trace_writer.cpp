@@ -16,7 +16,8 @@ using namespace testing_support;
 
 int HoldMutex(const wchar_t* mutexName, HANDLE go)
 {
-    const win::KernelHandle mutex(CreateMutexW(nullptr, TRUE, mutexName));
+    const win::KernelHandle mutex(CreateMutexW(nullptr, FALSE, mutexName));
+    WaitForSingleObject(mutex.Get(), INFINITE);
     SetEvent(go);
     char end = 0;
     DWORD read = 0;

@@ -88,7 +88,7 @@ TEST_F(LateBoundObject, GetsItsArgumentsInTheirNaturalOrder)
 {
     const win::Variant arguments[] = {win::Variant::OfText(L"a"), win::Variant::OfInteger(2),
                                       win::Variant::OfObject(object.Get()), win::Variant::OfText(L"")};
-    ExpectResult(S_OK, L"", win::CallMethod(recordset.Get(), L"Open", arguments));
+    EXPECT_EQ(S_OK, win::CallMethod(recordset.Get(), L"Open", arguments).code);
     EXPECT_EQ((std::vector<std::wstring>{L"recordset.Open(BSTR a, I4 2, DISPATCH connection, BSTR )"}),
               ado.TakeCalls());
 }
