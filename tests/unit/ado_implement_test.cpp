@@ -176,14 +176,14 @@ TEST_F(AdoConnection, CallsTheOperationOfAdoAndRecordsIt)
     for (const ConnectionOperation& operation : kConnectionOperations) {
         static_cast<void>(ado.TakeCalls());
         const bool isClose = operation.member == std::wstring_view(L"connection.Close");
-        const Lines records =
-            Records(operation.function,
-                    isClose ? Lines{L"ado_implement (vldb::CAdoDbConnection::Close) Call m_Connection->Close()"}
-                            : Lines{});
+        const Lines records = Records(
+            operation.function,
+            isClose ? Lines{L"ado_implement (vldb::CAdoDbConnection::Close) Call m_Connection->Close()"} : Lines{});
         operation.run(*connection);
         EXPECT_EQ(Lines{operation.call}, ado.TakeCalls());
         EXPECT_EQ(records, trace.Take());
-        ExpectFailure(operation.member, [&] { operation.run(*connection); }, kFailureText);
+        ExpectFailure(
+            operation.member, [&] { operation.run(*connection); }, kFailureText);
         EXPECT_EQ(records, trace.Take());
     }
 }
@@ -192,12 +192,11 @@ TEST_F(AdoConnection, RecordsItsLifeAndItsFaces)
 {
     TracedOperations trace;
     EXPECT_EQ(S_OK, Open().code);
-    EXPECT_EQ(
-        (Lines{L"ado_implement (vldb::CAdoDbConnection::~CAdoDbConnection) *** ENTER ***",
-               L"ado_implement (vldb::CAdoDbConnection::~CAdoDbConnection) *** LEAVE ***",
-               L"ado_implement (vldb::CAdoDbConnection::CAdoDbConnection) *** ENTER ***",
-               L"ado_implement (vldb::CAdoDbConnection::CAdoDbConnection) *** LEAVE ***"}),
-        trace.Take());
+    EXPECT_EQ((Lines{L"ado_implement (vldb::CAdoDbConnection::~CAdoDbConnection) *** ENTER ***",
+                     L"ado_implement (vldb::CAdoDbConnection::~CAdoDbConnection) *** LEAVE ***",
+                     L"ado_implement (vldb::CAdoDbConnection::CAdoDbConnection) *** ENTER ***",
+                     L"ado_implement (vldb::CAdoDbConnection::CAdoDbConnection) *** LEAVE ***"}),
+              trace.Take());
     static_cast<void>(connection->GetCommand());
     EXPECT_EQ(Records(L"CAdoDbConnection::GetCommand"), trace.Take());
     static_cast<void>(connection->GetTransaction());
@@ -220,9 +219,10 @@ TEST_F(AdoConnection, NamesTheStatementThatCouldNotBeExecuted)
 {
     TracedOperations trace;
     const Lines records = Records(L"CAdoDbConnection::ExecuteReader", Records(L"CAdoDbReader::CAdoDbReader"));
-    ExpectFailure(L"recordset.Open", [&] { static_cast<void>(connection->ExecuteReader(kStatement)); },
-                  L"\r\nIt broke.\r\n\r\nSQL Query:\r\nSELECT 'x' FROM t; \n\r\n\r\n"
-                  L"Return code: 0x80040E14 (2147749396) (ado_implement/#");
+    ExpectFailure(
+        L"recordset.Open", [&] { static_cast<void>(connection->ExecuteReader(kStatement)); },
+        L"\r\nIt broke.\r\n\r\nSQL Query:\r\nSELECT 'x' FROM t; \n\r\n\r\n"
+        L"Return code: 0x80040E14 (2147749396) (ado_implement/#");
     EXPECT_EQ(records, trace.Take());
 }
 
@@ -320,15 +320,18 @@ TEST_F(AdoReader, GoesThroughTheRowsOnce)
 
 TEST_F(AdoReader, IsStillBeforeTheFirstRowWhenItCouldNotGoThere)
 {
-    ExpectFailure(L"recordset.MoveFirst", [&] { reader->Read(); }, kFailureText);
+    ExpectFailure(
+        L"recordset.MoveFirst", [&] { reader->Read(); }, kFailureText);
     EXPECT_TRUE(reader->Read());
     static_cast<void>(ado.TakeCalls());
-    ExpectFailure(L"recordset.MoveNext", [&] { reader->Read(); }, kFailureText);
+    ExpectFailure(
+        L"recordset.MoveNext", [&] { reader->Read(); }, kFailureText);
 }
 
 TEST_F(AdoReader, FailsWhereItCannotTellTheEnd)
 {
-    ExpectFailure(L"recordset.EOF", [&] { reader->Read(); }, kFailureText);
+    ExpectFailure(
+        L"recordset.EOF", [&] { reader->Read(); }, kFailureText);
     ado.Fail(L"recordset.EOF", {.scode = kFailure, .description = L"It broke.", .call = 2});
     EXPECT_THROW(reader->Read(), CDbError);
     ado.Repair();
@@ -460,7 +463,8 @@ TEST_F(AdoReader, RecordsItsOperationsWhetherOrNotTheyFail)
         const Lines records = Records(operation.function, {}, operation.leaves);
         operation.run(*reader);
         EXPECT_EQ(records, trace.Take());
-        ExpectFailure(operation.property, [&] { operation.run(*reader); }, kFailureText);
+        ExpectFailure(
+            operation.property, [&] { operation.run(*reader); }, kFailureText);
         EXPECT_EQ(records, trace.Take());
     }
     static_cast<void>(reader->GetValue(0));
@@ -486,10 +490,12 @@ TEST_F(AdoReader, FailsAtEachStepToAValue)
         }
     }
     for (const wchar_t* const member : {L"recordset.Fields", L"fields.Item", L"field.Name"}) {
-        ExpectFailure(member, [&] { static_cast<void>(reader->GetColumnName(0)); }, kFailureText);
+        ExpectFailure(
+            member, [&] { static_cast<void>(reader->GetColumnName(0)); }, kFailureText);
     }
     for (const wchar_t* const member : {L"recordset.Fields", L"fields.Count"}) {
-        ExpectFailure(member, [&] { reader->GetColumnCount(); }, kFailureText);
+        ExpectFailure(
+            member, [&] { reader->GetColumnCount(); }, kFailureText);
     }
 }
 

@@ -28,7 +28,8 @@ protected:
 TEST_F(DbManager, ConnectsThroughAdoInAnyCase)
 {
     for (const wchar_t* const provider : {L"ADO", L"ado", L"aDo"}) {
-        const vldb::DbConnection connection(manager.Connect(provider + std::wstring(L":Provider=X:1;Data Source=C:\\d")));
+        const vldb::DbConnection connection(
+            manager.Connect(provider + std::wstring(L":Provider=X:1;Data Source=C:\\d")));
         EXPECT_TRUE(connection);
         // Only the first colon separates.
         EXPECT_EQ(L"connection.Open(BSTR Provider=X:1;Data Source=C:\\d, BSTR , BSTR , I4 -1)", ado.TakeCalls().back());
@@ -59,8 +60,8 @@ TEST_F(DbManager, ThrowsAnErrorOfItsOwnWhereTheConnectionCannotBeOpened)
         ADD_FAILURE() << "no error";
     } catch (const vldb::CDbError& error) {
         EXPECT_EQ(kFailure, error.GetCode());
-        EXPECT_TRUE(error.GetText().starts_with(
-            L"\r\nNo such file.\r\n\r\nReturn code: 0x80004005 (2147500037) (db_manager/#"))
+        EXPECT_TRUE(
+            error.GetText().starts_with(L"\r\nNo such file.\r\n\r\nReturn code: 0x80004005 (2147500037) (db_manager/#"))
             << ::testing::PrintToString(error.GetText());
     }
     EXPECT_EQ(0, ado.LiveObjects());

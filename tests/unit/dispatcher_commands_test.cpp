@@ -674,8 +674,9 @@ TEST_P(StatisticsReportOfAKind, IsAboutTheDrivesAsTyped)
     EXPECT_THAT(output.Text(), StartsWith(L"Velundra 14.0\n" + GetParam().head + L"\n\nDrive "));
     EXPECT_THAT(output.Text(), HasSubstr(L":   c:\n"));
     EXPECT_THAT(output.Text(), HasSubstr(L":   Q:\n"));
-    EXPECT_EQ((std::vector<std::pair<std::wstring, std::wstring>>{{GetParam().table, L"c:"}, {GetParam().table, L"Q:"}}),
-              Questions());
+    EXPECT_EQ(
+        (std::vector<std::pair<std::wstring, std::wstring>>{{GetParam().table, L"c:"}, {GetParam().table, L"Q:"}}),
+        Questions());
     EXPECT_EQ(kNothingPublished, environment);
     EXPECT_TRUE(engine.Calls().empty());
 }

@@ -19,8 +19,7 @@ constexpr auto kFailure = static_cast<HRESULT>(0x80040E14);
 
 // --- The statements, byte for byte: the blanks at the ends of their lines are part of them ---
 
-constexpr wchar_t kAnalyzeStatementText[] =
-    LR"(SELECT StatsAnalyze.StatsDate              , 
+constexpr wchar_t kAnalyzeStatementText[] = LR"(SELECT StatsAnalyze.StatsDate              , 
        StatsAnalyze.FreeSpace              , 
        StatsAnalyze.TotalFiles             , 
        StatsAnalyze.FragmentedFiles        , 
@@ -38,8 +37,7 @@ WHERE UPPER(Volumes.VolumeName) = UPPER(%1%)
 ORDER BY StatsAnalyze.StatsDate DESC;             
 )";
 
-constexpr wchar_t kOnlineStatementText[] =
-    LR"(SELECT StatsDefragOnline.StatsDate                    , 
+constexpr wchar_t kOnlineStatementText[] = LR"(SELECT StatsDefragOnline.StatsDate                    , 
        StatsDefragOnline.FreeSpace                    , 
        StatsDefragOnline.TotalFiles                   , 
        StatsDefragOnline.FragmentedFilesBefore        , 
@@ -62,8 +60,7 @@ WHERE UPPER(Volumes.VolumeName) = UPPER(%1%)
 ORDER BY StatsDefragOnline.StatsDate DESC;              
 )";
 
-constexpr wchar_t kOfflineStatementText[] =
-    LR"(SELECT StatsDefragOffline.StatsDate                    , 
+constexpr wchar_t kOfflineStatementText[] = LR"(SELECT StatsDefragOffline.StatsDate                    , 
        StatsDefragOffline.MftExcessFragmentsBefore     , 
        StatsDefragOffline.MftExcessFragmentsAfter      , 
        StatsDefragOffline.MetadataExcessFragmentsBefore, 
@@ -124,7 +121,10 @@ std::wstring StatementFor(const ReportCase& test, const std::wstring& literal)
 std::vector<ReportCase> ReportCases()
 {
     return {
-        {"Analyze", StatisticsKind::Analyze, ShowAnalyzeStats, kAnalyzeStatementText,
+        {"Analyze",
+         StatisticsKind::Analyze,
+         ShowAnalyzeStats,
+         kAnalyzeStatementText,
          {46331.78125, 1025.0, 1523.0, 17.5, 1099511627776.0, 7.45, 12.5, 3.0, 0.0, 0.04, 99.96},
          L"\nLocal Computer            :   THISPC\n",
          L"\nDrive                     :   C:\n"
@@ -153,7 +153,10 @@ std::vector<ReportCase> ReportCases()
          L"(-1280-)Directory Fragmentation   :   0.0%\n"
          L"(-1378-)Drive Performance         :   100.0%\n"
          L"\n"},
-        {"Online", StatisticsKind::Online, ShowOnlineStats, kOnlineStatementText,
+        {"Online",
+         StatisticsKind::Online,
+         ShowOnlineStats,
+         kOnlineStatementText,
          {46331.78125, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0, 10.0, 11.0, 12.0, 13.0, 14.0, 15.0},
          L"\nLocal Computer                  :   THISPC\n",
          L"\nDrive                           :   C:\n"
@@ -190,7 +193,10 @@ std::vector<ReportCase> ReportCases()
          L"(-1384-)Drive Performance Before        :   14.0%\n"
          L"(-1382-)Drive Performance After         :   15.0%\n"
          L"\n"},
-        {"Offline", StatisticsKind::Offline, ShowOfflineStats, kOfflineStatementText,
+        {"Offline",
+         StatisticsKind::Offline,
+         ShowOfflineStats,
+         kOfflineStatementText,
          {46331.78125, 1.0, 2.0, 3.0, 4.0, 5.0, 6.000001},
          L"\nLocal Computer                   :   THISPC\n",
          L"\nDrive                            :   C:\n"
@@ -514,7 +520,8 @@ TEST_P(StatisticsValue, IsWrittenAsItsColumnIs)
     ado.rows = {AdoRow(11, GetParam().value)};
     EXPECT_EQ(0U, ShowAnalyzeStats(L"C:"));
     const std::wstring text = output.Take();
-    EXPECT_NE(std::wstring::npos, text.find(L"\nFree Space                :   " + std::wstring(GetParam().size) + L"\n"))
+    EXPECT_NE(std::wstring::npos,
+              text.find(L"\nFree Space                :   " + std::wstring(GetParam().size) + L"\n"))
         << ::testing::PrintToString(text);
     EXPECT_NE(std::wstring::npos,
               text.find(L"\nTotal Files               :   " + std::wstring(GetParam().number) + L"\n"));
@@ -522,16 +529,17 @@ TEST_P(StatisticsValue, IsWrittenAsItsColumnIs)
               text.find(L"\nFile Fragmentation        :   " + std::wstring(GetParam().percent) + L"\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, StatisticsValue,
-    ::testing::Values(ValueCase{0.0, L"0 B", L"0", L"0.0%"}, ValueCase{7.45, L"8 B", L"7.45", L"7.5%"},
-                      ValueCase{7.4, L"8 B", L"7.4", L"7.4%"}, ValueCase{1523.0, L"1.49 KB", L"1523", L"1523.0%"},
-                      ValueCase{0.1234567, L"1 B", L"0.123457", L"0.1%"},
-                      ValueCase{1023.0, L"1023 B", L"1023", L"1023.0%"},
-                      ValueCase{1024.0, L"1024 B", L"1024", L"1024.0%"},
-                      ValueCase{1e9, L"953.68 MB", L"1000000000", L"1000000000.0%"},
-                      ValueCase{1208925819614629174706176.0, L"1 YB", L"1208925819614629174706176",
-                                L"1208925819614629174706176.0%"},
-                      ValueCase{-5.5, L"-5 B", L"-5.5", L"-5.5%"}));
+INSTANTIATE_TEST_SUITE_P(Values, StatisticsValue,
+                         ::testing::Values(ValueCase{0.0, L"0 B", L"0", L"0.0%"},
+                                           ValueCase{7.45, L"8 B", L"7.45", L"7.5%"},
+                                           ValueCase{7.4, L"8 B", L"7.4", L"7.4%"},
+                                           ValueCase{1523.0, L"1.49 KB", L"1523", L"1523.0%"},
+                                           ValueCase{0.1234567, L"1 B", L"0.123457", L"0.1%"},
+                                           ValueCase{1023.0, L"1023 B", L"1023", L"1023.0%"},
+                                           ValueCase{1024.0, L"1024 B", L"1024", L"1024.0%"},
+                                           ValueCase{1e9, L"953.68 MB", L"1000000000", L"1000000000.0%"},
+                                           ValueCase{1208925819614629174706176.0, L"1 YB", L"1208925819614629174706176",
+                                                     L"1208925819614629174706176.0%"},
+                                           ValueCase{-5.5, L"-5 B", L"-5.5", L"-5.5%"}));
 
 } // namespace

@@ -130,10 +130,9 @@ TEST_F(RemoteStatistics, AreCatalogueMessages)
 
 TEST_F(RemoteStatistics, AreRoundedToWholePercents)
 {
-    const std::pair<double, const wchar_t*> values[] = {{0.0, L"0"},   {0.49, L"0"},    {0.5, L"1"},   {7.45, L"7"},
-                                                        {7.5, L"8"},   {99.49, L"99"},  {99.5, L"100"}, {100.0, L"100"},
-                                                        {-0.2, L"0"},  {-0.7, L"0"},    {-1.4, L"0"},  {-1.5, L"-1"},
-                                                        {1e10, L"10000000000"}};
+    const std::pair<double, const wchar_t*> values[] = {
+        {0.0, L"0"},     {0.49, L"0"}, {0.5, L"1"},  {7.45, L"7"}, {7.5, L"8"},   {99.49, L"99"},        {99.5, L"100"},
+        {100.0, L"100"}, {-0.2, L"0"}, {-0.7, L"0"}, {-1.4, L"0"}, {-1.5, L"-1"}, {1e10, L"10000000000"}};
     for (const auto& [value, text] : values) {
         const std::wstring both = text + std::wstring(L"%\t") + text + L"%\n";
         EXPECT_EQ(L"File Fragmentation\t\t" + both + L"Free Space Fragmentation\t" + both + L"Performance\t\t\t" + both,

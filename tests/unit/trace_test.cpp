@@ -128,7 +128,8 @@ protected:
         std::uint32_t result = 0;
         {
             // GoogleTest goes by the ids, too, so they are others for this call alone.
-            const Replaced<"GetCurrentProcessId", decltype(::GetCurrentProcessId)> process([this] { return processId; });
+            const Replaced<"GetCurrentProcessId", decltype(::GetCurrentProcessId)> process(
+                [this] { return processId; });
             const Replaced<"GetCurrentThreadId", decltype(::GetCurrentThreadId)> thread([this] { return threadId; });
             result = trace.TraceWrite(module, source, function, line, text);
         }
@@ -323,7 +324,8 @@ TEST_F(TraceFile, GetsAByteOrderMarkThoughItIsThereAlreadyWithNothingInIt)
 
 TEST_F(TraceFile, GrowsAtItsEnd)
 {
-    folder.AddFile(kTraceFile, std::wstring_view(L"\xFEFF" L"what was there before\r\n"));
+    folder.AddFile(kTraceFile, std::wstring_view(L"\xFEFF"
+                                                 L"what was there before\r\n"));
     CVLTrace trace;
     EXPECT_EQ(0U, Write(trace));
     EXPECT_EQ(L"what was there before", Records().at(0));
@@ -656,9 +658,9 @@ INSTANTIATE_TEST_SUITE_P(Limits, FullTraceFile,
                                            SizeCase{0, 5 * kMegabyte}, SizeCase{1, 5 * kMegabyte},
                                            SizeCase{4, 5 * kMegabyte}, SizeCase{5, 5 * kMegabyte},
                                            SizeCase{6, 6 * kMegabyte}, SizeCase{10, 10 * kMegabyte},
-                                           SizeCase{4096, 5 * kMegabyte},   // wraps to 0
-                                           SizeCase{4100, 5 * kMegabyte},   // wraps to 4 MB
-                                           SizeCase{4102, 6 * kMegabyte},   // wraps to 6 MB
+                                           SizeCase{4096, 5 * kMegabyte}, // wraps to 0
+                                           SizeCase{4100, 5 * kMegabyte}, // wraps to 4 MB
+                                           SizeCase{4102, 6 * kMegabyte}, // wraps to 6 MB
                                            SizeCase{0x80000000U, 5 * kMegabyte}));
 
 class MovedTraceFile : public TraceFile {
@@ -669,8 +671,8 @@ protected:
         MakeFile(10 * kMegabyte);
         FILETIME time{};
         EXPECT_NE(FALSE, SystemTimeToFileTime(&moment, &time));
-        const win::FileHandle file(CreateFileW(File().c_str(), FILE_WRITE_ATTRIBUTES, 7, nullptr, OPEN_EXISTING, 0,
-                                               nullptr));
+        const win::FileHandle file(
+            CreateFileW(File().c_str(), FILE_WRITE_ATTRIBUTES, 7, nullptr, OPEN_EXISTING, 0, nullptr));
         EXPECT_NE(FALSE, SetFileTime(file.Get(), nullptr, nullptr, &time));
     }
 };
@@ -936,8 +938,8 @@ TEST_F(TracedOperation, HasNoModule)
     trace.TraceOperation(L"db_manager", L"vldb::CDbManager::Connect", 42, L"*** ENTER ***");
     const std::wstring record = TakeRecord();
     EXPECT_NE(std::wstring::npos, record.find(L" VLCmd            " + kSixteenBlanks + L" 0")) << record.c_str();
-    EXPECT_TRUE(record.ends_with(
-        L" db_manager                       000042 (vldb::CDbManager::Connect) *** ENTER ***"));
+    EXPECT_TRUE(
+        record.ends_with(L" db_manager                       000042 (vldb::CDbManager::Connect) *** ENTER ***"));
 }
 
 TEST_F(TracedOperation, NeverTellsThatItCouldNotBeWritten)
@@ -990,23 +992,19 @@ TEST_P(ModuleFilter, LetsTheListedFilesAndProgramsThrough)
     EXPECT_EQ(GetParam().isTraced ? 1U : 0U, Records().size());
 }
 
-INSTANTIATE_TEST_SUITE_P(Lists, ModuleFilter,
-                         ::testing::Values(FilterCase{L"", L"db_manager", true}, FilterCase{L"", L"", true},
-                                           FilterCase{L"DB_MANAGER", L"db_manager", true},
-                                           FilterCase{L"db_manager", L"DB_Manager", true},
-                                           FilterCase{L"DB_MANAGER;OTHER", L"C:\\src\\db\\db_manager.cpp", true},
-                                           FilterCase{L"other;xdb_managerx", L"db_manager", true},
-                                           FilterCase{L"ADO_IMPLEMENT", L"db_manager", false},
-                                           FilterCase{L"ADO_IMPLEMENT", L"ado_implement", true},
-                                           FilterCase{L"ADO_IMPLEMENT", L"", false},
-                                           FilterCase{L"VLCMD", L"", false},
-                                           FilterCase{L"VLCMD", L"db_manager", true},
-                                           FilterCase{L"ADO_IMPLEMENT;vlcmd", L"db_manager", true},
-                                           FilterCase{L"VLCM", L"db_manager", false},
-                                           FilterCase{L"DB_MANAGER.CPP", L"db_manager.h", true},
-                                           FilterCase{L"CPP", L"db_manager.cpp", false},
-                                           FilterCase{L"SRC", L"src\\db_manager", false},
-                                           FilterCase{L"A.B", L"a.b.cpp", true}));
+INSTANTIATE_TEST_SUITE_P(
+    Lists, ModuleFilter,
+    ::testing::Values(FilterCase{L"", L"db_manager", true}, FilterCase{L"", L"", true},
+                      FilterCase{L"DB_MANAGER", L"db_manager", true}, FilterCase{L"db_manager", L"DB_Manager", true},
+                      FilterCase{L"DB_MANAGER;OTHER", L"C:\\src\\db\\db_manager.cpp", true},
+                      FilterCase{L"other;xdb_managerx", L"db_manager", true},
+                      FilterCase{L"ADO_IMPLEMENT", L"db_manager", false},
+                      FilterCase{L"ADO_IMPLEMENT", L"ado_implement", true}, FilterCase{L"ADO_IMPLEMENT", L"", false},
+                      FilterCase{L"VLCMD", L"", false}, FilterCase{L"VLCMD", L"db_manager", true},
+                      FilterCase{L"ADO_IMPLEMENT;vlcmd", L"db_manager", true},
+                      FilterCase{L"VLCM", L"db_manager", false}, FilterCase{L"DB_MANAGER.CPP", L"db_manager.h", true},
+                      FilterCase{L"CPP", L"db_manager.cpp", false}, FilterCase{L"SRC", L"src\\db_manager", false},
+                      FilterCase{L"A.B", L"a.b.cpp", true}));
 
 // --- The mutex between processes ---
 

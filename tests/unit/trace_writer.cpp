@@ -29,8 +29,8 @@ int WriteRecords(CVLTrace& trace, const wchar_t* label, int count)
 {
     int failures = 0;
     for (int number = 1; number <= count; ++number) {
-        failures += trace.TraceMessage(0, L"trace_writer", L"WriteRecords", number, L"%ls %d", label, number) == 0 ? 0
-                                                                                                                   : 1;
+        failures +=
+            trace.TraceMessage(0, L"trace_writer", L"WriteRecords", number, L"%ls %d", label, number) == 0 ? 0 : 1;
     }
     return failures;
 }

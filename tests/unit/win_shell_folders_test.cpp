@@ -53,7 +53,8 @@ TEST_F(ShellFolders, NeedTheShellsLibrary)
 
 TEST_F(ShellFolders, NeedTheLibrarysFunctions)
 {
-    const Replaced<"GetProcAddress", decltype(::GetProcAddress)> find([](HMODULE, LPCSTR) -> FARPROC { return nullptr; });
+    const Replaced<"GetProcAddress", decltype(::GetProcAddress)> find(
+        [](HMODULE, LPCSTR) -> FARPROC { return nullptr; });
     EXPECT_EQ(L"", win::CommonApplicationDataFolder());
     EXPECT_EQ(127U, win::CreateFolders(folder.PathOf(L"a")));
     EXPECT_EQ(2, find.Calls());
