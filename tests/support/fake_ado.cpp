@@ -1,5 +1,6 @@
 #include "support/fake_ado.h"
 
+#include "support/com_object.h"
 #include "support/error_object.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +24,7 @@ void Assign(const AdoValue& value, VARIANT& variant)
 {
     struct Visitor {
         VARIANT& variant;
-        void operator()(std::monostate) const { variant.vt = VT_NULL; }
+        void operator()(std::monostate /*null*/) const { variant.vt = VT_NULL; }
         void operator()(LONG number) const
         {
             variant.vt = VT_I4;
@@ -69,45 +70,18 @@ HRESULT WINAPI TellLater(EXCEPINFO* info)
 
 } // namespace
 
-// COM interfaces have no virtual destructor by design: an object ends in its own Release.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 class FakeAdo::Objects {
 public:
-    // What every object shares: reference counting, late binding, the books, the faults.
-    class Object : public IDispatch {
+    // What every object shares: late binding, the books, the faults.
+    class Object : public ComObject<IDispatch> {
     public:
         Object(FakeAdo& ado, const wchar_t* name, std::vector<std::wstring> members)
             : ado_(ado), name_(name), members_(std::move(members))
         {
             ++ado_.liveObjects_;
         }
-        Object(const Object&) = delete;
-        Object(Object&&) = delete;
-        virtual ~Object() { --ado_.liveObjects_; }
-        Object& operator=(const Object&) = delete;
-        Object& operator=(Object&&) = delete;
+        ~Object() override { --ado_.liveObjects_; }
 
-        HRESULT WINAPI QueryInterface(REFIID interfaceId, void** object) override
-        {
-            if (interfaceId != IID_IUnknown && interfaceId != IID_IDispatch) {
-                *object = nullptr;
-                return E_NOINTERFACE;
-            }
-            *object = this;
-            AddRef();
-            return S_OK;
-        }
-        ULONG WINAPI AddRef() override { return ++references_; }
-        ULONG WINAPI Release() override
-        {
-            const ULONG left = --references_;
-            if (left == 0) {
-                delete this;
-            }
-            return left;
-        }
         HRESULT WINAPI GetTypeInfoCount(UINT* count) override
         {
             *count = 0;
@@ -236,7 +210,6 @@ public:
 
         const std::wstring name_;
         const std::vector<std::wstring> members_;
-        ULONG references_ = 1;
     };
 
     class Field final : public Object {
@@ -321,8 +294,6 @@ public:
         }
     };
 };
-
-#pragma GCC diagnostic pop
 
 FakeAdo::FakeAdo()
     : classId_([this](LPCOLESTR name, CLSID* classId) -> HRESULT {

@@ -298,7 +298,7 @@ public:
             Enter(engine_, L"agent", L"GetStatistics", Text(driveName) + L", " + std::to_wstring(pointCount));
         engine_.cutOffs.push_back(cutOff);
         if (SUCCEEDED(result) && !engine_.HandsOutNull(L"GetStatistics")) {
-            *statistics = new Statistics(engine_, engine_.statistics[Text(driveName)]);
+            *statistics = new Statistics(engine_, engine_.figures[Text(driveName)]);
         }
         return result;
     }

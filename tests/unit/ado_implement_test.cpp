@@ -283,7 +283,7 @@ protected:
     }
 
     // Whether the column's value cannot be had as what the getter wants; the error is the conversion's.
-    void ExpectNoConversion(const std::function<void()>& get, HRESULT code)
+    static void ExpectNoConversion(const std::function<void()>& get, HRESULT code)
     {
         try {
             get();

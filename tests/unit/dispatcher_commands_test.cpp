@@ -640,7 +640,7 @@ protected:
                                    L"ADO:x");
         ado.columns.assign(16, L"column");
         ado.rows = {AdoRow(16, 1.0)};
-        engine.statistics[L"c:"] = {{L"/ NumStatPoints", 0}};
+        engine.figures[L"c:"] = {{L"/ NumStatPoints", 0}};
     }
 
     // What the database was asked: the table and the drive of each statement.

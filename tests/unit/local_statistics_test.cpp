@@ -3,6 +3,7 @@
 #include "stats/statements.h"
 #include "support/fake_ado.h"
 #include "support/numbered_messages.h"
+#include "support/plain_dates.h"
 #include "support/product_test.h"
 
 #include <algorithm>
@@ -128,7 +129,7 @@ std::vector<ReportCase> ReportCases()
          {46331.78125, 1025.0, 1523.0, 17.5, 1099511627776.0, 7.45, 12.5, 3.0, 0.0, 0.04, 99.96},
          L"\nLocal Computer            :   THISPC\n",
          L"\nDrive                     :   C:\n"
-         L"Date                      :   5.11.2026 18:45\n"
+         L"Date                      :   5.11.2026 18:45:0\n"
          L"Free Space                :   1.01 KB\n"
          L"Total Files               :   1523\n"
          L"Fragmented Files          :   17.5\n"
@@ -141,7 +142,7 @@ std::vector<ReportCase> ReportCases()
          L"Drive Performance         :   100.0%\n"
          L"\n",
          L"(-184-)\nDrive                     :   C:\n"
-         L"(-1136-)Date                      :   5.11.2026 18:45\n"
+         L"(-1136-)Date                      :   5.11.2026 18:45:0\n"
          L"(-1782-)Free Space                :   (-288-)1.01 KB\n"
          L"(-3202-)Total Files               :   1523\n"
          L"(-1764-)Fragmented Files          :   17.5\n"
@@ -160,7 +161,7 @@ std::vector<ReportCase> ReportCases()
          {46331.78125, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0, 9.0, 10.0, 11.0, 12.0, 13.0, 14.0, 15.0},
          L"\nLocal Computer                  :   THISPC\n",
          L"\nDrive                           :   C:\n"
-         L"Date                            :   5.11.2026 18:45\n"
+         L"Date                            :   5.11.2026 18:45:0\n"
          L"Free Space                      :   1 B\n"
          L"Total Files                     :   2\n"
          L"Fragmented Files Before         :   3\n"
@@ -177,7 +178,7 @@ std::vector<ReportCase> ReportCases()
          L"Drive Performance After         :   15.0%\n"
          L"\n",
          L"(-183-)\nDrive                           :   C:\n"
-         L"(-1135-)Date                            :   5.11.2026 18:45\n"
+         L"(-1135-)Date                            :   5.11.2026 18:45:0\n"
          L"(-1781-)Free Space                      :   (-260-)1 B\n"
          L"(-3201-)Total Files                     :   2\n"
          L"(-1768-)Fragmented Files Before         :   3\n"
@@ -200,7 +201,7 @@ std::vector<ReportCase> ReportCases()
          {46331.78125, 1.0, 2.0, 3.0, 4.0, 5.0, 6.000001},
          L"\nLocal Computer                   :   THISPC\n",
          L"\nDrive                            :   C:\n"
-         L"Date                             :   5.11.2026 18:45\n"
+         L"Date                             :   5.11.2026 18:45:0\n"
          L"MFT Excess Fragments Before      :   1\n"
          L"MFT Excess Fragments After       :   2\n"
          L"Metadata Excess Fragments Before :   3\n"
@@ -209,7 +210,7 @@ std::vector<ReportCase> ReportCases()
          L"Directory Fragments After        :   6.000001\n"
          L"\n",
          L"(-182-)\nDrive                            :   C:\n"
-         L"(-1134-)Date                             :   5.11.2026 18:45\n"
+         L"(-1134-)Date                             :   5.11.2026 18:45:0\n"
          L"(-2144-)MFT Excess Fragments Before      :   1\n"
          L"(-2143-)MFT Excess Fragments After       :   2\n"
          L"(-2135-)Metadata Excess Fragments Before :   3\n"
@@ -264,26 +265,7 @@ protected:
     }
 
     FakeAdo ado;
-
-private:
-    static int Write(wchar_t* text, int size, const std::wstring& written)
-    {
-        if (size > static_cast<int>(written.size())) {
-            text[written.copy(text, written.size())] = L'\0';
-        }
-        return static_cast<int>(written.size()) + 1;
-    }
-
-    Replaced<"GetDateFormatW", decltype(::GetDateFormatW)> date_{
-        [](LCID, DWORD, const SYSTEMTIME* moment, LPCWSTR, LPWSTR text, int size) {
-            return Write(text, size,
-                         std::to_wstring(moment->wDay) + L"." + std::to_wstring(moment->wMonth) + L"." +
-                             std::to_wstring(moment->wYear));
-        }};
-    Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time_{
-        [](LCID, DWORD, const SYSTEMTIME* moment, LPCWSTR, LPWSTR text, int size) {
-            return Write(text, size, std::to_wstring(moment->wHour) + L":" + std::to_wstring(moment->wMinute));
-        }};
+    PlainDates dates;
 };
 
 TEST_P(LocalStatistics, ShowTheNewestRow)

@@ -2,6 +2,7 @@
 
 #include "support/installed_program.h"
 #include "support/numbered_messages.h"
+#include "support/plain_dates.h"
 #include "support/product_test.h"
 
 #include <string>
@@ -15,7 +16,7 @@ constexpr auto kFailure = static_cast<HRESULT>(0x80041234);
 
 const std::wstring kComputer = L"Remote Computer:   SRV1\n";
 const std::wstring kReport = L"Drive   :   C:\n"
-                             L"Date    :   5.11.2026 18:45\n"
+                             L"Date    :   5.11.2026 18:45:0\n"
                              L"\t\t\t\tBefore\tAfter\n"
                              L"File Fragmentation\t\t13%\t2%\n"
                              L"Free Space Fragmentation\t7%\t8%\n"
@@ -40,7 +41,7 @@ class RemoteStatistics : public EngineTest {
 protected:
     RemoteStatistics()
     {
-        engine.statistics[L"C:"] = {{L"/ NumStatPoints", 1},
+        engine.figures[L"C:"] = {{L"/ NumStatPoints", 1},
                                     {L"/Fragmented/1 Date", 46331.78125},
                                     {L"/Fragmented/1 Before", 12.5},
                                     {L"/Fragmented/1 After", 2.4},
@@ -48,21 +49,22 @@ protected:
                                     {L"/FreeSpaceFragmentation/1 After", 7.5},
                                     {L"/Performance/1 Before", 60.0},
                                     {L"/Performance/1 After", 99.6}};
-        engine.statistics[L"D:"] = {{L"/ NumStatPoints", 0}};
+        engine.figures[L"D:"] = {{L"/ NumStatPoints", 0}};
     }
 
     // The last lines of the report, with this value for both figures of each.
     std::wstring FiguresOf(double value)
     {
         for (const wchar_t* const path : {L"/Fragmented/1", L"/FreeSpaceFragmentation/1", L"/Performance/1"}) {
-            engine.statistics[L"C:"][path + std::wstring(L" Before")] = value;
-            engine.statistics[L"C:"][path + std::wstring(L" After")] = value;
+            engine.figures[L"C:"][path + std::wstring(L" Before")] = value;
+            engine.figures[L"C:"][path + std::wstring(L" After")] = value;
         }
         EXPECT_EQ(0U, ShowRemoteStats(L"SRV1", {L"C:"}));
         const std::wstring text = output.Take();
         return text.substr(text.find(L"After\n") + 6);
     }
 
+    PlainDates dates;
     HRESULT blanket = S_OK;
     Replaced<"CoSetProxyBlanket", decltype(::CoSetProxyBlanket)> setBlanket{
         [this](IUnknown* proxy, DWORD authentication, DWORD authorisation, OLECHAR* principal, DWORD level,
@@ -78,26 +80,6 @@ protected:
             EXPECT_FALSE(engine.Calls().empty());
             EXPECT_TRUE(engine.Calls().back().starts_with(L"agent.GetStatistics("));
             return blanket;
-        }};
-
-private:
-    static int Write(wchar_t* text, int size, const std::wstring& written)
-    {
-        if (size > static_cast<int>(written.size())) {
-            text[written.copy(text, written.size())] = L'\0';
-        }
-        return static_cast<int>(written.size()) + 1;
-    }
-
-    Replaced<"GetDateFormatW", decltype(::GetDateFormatW)> date_{
-        [](LCID, DWORD, const SYSTEMTIME* moment, LPCWSTR, LPWSTR text, int size) {
-            return Write(text, size,
-                         std::to_wstring(moment->wDay) + L"." + std::to_wstring(moment->wMonth) + L"." +
-                             std::to_wstring(moment->wYear));
-        }};
-    Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time_{
-        [](LCID, DWORD, const SYSTEMTIME* moment, LPCWSTR, LPWSTR text, int size) {
-            return Write(text, size, std::to_wstring(moment->wHour) + L":" + std::to_wstring(moment->wMinute));
         }};
 };
 
@@ -116,7 +98,7 @@ TEST_F(RemoteStatistics, AreCatalogueMessages)
     EXPECT_EQ(0U, ShowRemoteStats(L"SRV1", {L"C:", L"D:"}));
     EXPECT_EQ(L"(-2644-)Remote Computer:   SRV1\n"
               L"(-185-)Drive   :   C:\n"
-              L"(-1137-)Date    :   5.11.2026 18:45\n"
+              L"(-1137-)Date    :   5.11.2026 18:45:0\n"
               L"(-199-)\t\t\t\tBefore\tAfter\n"
               L"(-1703-)File Fragmentation\t\t13%\t2%\n"
               L"(-1811-)Free Space Fragmentation\t7%\t8%\n"
@@ -168,21 +150,21 @@ TEST_F(RemoteStatistics, SayThatThereAreNone)
     EXPECT_EQ(kComputer + L"No statistics data available for D: drive.\n", output.Take());
     EXPECT_EQ((EngineCalls{L"agent.GetStatistics(D:, 1)", L"statistics.GetInteger(/, NumStatPoints)"}),
               engine.TakeCalls());
-    engine.statistics[L"D:"][L"/ NumStatPoints"] = -1;
+    engine.figures[L"D:"][L"/ NumStatPoints"] = -1;
     EXPECT_EQ(0U, ShowRemoteStats(L"SRV1", {L"D:"}));
     EXPECT_EQ(kComputer + L"No statistics data available for D: drive.\n", output.Take());
 }
 
 TEST_F(RemoteStatistics, ShowTheFirstPointOfSeveral)
 {
-    engine.statistics[L"C:"][L"/ NumStatPoints"] = 5;
+    engine.figures[L"C:"][L"/ NumStatPoints"] = 5;
     EXPECT_EQ(0U, ShowRemoteStats(L"SRV1", {L"C:"}));
     EXPECT_EQ(kComputer + kReport, output.Take());
 }
 
 TEST_F(RemoteStatistics, OfSeveralDrivesComeInTheirOrder)
 {
-    engine.statistics[L"E:"] = engine.statistics[L"C:"];
+    engine.figures[L"E:"] = engine.figures[L"C:"];
     EXPECT_EQ(0U, ShowRemoteStats(L"SRV1", {L"E:", L"D:", L"C:"}));
     std::wstring first = kReport;
     first.replace(first.find(L"C:"), 2, L"E:");
@@ -249,7 +231,7 @@ TEST_F(RemoteStatistics, TellThatAValueCouldNotBeReadAndEnd)
 
 TEST_F(RemoteStatistics, TellThatAValueIsNotHeld)
 {
-    engine.statistics[L"C:"].erase(L"/Performance/1 After");
+    engine.figures[L"C:"].erase(L"/Performance/1 After");
     EXPECT_EQ(0x80070002U, ShowRemoteStats(L"SRV1", {L"C:"}));
     EXPECT_EQ(kComputer + kFailed, output.Take());
 }
