@@ -42,13 +42,13 @@ protected:
     RemoteStatistics()
     {
         engine.figures[L"C:"] = {{L"/ NumStatPoints", 1},
-                                    {L"/Fragmented/1 Date", 46331.78125},
-                                    {L"/Fragmented/1 Before", 12.5},
-                                    {L"/Fragmented/1 After", 2.4},
-                                    {L"/FreeSpaceFragmentation/1 Before", 7.45},
-                                    {L"/FreeSpaceFragmentation/1 After", 7.5},
-                                    {L"/Performance/1 Before", 60.0},
-                                    {L"/Performance/1 After", 99.6}};
+                                 {L"/Fragmented/1 Date", 46331.78125},
+                                 {L"/Fragmented/1 Before", 12.5},
+                                 {L"/Fragmented/1 After", 2.4},
+                                 {L"/FreeSpaceFragmentation/1 Before", 7.45},
+                                 {L"/FreeSpaceFragmentation/1 After", 7.5},
+                                 {L"/Performance/1 Before", 60.0},
+                                 {L"/Performance/1 After", 99.6}};
         engine.figures[L"D:"] = {{L"/ NumStatPoints", 0}};
     }
 
@@ -116,10 +116,12 @@ TEST_F(RemoteStatistics, AreRoundedToWholePercents)
         {0.0, L"0"},     {0.49, L"0"}, {0.5, L"1"},  {7.45, L"7"}, {7.5, L"8"},   {99.49, L"99"},        {99.5, L"100"},
         {100.0, L"100"}, {-0.2, L"0"}, {-0.7, L"0"}, {-1.4, L"0"}, {-1.5, L"-1"}, {1e10, L"10000000000"}};
     for (const auto& [value, text] : values) {
-        const std::wstring both = text + std::wstring(L"%\t") + text + L"%\n";
-        EXPECT_EQ(L"File Fragmentation\t\t" + both + L"Free Space Fragmentation\t" + both + L"Performance\t\t\t" + both,
-                  FiguresOf(value))
-            << value;
+        std::wstring figures;
+        for (const wchar_t* const label :
+             {L"File Fragmentation\t\t", L"Free Space Fragmentation\t", L"Performance\t\t\t"}) {
+            figures.append(label).append(text).append(L"%\t").append(text).append(L"%\n");
+        }
+        EXPECT_EQ(figures, FiguresOf(value)) << value;
     }
 }
 

@@ -1011,7 +1011,7 @@ INSTANTIATE_TEST_SUITE_P(
 class TraceMutex : public TraceLog {
 protected:
     // The texts of the records about the mutex.
-    Lines Messages() const
+    [[nodiscard]] Lines Messages() const
     {
         Lines texts;
         for (const std::wstring& record : Records()) {
