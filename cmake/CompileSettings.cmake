@@ -17,8 +17,13 @@ else()
   target_compile_options(vlcmd_settings INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Werror
     -ffunction-sections -fdata-sections>)
-  target_link_options(vlcmd_settings INTERFACE -static -Wl,--gc-sections -Wl,--dynamicbase -Wl,--high-entropy-va
-    -Wl,--nxcompat)
+  target_link_options(vlcmd_settings INTERFACE -static -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    target_link_options(vlcmd_settings INTERFACE -Wl,--high-entropy-va)
+  else()
+    # The old floating-point unit calculates with more digits than a double holds, and rounds otherwise.
+    target_compile_options(vlcmd_settings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-msse2 -mfpmath=sse>)
+  endif()
   target_compile_definitions(vlcmd_checks INTERFACE _GLIBCXX_ASSERTIONS)
   target_compile_options(vlcmd_checks INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-fsanitize=undefined -fsanitize-undefined-trap-on-error>)

@@ -11,18 +11,26 @@ if(NOT MSVC)
     NO_CMAKE_FIND_ROOT_PATH)
 endif()
 
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+  set(widl_bits -m64)
+  set(midl_environment x64)
+else()
+  set(widl_bits -m32)
+  set(midl_environment win32)
+endif()
+
 function(vlcmd_compile_idl idl header typelib)
   if(MSVC)
     add_custom_command(OUTPUT "${header}" "${typelib}"
-      COMMAND midl /nologo /char signed /env x64 /h "${header}" /tlb "${typelib}"
+      COMMAND midl /nologo /char signed /env ${midl_environment} /h "${header}" /tlb "${typelib}"
               /iid "${header}.iid.c" /proxy "${header}.proxy.c" /dlldata "${header}.dlldata.c" "${idl}"
       DEPENDS "${idl}" VERBATIM)
   else()
     add_custom_command(OUTPUT "${header}"
-      COMMAND "${WIDL}" "-I${WIDL_IMPORTS}" -m64 -h -o "${header}" "${idl}"
+      COMMAND "${WIDL}" "-I${WIDL_IMPORTS}" ${widl_bits} -h -o "${header}" "${idl}"
       DEPENDS "${idl}" VERBATIM)
     add_custom_command(OUTPUT "${typelib}"
-      COMMAND "${WIDL}" "-I${WIDL_IMPORTS}" "-L${WIDL_LIBRARIES}" -m64 -t -o "${typelib}" "${idl}"
+      COMMAND "${WIDL}" "-I${WIDL_IMPORTS}" "-L${WIDL_LIBRARIES}" ${widl_bits} -t -o "${typelib}" "${idl}"
       DEPENDS "${idl}" VERBATIM)
   endif()
 endfunction()

@@ -161,7 +161,7 @@ HRESULT AgentObject::GetFileNameById(BSTR volume, hyper fileId, BSTR* fileName)
 
 HRESULT AgentObject::GetStatistics(BSTR driveName, DATE cutOff, LONG pointCount, IVLStatistics** statistics)
 {
-    const std::optional<DriveIndex> found = Computer().FindDrive(ViewOf(driveName));
+    const std::optional<DriveIndex> found = Computer().FindVolume(ViewOf(driveName));
     const Arguments arguments = Arguments()
                                     .Text(L"driveName", driveName)
                                     .Add(L"cutOff", DateText(cutOff))

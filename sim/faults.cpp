@@ -21,8 +21,7 @@ FaultOrder FaultTable::Take(Method method, std::optional<DriveIndex> drive)
         if (fault.method != method || (fault.drive && fault.drive != drive)) {
             continue;
         }
-        const std::uint64_t call = ++counted.calls;
-        if (call < fault.firstCall || (fault.lastCall && call > *fault.lastCall)) {
+        if (!fault.calls.Holds(++counted.calls)) {
             continue;
         }
         order.delay += fault.delay;

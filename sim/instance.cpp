@@ -1,6 +1,7 @@
 #include "instance.h"
 
-#include "registration.h"
+#include "registry_keys.h"
+#include "text.h"
 
 #include <string>
 
@@ -8,10 +9,21 @@ namespace sim {
 
 namespace {
 
-constexpr wchar_t kRunningName[] = L"Local\\Kestrane.Simulator.Running";
-constexpr wchar_t kProcessName[] = L"Local\\Kestrane.Simulator.Process";
-constexpr wchar_t kQuitName[] = L"Local\\Kestrane.Simulator.Quit";
-constexpr wchar_t kEndingName[] = L"Local\\Kestrane.Simulator.Ending";
+constexpr wchar_t kRunning[] = L"Running";
+constexpr wchar_t kProcess[] = L"Process";
+constexpr wchar_t kQuit[] = L"Quit";
+constexpr wchar_t kEnding[] = L"Ending";
+
+// The name under which the computer's server shares such a thing with other processes.
+std::wstring SharedName(const wchar_t* thing, const std::wstring& computer)
+{
+    std::wstring name = L"Local\\Kestrane.Simulator.";
+    name += thing;
+    if (!computer.empty()) {
+        name += L'.' + FoldCase(computer);
+    }
+    return name;
+}
 
 struct ViewTraits {
     using Type = DWORD*;
@@ -52,11 +64,11 @@ bool OwnMutex(HANDLE mutex, HANDLE endingEvent, std::chrono::milliseconds patien
 
 } // namespace
 
-std::optional<ServerInstance> ServerInstance::Claim(std::chrono::milliseconds patience)
+std::optional<ServerInstance> ServerInstance::Claim(const std::wstring& computer, std::chrono::milliseconds patience)
 {
     ServerInstance instance;
-    instance.running_.Reset(CreateMutexW(nullptr, FALSE, kRunningName));
-    instance.endingEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, kEndingName));
+    instance.running_.Reset(CreateMutexW(nullptr, FALSE, SharedName(kRunning, computer).c_str()));
+    instance.endingEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, SharedName(kEnding, computer).c_str()));
     if (!instance.running_ || !instance.endingEvent_) {
         return std::nullopt;
     }
@@ -64,8 +76,8 @@ std::optional<ServerInstance> ServerInstance::Claim(std::chrono::milliseconds pa
         SetLastError(ERROR_ALREADY_EXISTS);
         return std::nullopt;
     }
-    instance.process_.Reset(
-        CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD), kProcessName));
+    instance.process_.Reset(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
+                                               SharedName(kProcess, computer).c_str()));
     if (!instance.process_) {
         return std::nullopt;
     }
@@ -74,7 +86,7 @@ std::optional<ServerInstance> ServerInstance::Claim(std::chrono::milliseconds pa
         return std::nullopt;
     }
     *processId.Get() = GetCurrentProcessId();
-    instance.quitEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, kQuitName));
+    instance.quitEvent_.Reset(CreateEventW(nullptr, TRUE, FALSE, SharedName(kQuit, computer).c_str()));
     if (!instance.quitEvent_) {
         return std::nullopt;
     }
@@ -93,22 +105,22 @@ void ServerInstance::AnnounceEnd(bool ending) const
     }
 }
 
-bool IsServerRunning()
+bool IsServerRunning(const std::wstring& computer)
 {
-    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, kProcessName));
+    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, SharedName(kProcess, computer).c_str()));
     const ProcessIdView processId = section ? ViewProcessId(section.Get(), FILE_MAP_READ) : ProcessIdView();
     if (!processId) {
         return false;
     }
     const win::KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, *processId.Get()));
-    const win::KernelHandle endingEvent(OpenEventW(SYNCHRONIZE, FALSE, kEndingName));
+    const win::KernelHandle endingEvent(OpenEventW(SYNCHRONIZE, FALSE, SharedName(kEnding, computer).c_str()));
     const bool isEnding = endingEvent && WaitForSingleObject(endingEvent.Get(), 0) == WAIT_OBJECT_0;
     return process && !isEnding && WaitForSingleObject(process.Get(), 0) == WAIT_TIMEOUT;
 }
 
 DWORD StartServer(std::chrono::milliseconds patience)
 {
-    if (IsServerRunning()) {
+    if (IsServerRunning(L"")) {
         return ERROR_SUCCESS;
     }
     const std::wstring readyName = L"Local\\Kestrane.Simulator.Ready." + std::to_wstring(GetCurrentProcessId());
@@ -116,7 +128,7 @@ DWORD StartServer(std::chrono::milliseconds patience)
     if (!ready) {
         return GetLastError();
     }
-    const std::wstring program = OwnPath();
+    const std::wstring program = ModulePath(nullptr);
     std::wstring commandLine = L'"' + program + L"\" --ready " + readyName;
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
@@ -133,13 +145,13 @@ DWORD StartServer(std::chrono::milliseconds patience)
         return ERROR_SUCCESS;
     }
     // The server that has ended may have found one that somebody else has started meanwhile.
-    return signalled == WAIT_TIMEOUT ? WAIT_TIMEOUT : IsServerRunning() ? ERROR_SUCCESS : ERROR_PROCESS_ABORTED;
+    return signalled == WAIT_TIMEOUT ? WAIT_TIMEOUT : IsServerRunning(L"") ? ERROR_SUCCESS : ERROR_PROCESS_ABORTED;
 }
 
-DWORD QuitRunningServer(std::chrono::milliseconds patience)
+DWORD QuitRunningServer(const std::wstring& computer, std::chrono::milliseconds patience)
 {
-    win::KernelHandle quitEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, kQuitName));
-    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, kProcessName));
+    win::KernelHandle quitEvent(OpenEventW(EVENT_MODIFY_STATE, FALSE, SharedName(kQuit, computer).c_str()));
+    const win::KernelHandle section(OpenFileMappingW(FILE_MAP_READ, FALSE, SharedName(kProcess, computer).c_str()));
     if (!quitEvent || !section) {
         return GetLastError() == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : GetLastError();
     }

@@ -1,7 +1,7 @@
 #include "interface_anchor.h"
 
 #include "guid.h"
-#include "registration.h"
+#include "registry_keys.h"
 
 #include <vlengine.h>
 
@@ -72,7 +72,7 @@ InterfaceAnchor::~InterfaceAnchor()
 
 HRESULT InterfaceAnchor::Hold()
 {
-    HRESULT loaded = LoadTypeLibEx(OwnPath().c_str(), REGKIND_NONE, typeLibrary_.Put());
+    HRESULT loaded = LoadTypeLibEx(ModulePath(nullptr).c_str(), REGKIND_NONE, typeLibrary_.Put());
     if (FAILED(loaded)) {
         return loaded;
     }

@@ -13,6 +13,19 @@ std::uint32_t Code(DriveState state)
     return static_cast<std::uint32_t>(state);
 }
 
+// Makes a drive's times those that they take at the clock's speed.
+void SetSpeed(DriveSetup& drive, double speed)
+{
+    WorkTimes& times = drive.times;
+    for (std::chrono::milliseconds* const time :
+         {&times.analyze, &times.defragment, &times.offlinePass, &times.file, &times.done}) {
+        *time = AtSpeed(*time, speed);
+    }
+    if (drive.stateTime) {
+        drive.stateTime = AtSpeed(*drive.stateTime, speed);
+    }
+}
+
 } // namespace
 
 Machine::Machine(const Scenario& scenario, Time now, Recorder record)
@@ -22,6 +35,9 @@ Machine::Machine(const Scenario& scenario, Time now, Recorder record)
       record_(std::move(record)),
       activities_(scenario.drives.size())
 {
+    for (DriveSetup& setup : setups_) {
+        SetSpeed(setup, scenario.computer.clockSpeed);
+    }
     // Identities go before names of the same text, as they are what the engine's own list hands out.
     for (const auto text : {&DriveSetup::identity, &DriveSetup::name}) {
         for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {

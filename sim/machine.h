@@ -116,7 +116,8 @@ public:
     // The name of a file, where the drive has one with this identifier.
     [[nodiscard]] std::optional<std::wstring> FileName(DriveIndex drive, std::uint64_t identifier) const;
 
-    // The newest points, those of the scenario and those that online passes have left, before the cut-off date, at most so many; the newest first.
+    // The newest points, those of the scenario and those that online passes have left, before the cut-off date, at most
+    // so many; the newest first.
     [[nodiscard]] std::vector<StatisticsPoint> Statistics(DriveIndex drive, double cutOff, std::int32_t count) const;
 
 private:

@@ -1,10 +1,12 @@
 // The simulated engine: a COM local server that shows the computer of a scenario file. It defragments nothing.
 
 #include "call_log.h"
+#include "computer/server_classes.h"
 #include "engine.h"
 #include "instance.h"
 #include "options.h"
 #include "registration.h"
+#include "registry_keys.h"
 #include "scenario.h"
 #include "server.h"
 #include "text.h"
@@ -14,6 +16,7 @@
 #include <new>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace {
 
@@ -92,15 +95,15 @@ int ServeScenario(Options options)
     if (const unsigned long error = CompleteFromRegistry(options); error != ERROR_SUCCESS) {
         return Fail(kFailed, L"the settings cannot be read: " + ErrorText(error));
     }
-    const std::variant<Scenario, ScenarioError> loaded = LoadScenario(options.scenario);
+    const std::variant<Scenario, ScenarioError> loaded = LoadScenarioOf(options.scenario, options.computer);
     if (const ScenarioError* error = std::get_if<ScenarioError>(&loaded)) {
         return Fail(kBadScenario, DescribeError(options.scenario, *error));
     }
     // Wine starts a server for every client that finds none, and takes its early end for a failed start. So a server
     // that is not needed stays until its client has found the one that is running.
     constexpr std::chrono::seconds kUntilClientLooksAgain(3);
-    const std::optional<ServerInstance> instance =
-        ServerInstance::Claim(options.startedByCom ? kUntilClientLooksAgain : std::chrono::seconds::zero());
+    const std::optional<ServerInstance> instance = ServerInstance::Claim(
+        options.computer, options.startedByCom ? kUntilClientLooksAgain : std::chrono::seconds::zero());
     if (!instance) {
         const DWORD error = GetLastError();
         if (error != ERROR_ALREADY_EXISTS) {
@@ -119,6 +122,12 @@ int ServeScenario(Options options)
             return Fail(kFailed, options.readyEvent + L": the event cannot be opened: " + ErrorText(GetLastError()));
         }
     }
+    // This computer's classes are registered once and for all; another one's are where its engine is started.
+    if (!options.computer.empty()) {
+        if (const HRESULT result = RegisterClasses(options.computer, ModulePath(nullptr)); FAILED(result)) {
+            return ExitCodeOf(result, log, options.log);
+        }
+    }
     const auto& scenario = std::get<Scenario>(loaded);
     ServerLife life(instance->QuitEvent());
     const auto engine = std::make_shared<Engine>(scenario, log, life);
@@ -128,7 +137,7 @@ int ServeScenario(Options options)
     if (FAILED(apartment.Result())) {
         return ExitCodeOf(apartment.Result(), log, options.log);
     }
-    Server server(engine, *instance, scenario.idleTime);
+    Server server(engine, *instance, options.computer, scenario.idleTime);
     const HRESULT result = server.Run(readyEvent.Get());
     const bool inUse = !life.IsFree();
     if (inUse) {
@@ -162,8 +171,15 @@ int Start()
 int Quit()
 {
     constexpr std::chrono::seconds kPatience(15);
-    const DWORD error = QuitRunningServer(kPatience);
-    return error == ERROR_SUCCESS ? kDone : Fail(kFailed, L"the running server did not end: " + ErrorText(error));
+    std::vector<std::wstring> computers = RegisteredComputers();
+    computers.emplace_back();
+    int exitCode = kDone;
+    for (const std::wstring& computer : computers) {
+        if (const DWORD error = QuitRunningServer(computer, kPatience); error != ERROR_SUCCESS) {
+            exitCode = Fail(kFailed, L"the running server did not end: " + ErrorText(error));
+        }
+    }
+    return exitCode;
 }
 
 } // namespace

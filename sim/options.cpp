@@ -1,7 +1,7 @@
 #include "options.h"
 
-#include "registration.h"
 #include "registry_keys.h"
+#include "settings.h"
 #include "text.h"
 
 #include <algorithm>
@@ -11,18 +11,26 @@ namespace sim {
 
 namespace {
 
-constexpr wchar_t kSimulatorKey[] = L"Software\\Kestrane\\Simulator";
+// The path with the text and a point in front of what ends the file's name: calls.log becomes calls.SRV1.log.
+std::wstring BesideName(std::wstring path, std::wstring_view text)
+{
+    const std::size_t file = path.find_last_of(L"\\/") + 1;
+    const std::size_t point = path.rfind(L'.');
+    const bool hasPoint = point != std::wstring::npos && point >= file;
+    return path.insert(hasPoint ? point : path.size(), L"." + std::wstring(text));
+}
 
 } // namespace
 
 const wchar_t* const kUsage = L"VLEngine: a simulated engine for trying out and testing. It defragments nothing.\n"
                               L"\n"
-                              L"  VLEngine [--scenario FILE] [--log FILE] [--ready EVENT]\n"
-                              L"                            serve; set the named event when clients may come\n"
+                              L"  VLEngine [--scenario FILE] [--computer NAME] [--log FILE] [--ready EVENT]\n"
+                              L"                            serve; set the named event when clients may come;\n"
+                              L"                            as the engine of a computer that the scenario names\n"
                               L"  VLEngine /regserver       register this program as the computer's engine\n"
                               L"  VLEngine /unregserver     take the registration back\n"
                               L"  VLEngine /start           start a server in the background unless one runs\n"
-                              L"  VLEngine /quit            end the running server and wait until it is gone\n"
+                              L"  VLEngine /quit            end every running server and wait until it is gone\n"
                               L"  VLEngine -Embedding       serve; how COM starts the program\n"
                               L"\n"
                               L"Without --scenario, the values Scenario and CallLog of\n"
@@ -45,8 +53,10 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
         std::wstring_view word;
         std::wstring Options::*place;
     };
-    constexpr ValueWord kValues[] = {
-        {L"--scenario", &Options::scenario}, {L"--log", &Options::log}, {L"--ready", &Options::readyEvent}};
+    constexpr ValueWord kValues[] = {{L"--scenario", &Options::scenario},
+                                     {L"--computer", &Options::computer},
+                                     {L"--log", &Options::log},
+                                     {L"--ready", &Options::readyEvent}};
 
     for (auto word = words.begin(); word != words.end(); ++word) {
         const bool isSwitch = word->starts_with(L'/') || word->starts_with(L'-');
@@ -77,13 +87,12 @@ unsigned long CompleteFromRegistry(Options& options)
     if (!options.scenario.empty()) {
         return ERROR_SUCCESS;
     }
-    LSTATUS status = ReadRegistryText(kSimulatorKey, L"Scenario", options.scenario);
+    LSTATUS status = FindScenario(nullptr, options.scenario);
     if (status == ERROR_SUCCESS && options.log.empty()) {
         status = ReadRegistryText(kSimulatorKey, L"CallLog", options.log);
-    }
-    if (options.scenario.empty()) {
-        const std::wstring path = OwnPath();
-        options.scenario = path.substr(0, path.rfind(L'\\') + 1) + L"default.scenario";
+        if (!options.log.empty() && !options.computer.empty()) {
+            options.log = BesideName(options.log, options.computer);
+        }
     }
     return static_cast<unsigned long>(status);
 }

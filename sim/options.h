@@ -14,6 +14,7 @@ struct Options {
     Task task = Task::Serve;
     bool startedByCom = false;
     std::wstring scenario;
+    std::wstring computer; // another one of the scenario's network, whose engine this is to be
     std::wstring log;
     std::wstring readyEvent;
 };

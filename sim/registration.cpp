@@ -1,30 +1,22 @@
 #include "registration.h"
 
+#include "computer/server_classes.h"
 #include "registry_keys.h"
 #include "results.h"
 
 #include "win/com_ptr.h"
 
-#include <vlengine.h>
-
-#include <array>
+#include <string>
+#include <vector>
 
 namespace sim {
 
 namespace {
 
-struct ServerClass {
-    const GUID& identifier;
-    const wchar_t* name;
-};
-
-const std::array<ServerClass, 2> kClasses = {
-    {{__uuidof(VLAgent), L"Simulated engine: drive manager"}, {__uuidof(VLService), L"Simulated engine: service"}}};
-
 HRESULT LoadOwnTypeLibrary(REGKIND kind, win::ComPtr<ITypeLib>& library)
 {
     // The type library is a resource of this program, which makes the program's path the library's.
-    return LoadTypeLibEx(OwnPath().c_str(), kind, library.Put());
+    return LoadTypeLibEx(ModulePath(nullptr).c_str(), kind, library.Put());
 }
 
 HRESULT UnregisterTypeLibrary()
@@ -48,33 +40,22 @@ HRESULT UnregisterTypeLibrary()
 
 } // namespace
 
-std::wstring OwnPath()
-{
-    return ModulePath(nullptr);
-}
-
 HRESULT RegisterServer()
 {
     win::ComPtr<ITypeLib> library;
-    HRESULT result = LoadOwnTypeLibrary(REGKIND_REGISTER, library);
-    for (const ServerClass& serverClass : kClasses) {
-        const std::wstring key = ClassKeyPath(serverClass.identifier);
-        if (SUCCEEDED(result)) {
-            result = SetRegistryText(key, nullptr, serverClass.name);
-        }
-        if (SUCCEEDED(result)) {
-            result = SetRegistryText(key + L"\\LocalServer32", nullptr, L'"' + OwnPath() + L'"');
-        }
-    }
-    return result;
+    const HRESULT result = LoadOwnTypeLibrary(REGKIND_REGISTER, library);
+    return SUCCEEDED(result) ? RegisterClasses(L"", ModulePath(nullptr)) : result;
 }
 
 HRESULT UnregisterServer()
 {
     HRESULT result = UnregisterTypeLibrary();
-    for (const ServerClass& serverClass : kClasses) {
-        const HRESULT removed = RemoveRegistryKey(ClassKeyPath(serverClass.identifier));
-        result = FAILED(result) ? result : removed;
+    std::vector<std::wstring> computers = RegisteredComputers();
+    computers.emplace_back();
+    for (const std::wstring& computer : computers) {
+        if (const HRESULT removed = UnregisterClasses(computer); SUCCEEDED(result)) {
+            result = removed;
+        }
     }
     return result;
 }

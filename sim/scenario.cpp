@@ -1,12 +1,13 @@
 #include "scenario.h"
 
+#include "computer/computer_sections.h"
+#include "scenario_keys.h"
 #include "text.h"
 
 #include "win/owner.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <set>
 #include <span>
 #include <unordered_map>
@@ -70,42 +71,8 @@ struct Sections {
     std::vector<DriveSection> drives;
     std::vector<ScheduleSection> schedules;
     std::vector<FaultSection> faults;
+    ComputerSections computer;
 };
-
-// What a setter answers: nothing when the value is right, otherwise what is wrong with it.
-using Complaint = std::optional<std::wstring>;
-
-Complaint SetText(std::wstring& place, std::wstring_view value)
-{
-    place = value;
-    return std::nullopt;
-}
-
-Complaint SetNumber(std::uint32_t& place, std::wstring_view value)
-{
-    const std::optional<std::uint64_t> number = ParseNumber(value);
-    if (!number || *number > UINT32_MAX) {
-        return L"\"" + std::wstring(value) + L"\" is not a number from 0 to 4294967295";
-    }
-    place = static_cast<std::uint32_t>(*number);
-    return std::nullopt;
-}
-
-Complaint SetNumber(std::optional<std::uint32_t>& place, std::wstring_view value)
-{
-    return SetNumber(place.emplace(), value);
-}
-
-Complaint SetSeconds(std::optional<milliseconds>& place, std::wstring_view value)
-{
-    constexpr double kMostSeconds = 1e9;
-    const std::optional<double> seconds = ParseDecimal(value);
-    if (!seconds || *seconds < 0 || *seconds > kMostSeconds) {
-        return L"\"" + std::wstring(value) + L"\" is not a number of seconds";
-    }
-    place = milliseconds(std::llround(*seconds * 1000));
-    return std::nullopt;
-}
 
 Complaint SetOffline(bool& refuses, std::wstring_view value)
 {
@@ -211,34 +178,6 @@ Complaint SetMethod(FaultSection& section, std::wstring_view value)
     return std::nullopt;
 }
 
-Complaint SetCalls(Fault& fault, std::wstring_view value)
-{
-    if (SameIgnoringCase(value, L"always")) {
-        return std::nullopt;
-    }
-    const bool andLater = value.ends_with(L'+');
-    const std::optional<std::uint64_t> call = ParseNumber(value.substr(0, value.size() - (andLater ? 1 : 0)));
-    if (!call || *call == 0) {
-        return L"\"" + std::wstring(value) + L"\" is none of always, a number of a call such as 3, and 3+";
-    }
-    fault.firstCall = *call;
-    if (!andLater) {
-        fault.lastCall = *call;
-    }
-    return std::nullopt;
-}
-
-Complaint SetFailure(Fault& fault, std::wstring_view value)
-{
-    constexpr std::uint32_t kSeverityBit = 0x80000000;
-    const std::optional<std::uint64_t> number = ParseNumber(value);
-    if (!number || *number > UINT32_MAX || (*number & kSeverityBit) == 0) {
-        return L"\"" + std::wstring(value) + L"\" is not a failing HRESULT such as 0x80070005";
-    }
-    fault.failure = static_cast<std::uint32_t>(*number);
-    return std::nullopt;
-}
-
 Complaint SetSubstitute(FaultSection& section, Substitute substitute, std::size_t line)
 {
     if (section.answerLine != 0) {
@@ -267,14 +206,6 @@ Complaint SetDelay(Fault& fault, std::wstring_view value)
     fault.delay = milliseconds(delay);
     return complaint;
 }
-
-// One key of a section: what it is called and what its value sets. Sections of the same kind share a table.
-template <typename Section>
-struct Key {
-    std::wstring_view name;
-    Complaint (*set)(Section& section, std::wstring_view value, std::size_t line);
-    bool repeatable = false;
-};
 
 using Text = std::wstring_view;
 
@@ -335,13 +266,13 @@ constexpr Key<ScheduleSection> kScheduleKeys[] = {
 
 constexpr Key<FaultSection> kFaultKeys[] = {
     {L"method", [](FaultSection& s, Text value, std::size_t) { return SetMethod(s, value); }},
-    {L"call", [](FaultSection& s, Text value, std::size_t) { return SetCalls(s.fault, value); }},
+    {L"call", [](FaultSection& s, Text value, std::size_t) { return SetCalls(s.fault.calls, value); }},
     {L"drive",
      [](FaultSection& s, Text value, std::size_t line) {
          s.drive = Mention{line, std::wstring(value)};
          return Complaint();
      }},
-    {L"fail", [](FaultSection& s, Text value, std::size_t) { return SetFailure(s.fault, value); }},
+    {L"fail", [](FaultSection& s, Text value, std::size_t) { return SetFailure(s.fault.failure, value); }},
     {L"answer", [](FaultSection& s, Text value, std::size_t line) { return SetAnswer(s, value, line); }},
     {L"text",
      [](FaultSection& s, Text value, std::size_t line) { return SetSubstitute(s, std::wstring(value), line); }},
@@ -371,7 +302,7 @@ public:
     [[nodiscard]] Sections& Result() { return sections_; }
 
 private:
-    enum class Kind { None, Engine, Drive, Drives, Schedule, Fault };
+    enum class Kind { None, Engine, Drive, Drives, Schedule, Fault, Computer };
 
     bool Accept(Complaint complaint)
     {
@@ -403,6 +334,10 @@ private:
                                           {L"fault", Kind::Fault, false}};
         const auto* const found =
             std::ranges::find_if(kKinds, [&](const SectionKind& kind) { return SameIgnoringCase(kind.word, word); });
+        if (found == std::end(kKinds) && ComputerSections::Knows(word)) {
+            kind_ = Kind::Computer;
+            return sections_.computer.Begin(word, name, line_);
+        }
         if (found == std::end(kKinds)) {
             return L"unknown section [" + std::wstring(inside) + L"]";
         }
@@ -433,6 +368,7 @@ private:
             sections_.faults.emplace_back().line = line_;
             break;
         case Kind::Engine:
+        case Kind::Computer:
         case Kind::None:
             break;
         }
@@ -453,35 +389,19 @@ private:
         case Kind::None:
             return L"a key before the first section";
         case Kind::Engine:
-            return Set(sections_, key, value, {kEngineKeys});
+            return SetKey(sections_, key, value, line_, seen_, {kEngineKeys});
         case Kind::Drive:
-            return Set(sections_.drives.back(), key, value, {kDriveKeys});
+            return SetKey(sections_.drives.back(), key, value, line_, seen_, {kDriveKeys});
         case Kind::Drives:
-            return Set(sections_.drives.back(), key, value, {kDriveKeys, kNumberedDriveKeys});
+            return SetKey(sections_.drives.back(), key, value, line_, seen_, {kDriveKeys, kNumberedDriveKeys});
         case Kind::Schedule:
-            return Set(sections_.schedules.back(), key, value, {kScheduleKeys});
+            return SetKey(sections_.schedules.back(), key, value, line_, seen_, {kScheduleKeys});
+        case Kind::Computer:
+            return sections_.computer.ReadKey(key, value, line_);
         case Kind::Fault:
-            return Set(sections_.faults.back(), key, value, {kFaultKeys});
+            return SetKey(sections_.faults.back(), key, value, line_, seen_, {kFaultKeys});
         }
         return std::nullopt;
-    }
-
-    template <typename Section>
-    Complaint Set(Section& section, Text name, Text value,
-                  std::initializer_list<std::span<const Key<std::type_identity_t<Section>>>> tables)
-    {
-        for (const std::span<const Key<Section>> table : tables) {
-            for (const Key<Section>& key : table) {
-                if (!SameIgnoringCase(key.name, name)) {
-                    continue;
-                }
-                if (!seen_.insert(key.name).second && !key.repeatable) {
-                    return L"the key " + std::wstring(key.name) + L" is given twice";
-                }
-                return key.set(section, value, line_);
-            }
-        }
-        return L"unknown key " + std::wstring(name);
     }
 
     Sections sections_;
@@ -515,6 +435,11 @@ public:
                 return error_;
             }
         }
+        std::variant<ComputerSetup, ScenarioError> computer = sections_.computer.Finish();
+        if (ScenarioError* const error = std::get_if<ScenarioError>(&computer)) {
+            return std::move(*error);
+        }
+        scenario_.computer = std::get<ComputerSetup>(std::move(computer));
         return std::move(scenario_);
     }
 
@@ -727,7 +652,35 @@ std::variant<Scenario, ScenarioError> LoadScenario(const std::wstring& path)
     if (ScenarioError* const error = std::get_if<ScenarioError>(&content)) {
         return std::move(*error);
     }
-    return ParseScenario(std::get<std::string>(content));
+    std::variant<Scenario, ScenarioError> parsed = ParseScenario(std::get<std::string>(content));
+    if (Scenario* const scenario = std::get_if<Scenario>(&parsed)) {
+        scenario->computer.ResolvePaths(path.substr(0, path.rfind(L'\\') + 1));
+    }
+    return parsed;
+}
+
+std::variant<Scenario, ScenarioError> LoadScenarioOf(const std::wstring& path, const std::wstring& computer)
+{
+    std::variant<Scenario, ScenarioError> network = LoadScenario(path);
+    const Scenario* const scenario = std::get_if<Scenario>(&network);
+    if (scenario == nullptr || computer.empty()) {
+        return network;
+    }
+    const OtherComputer* const other = scenario->computer.FindComputer(computer);
+    if (other == nullptr || other->failure) {
+        return ScenarioError{0, L"there is no engine on a computer " + computer};
+    }
+    std::variant<Scenario, ScenarioError> loaded = LoadScenario(other->scenario);
+    if (ScenarioError* const error = std::get_if<ScenarioError>(&loaded)) {
+        return ScenarioError{other->line, DescribeError(other->scenario, *error)};
+    }
+    auto& found = std::get<Scenario>(loaded);
+    found.computer.clockSpeed = scenario->computer.clockSpeed;
+    // The product's database is this computer's.
+    if (!found.statisticsDatabase) {
+        found.statisticsDatabase.emplace();
+    }
+    return loaded;
 }
 
 std::wstring DescribeError(std::wstring_view path, const ScenarioError& error)

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "computer/computer_setup.h"
 #include "methods.h"
+#include "scenario_keys.h"
 
 #include <chrono>
 #include <cstddef>
@@ -72,14 +74,13 @@ using Substitute = std::variant<std::monostate, NullAnswer, std::wstring, std::u
 struct Fault {
     Method method = Method::GetDriveList;
     std::optional<std::size_t> drive; // its place in Scenario::drives; every drive if absent
-    std::uint64_t firstCall = 1;
-    std::optional<std::uint64_t> lastCall; // for good if absent
-    std::optional<std::uint32_t> failure;  // the HRESULT to fail with
+    CallRange calls;
+    std::optional<std::uint32_t> failure; // the HRESULT to fail with
     Substitute substitute;
     std::chrono::milliseconds delay{0};
 };
 
-// The computer that the simulated engine shows.
+// The computer that the simulated engine shows, and what is around it.
 struct Scenario {
     std::chrono::milliseconds idleTime{60000};
     std::optional<std::wstring> driveList; // handed out as it stands instead of the drives' own list
@@ -89,19 +90,19 @@ struct Scenario {
     std::vector<DriveSetup> drives;
     std::vector<ScheduleSetup> schedules;
     std::vector<Fault> faults;
-};
-
-// What is wrong with a scenario, and in which line (the first is 1; 0 where no line is to blame).
-struct ScenarioError {
-    std::size_t line = 0;
-    std::wstring text;
+    ComputerSetup computer; // around the engine; the tool meets it
 };
 
 // Reads a scenario from the UTF-8 text of its file.
 [[nodiscard]] std::variant<Scenario, ScenarioError> ParseScenario(std::string_view bytes);
 
-// Reads a scenario from its file.
+// Reads a scenario from its file; files that it names count from the file's folder.
 [[nodiscard]] std::variant<Scenario, ScenarioError> LoadScenario(const std::wstring& path);
+
+// Reads the scenario of an engine: that of the file, or, for the engine of another computer, that of the file which
+// this one names for that computer. There, too, time goes as fast as here.
+[[nodiscard]] std::variant<Scenario, ScenarioError> LoadScenarioOf(const std::wstring& path,
+                                                                   const std::wstring& computer);
 
 // "PATH(LINE): TEXT", the one line that tells a user what is wrong.
 [[nodiscard]] std::wstring DescribeError(std::wstring_view path, const ScenarioError& error);

@@ -1,7 +1,5 @@
 #include "server.h"
 
-#include <vlengine.h>
-
 #include <algorithm>
 
 namespace sim {
@@ -22,8 +20,13 @@ constexpr milliseconds kLinger{200};
 
 } // namespace
 
-Server::Server(std::shared_ptr<Engine> engine, const ServerInstance& instance, milliseconds idleTime)
-    : engine_(std::move(engine)), instance_(instance), idleTime_(idleTime), lastWork_(ServerLife::Clock::now())
+Server::Server(std::shared_ptr<Engine> engine, const ServerInstance& instance, const std::wstring& computer,
+               milliseconds idleTime)
+    : engine_(std::move(engine)),
+      instance_(instance),
+      identifiers_(ServerClassesOf(computer)),
+      idleTime_(idleTime),
+      lastWork_(ServerLife::Clock::now())
 {
     classes_ = {MakeAgentClass(engine_), MakeServiceClass(engine_)};
     for (const win::ComPtr<ClassObject>& object : classes_) {
@@ -96,10 +99,9 @@ HRESULT Server::RunUntilIdle()
 
 HRESULT Server::Register()
 {
-    const std::array<GUID, 2> identifiers = {__uuidof(VLAgent), __uuidof(VLService)};
     for (std::size_t index = 0; index < classes_.size(); ++index) {
         // Suspended, so that no client gets in before both classes are there.
-        const HRESULT result = CoRegisterClassObject(identifiers[index], classes_[index].Get(), CLSCTX_LOCAL_SERVER,
+        const HRESULT result = CoRegisterClassObject(identifiers_[index], classes_[index].Get(), CLSCTX_LOCAL_SERVER,
                                                      REGCLS_MULTIPLEUSE | REGCLS_SUSPENDED, &registrations_[index]);
         if (FAILED(result)) {
             Revoke();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "class_object.h"
+#include "computer/server_classes.h"
 #include "engine.h"
 #include "instance.h"
 #include "interface_anchor.h"
@@ -8,6 +9,7 @@
 #include <array>
 #include <chrono>
 #include <memory>
+#include <string>
 
 namespace sim {
 
@@ -15,8 +17,9 @@ namespace sim {
 // while and no drive is at work.
 class Server {
 public:
-    // A server for this engine; the instance outlasts it.
-    Server(std::shared_ptr<Engine> engine, const ServerInstance& instance, std::chrono::milliseconds idleTime);
+    // A server for this engine of the computer, whose name is empty for this one; the instance outlasts it.
+    Server(std::shared_ptr<Engine> engine, const ServerInstance& instance, const std::wstring& computer,
+           std::chrono::milliseconds idleTime);
 
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -36,6 +39,7 @@ private:
 
     std::shared_ptr<Engine> engine_;
     const ServerInstance& instance_;
+    ServerClasses identifiers_;
     std::chrono::milliseconds idleTime_;
     ServerLife::Clock::time_point lastWork_;
     InterfaceAnchor anchor_;

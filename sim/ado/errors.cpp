@@ -30,10 +30,9 @@ struct StateCode {
 };
 
 constexpr StateCode kStateCodes[] = {
-    {"42S02", kNoTable},     {"S0002", kNoTable},           {"42P01", kNoTable},
-    {"42", kErrorsInCommand}, {"37000", kErrorsInCommand},   {"23", kIntegrityViolation},
-    {"22001", kOverflow},    {"22003", kOverflow},          {"22018", kCannotConvert},
-    {"28", kAuthenticationFailed}, {"HYT", kTimedOut},
+    {"42S02", kNoTable},         {"S0002", kNoTable},           {"42P01", kNoTable},  {"42", kErrorsInCommand},
+    {"37000", kErrorsInCommand}, {"23", kIntegrityViolation},   {"22001", kOverflow}, {"22003", kOverflow},
+    {"22018", kCannotConvert},   {"28", kAuthenticationFailed}, {"HYT", kTimedOut},
 };
 
 } // namespace

@@ -11,8 +11,7 @@ std::optional<std::size_t> FindColumn(const std::vector<odbc::Column>& columns, 
         const std::optional<std::wstring> name = call.Text(0);
         const auto found = std::ranges::find_if(
             columns, [&](const odbc::Column& column) { return SameIgnoringCase(column.name, *name); });
-        return found == columns.end() ? std::nullopt
-                                      : std::optional(static_cast<std::size_t>(found - columns.begin()));
+        return found == columns.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - columns.begin()));
     }
     const std::optional<LONG> number = call.Number(0, 0);
     const bool exists = number && *number >= 0 && static_cast<std::size_t>(*number) < columns.size();

@@ -48,8 +48,8 @@ STDAPI DllGetClassObject(REFCLSID classId, REFIID iid, void** object)
     }
     *object = nullptr;
     const GUID wanted = sim::CopyGuid(&classId);
-    const auto* const found =
-        std::ranges::find_if(kServedClasses, [&](const ServedClass& served) { return IsEqualGUID(served.identifier, wanted) != FALSE; });
+    const auto* const found = std::ranges::find_if(
+        kServedClasses, [&](const ServedClass& served) { return IsEqualGUID(served.identifier, wanted) != FALSE; });
     if (found == kServedClasses.end()) {
         return CLASS_E_CLASSNOTAVAILABLE;
     }

@@ -1,21 +1,34 @@
-// vlrun PROGRAM [WORDS...]
+// vlrun [OPTIONS] PROGRAM [WORDS...]
 //
-// Starts a Windows program and tells on standard error the full 32-bit exit code that it ended with, of which a shell
-// that is not Windows' own sees the low 8 bits only.
+// Starts a Windows program on the simulated computer: the program is the file that it is, and sees the computer of the
+// scenario where it asks Windows. Tells on standard error the full 32-bit exit code that the program ended with, of
+// which a shell that is not Windows' own sees the low 8 bits only.
+
+#include "loading.h"
+
+#include "computer/server_classes.h"
+#include "registry_keys.h"
+#include "scenario.h"
+#include "settings.h"
 
 #include "win/owner.h"
-#include "win/windows_api.h"
 
 #include <cstdio>
 #include <cwchar>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace {
 
 constexpr int kUsageError = 2;
 constexpr int kCannotStart = 127;
 constexpr DWORD kShellStatusMask = 0xFF;
+
+constexpr wchar_t kUsage[] = L"usage: vlrun [--plain] [--exit-code] PROGRAM [WORDS...]\n"
+                             L"  --plain      on the computer as it is, not as the scenario has it\n"
+                             L"  --exit-code  end with the program's own exit code and say nothing of it\n";
 
 struct SplitCommandLine {
     std::wstring_view firstWord;
@@ -41,6 +54,41 @@ SplitCommandLine SplitOffFirstWord(std::wstring_view line)
     return {firstWord, restStart == std::wstring_view::npos ? std::wstring_view() : line.substr(restStart)};
 }
 
+// What the command line asks for.
+struct Order {
+    bool plain = false;
+    bool ownExitCode = false;
+    std::wstring program;
+    std::wstring commandLine; // the program and its words
+};
+
+// Reads the command line behind the launcher's own name; nothing where it is wrong.
+std::optional<Order> ReadOrder(std::wstring_view line)
+{
+    struct Option {
+        std::wstring_view word;
+        bool Order::*place;
+    };
+    constexpr Option kOptions[] = {{L"--plain", &Order::plain}, {L"--exit-code", &Order::ownExitCode}};
+
+    Order order;
+    for (;;) {
+        const auto [word, rest] = SplitOffFirstWord(line);
+        const Option* found = nullptr;
+        for (const Option& option : kOptions) {
+            found = option.word == word ? &option : found;
+        }
+        if (found == nullptr) {
+            order.program = word;
+            // Handed on as it is, never quoted anew, so that every word arrives as it was given.
+            order.commandLine = line;
+            return word.empty() || word.starts_with(L"--") ? std::nullopt : std::optional(std::move(order));
+        }
+        order.*found->place = true;
+        line = rest;
+    }
+}
+
 // The name that a user knows the program by: without its folder and its ".exe".
 std::wstring DisplayName(std::wstring_view program)
 {
@@ -56,24 +104,69 @@ BOOL WINAPI LeaveToProgram(DWORD event)
     return event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT ? TRUE : FALSE;
 }
 
-// Runs the program with the given command line, the launcher's console and standard handles, until its end.
-// Returns a Windows error code where it cannot be started or waited for.
-DWORD RunToEnd(const std::wstring& program, std::wstring commandLine, DWORD& exitCode)
+// Reads the scenario that the program is going to see and makes COM find the engines of its other computers. False
+// where that cannot be, and the user has been told why.
+bool PrepareScenario()
+{
+    std::wstring path;
+    if (const LSTATUS status = sim::FindScenario(nullptr, path); status != ERROR_SUCCESS) {
+        std::fwprintf(stderr, L"vlrun: the settings cannot be read: Windows error %ld\n", status);
+        return false;
+    }
+    const std::variant<sim::Scenario, sim::ScenarioError> loaded = sim::LoadScenario(path);
+    if (const auto* const error = std::get_if<sim::ScenarioError>(&loaded)) {
+        std::fwprintf(stderr, L"vlrun: %ls\n", sim::DescribeError(path, *error).c_str());
+        return false;
+    }
+    std::wstring folder = sim::ModulePath(nullptr);
+    folder.resize(folder.rfind(L'\\') + 1);
+    for (const sim::OtherComputer& computer : std::get<sim::Scenario>(loaded).computer.computers) {
+        if (computer.failure) {
+            continue;
+        }
+        if (const HRESULT result = sim::RegisterClasses(computer.name, folder + L"VLEngine.exe"); FAILED(result)) {
+            std::fwprintf(stderr, L"vlrun: the engine of %ls cannot be registered: 0x%08lX\n", computer.name.c_str(),
+                          static_cast<unsigned long>(result));
+            return false;
+        }
+    }
+    return true;
+}
+
+// Makes a process, whose threads have not run yet, see the simulated computer. Answers 0 or a Windows error.
+DWORD ShowComputerTo(HANDLE process)
+{
+    std::wstring library = sim::ModulePath(nullptr);
+    library.replace(library.rfind(L'\\') + 1, std::wstring::npos, L"VLMachine.dll");
+    return LoadLibraryInto(process, library);
+}
+
+// Runs the program with its command line, the launcher's console and standard handles, until its end. Returns a Windows
+// error code where it cannot be started or waited for.
+DWORD RunToEnd(Order order, DWORD& exitCode)
 {
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION started{};
-    if (CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                       &started) == FALSE) {
+    if (CreateProcessW(order.program.c_str(), order.commandLine.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED,
+                       nullptr, nullptr, &startup, &started) == FALSE) {
         return GetLastError();
     }
     const win::KernelHandle process(started.hProcess);
     const win::KernelHandle thread(started.hThread);
-    if (WaitForSingleObject(process.Get(), INFINITE) != WAIT_OBJECT_0 ||
-        GetExitCodeProcess(process.Get(), &exitCode) == FALSE) {
-        return GetLastError();
+    if (!order.plain) {
+        if (const DWORD error = ShowComputerTo(process.Get()); error != ERROR_SUCCESS) {
+            TerminateProcess(process.Get(), kCannotStart);
+            return error;
+        }
     }
-    return ERROR_SUCCESS;
+    ResumeThread(thread.Get());
+    const bool ended = WaitForSingleObject(process.Get(), INFINITE) == WAIT_OBJECT_0 &&
+                       GetExitCodeProcess(process.Get(), &exitCode) != FALSE;
+    const DWORD error = ended ? ERROR_SUCCESS : GetLastError();
+    // The registry that was made for the program goes with it.
+    RegDeleteTreeW(HKEY_CURRENT_USER, sim::ScratchKeyOf(started.dwProcessId).c_str());
+    return error;
 }
 
 // A shell takes 0 for success, so a code that is not 0 stays so without its upper bits.
@@ -87,23 +180,26 @@ int ShellStatus(DWORD exitCode)
 
 int wmain()
 {
-    const std::wstring_view programAndWords = SplitOffFirstWord(GetCommandLineW()).rest;
-    const std::wstring program(SplitOffFirstWord(programAndWords).firstWord);
-    if (program.empty()) {
-        std::fputws(L"usage: vlrun PROGRAM [WORDS...]\n", stderr);
+    const std::optional<Order> order = ReadOrder(SplitOffFirstWord(GetCommandLineW()).rest);
+    if (!order) {
+        std::fputws(kUsage, stderr);
         return kUsageError;
     }
     if (SetConsoleCtrlHandler(LeaveToProgram, TRUE) == FALSE) {
         std::fwprintf(stderr, L"Ctrl+C cannot be left to the program: Windows error %lu\n", GetLastError());
         return kCannotStart;
     }
-
-    // The command line is handed on as it is, never quoted anew, so that every word arrives as it was given.
-    const std::wstring name = DisplayName(program);
+    if (!order->plain && !PrepareScenario()) {
+        return kCannotStart;
+    }
+    const std::wstring name = DisplayName(order->program);
     DWORD exitCode = 0;
-    if (const DWORD error = RunToEnd(program, std::wstring(programAndWords), exitCode); error != ERROR_SUCCESS) {
+    if (const DWORD error = RunToEnd(*order, exitCode); error != ERROR_SUCCESS) {
         std::fwprintf(stderr, L"%ls cannot be run: Windows error %lu\n", name.c_str(), error);
         return kCannotStart;
+    }
+    if (order->ownExitCode) {
+        return static_cast<int>(exitCode);
     }
     if (exitCode != 0) {
         std::fwprintf(stderr, L"%ls ended with %lu (0x%08lX)\n", name.c_str(), exitCode, exitCode);

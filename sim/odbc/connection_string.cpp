@@ -21,12 +21,8 @@ struct Renaming {
 };
 
 constexpr Renaming kRenamings[] = {
-    {L"Provider", L""},
-    {L"Persist Security Info", L""},
-    {L"User ID", L"UID"},
-    {L"Password", L"PWD"},
-    {L"Data Source", L"DSN"},
-    {L"Initial Catalog", L"Database"},
+    {L"Provider", L""},    {L"Persist Security Info", L""}, {L"User ID", L"UID"},
+    {L"Password", L"PWD"}, {L"Data Source", L"DSN"},        {L"Initial Catalog", L"Database"},
 };
 
 // Takes the value at the start of the text, up to its semicolon or the end. In quotation marks of either kind it may

@@ -20,7 +20,7 @@ void CloseAndDelete(Object* object) noexcept
     const std::unique_ptr<Object> owner(object);
     try {
         owner->Close();
-    } catch (const CDbError&) { // NOLINT(bugprone-empty-catch): there is nobody left to be told.
+    } catch (const CDbError&) {       // NOLINT(bugprone-empty-catch): there is nobody left to be told.
     } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): memory ran out; the object goes all the same.
     }
 }

@@ -1,6 +1,7 @@
 #include "trace/VLTrace.h"
 
 #include "support/registry.h"
+#include "win/security.h"
 #include "win/shell_folders.h"
 #include "win/system.h"
 #include "win/text.h"
@@ -11,8 +12,6 @@
 #include <exception>
 #include <mutex>
 
-#include <sddl.h>
-
 namespace {
 
 constexpr wchar_t kSource[] = L"VLTrace";
@@ -21,7 +20,6 @@ constexpr std::uint32_t kMutexLevel = 100000; // of messages about the mutex
 
 constexpr wchar_t kMutexName[] = L"Global\\VL140_LogFileMutex";
 constexpr DWORD kMutexPatience = 2000; // milliseconds
-constexpr wchar_t kAccessByEveryone[] = L"D:NO_ACCESS_CONTROL";
 
 constexpr wchar_t kProductFolder[] = L"\\Kestrane\\Velundra\\14.0";
 constexpr wchar_t kFileName[] = L"\\Velundra_TraceLog";
@@ -208,7 +206,10 @@ void CVLTrace::ReadSettings(HKEY key)
     traceStringUpper_ = win::UpperCase(traceString_);
     moduleListUpper_ = win::UpperCase(moduleList_);
     DWORD size = sizeof traceVector_;
-    static_cast<void>(RegReadBinary(key, L"TraceVector", traceVector_.data(), size));
+    if (RegReadBinary(key, L"TraceVector", traceVector_.data(), size) != ERROR_SUCCESS) {
+        // Data of another type may stand there by now.
+        traceVector_.fill(0);
+    }
     std::uint32_t functionName = 0;
     static_cast<void>(RegReadDword(key, L"TraceFunctionName", functionName));
     traceFunctionName_ = functionName != 0;
@@ -242,11 +243,7 @@ void CVLTrace::CreateLogMutex() noexcept
 
 std::uint32_t CVLTrace::NeedSecurityDescriptor() noexcept
 {
-    if (!everyone_ && ConvertStringSecurityDescriptorToSecurityDescriptorW(kAccessByEveryone, SDDL_REVISION_1,
-                                                                           everyone_.Put(), nullptr) == FALSE) {
-        return GetLastError();
-    }
-    return ERROR_SUCCESS;
+    return everyone_ ? ERROR_SUCCESS : win::MakeAccessByEveryone(everyone_);
 }
 
 void CVLTrace::NeedNames()
@@ -273,8 +270,8 @@ std::uint32_t CVLTrace::TraceMessage(std::uint32_t level, const wchar_t* source,
     }
     va_list arguments;
     va_start(arguments, format);
-    const std::uint32_t result = WithoutException(
-        [&] { return TraceWrite({}, source, function, line, PrintList(format, arguments)); });
+    const std::uint32_t result =
+        WithoutException([&] { return TraceWrite({}, source, function, line, PrintList(format, arguments)); });
     va_end(arguments);
     return result;
 }

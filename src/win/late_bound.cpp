@@ -5,6 +5,7 @@
 #include "win/result_code.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -77,9 +78,8 @@ CallResult Invoke(IDispatch* object, WORD kind, const wchar_t* name, std::span<c
     // Automation wants the last argument first. The copies own nothing.
     std::vector<VARIANTARG> values;
     values.reserve(arguments.size());
-    for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
-        values.push_back(argument->Get());
-    }
+    std::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(values),
+                   [](const Variant& argument) { return argument.Get(); });
     DISPPARAMS parameters{values.data(), nullptr, static_cast<UINT>(values.size()), 0};
     Exception exception;
     const HRESULT invoked = object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, kind, &parameters,

@@ -126,6 +126,9 @@ struct LocalBlockTraits {
 // A block of LocalAlloc.
 using LocalBlock = Owner<LocalBlockTraits>;
 
+// A security descriptor made from its text, which Windows allocates in the same way.
+using SecurityDescriptor = LocalBlock;
+
 struct GlobalMemoryTraits {
     using Type = HGLOBAL;
     static Type Null() noexcept { return nullptr; }

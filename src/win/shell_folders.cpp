@@ -32,9 +32,8 @@ std::wstring CommonApplicationDataFolder()
 {
     const ShellFunction<decltype(SHGetFolderPathW)> getFolderPath("SHGetFolderPathW");
     wchar_t path[MAX_PATH] = {};
-    if (getFolderPath.Get() == nullptr ||
-        getFolderPath.Get()(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, path) !=
-            S_OK) {
+    if (getFolderPath.Get() == nullptr || getFolderPath.Get()(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE,
+                                                              nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) {
         return {};
     }
     return path;

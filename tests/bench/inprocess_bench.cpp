@@ -1,10 +1,13 @@
-// What cannot be timed as a whole process: resolving many drive words, and loading a long translation. Prints one JSON
-// object; every figure is the median of several runs, in milliseconds.
+// What cannot be timed as a whole process: resolving many drive words, loading a long translation, and dumping a large
+// registry tree. Prints one JSON object; every time is the median of several runs, in milliseconds, and memory is in
+// megabytes.
 
 #include "cmd/command_line.h"
 #include "engine/engine_contract.h"
 #include "messages/translation_file.h"
-#include "sim/reserved_slots.h"
+#include "reserved_slots.h"
+#include "support/registry.h"
+#include "support/registry_section.h"
 #include "support/replaced_function.h"
 #include "win/bstr.h"
 
@@ -14,6 +17,8 @@
 #include <functional>
 #include <string>
 #include <vector>
+
+#include <psapi.h>
 
 #pragma GCC diagnostic push
 // An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
@@ -27,6 +32,8 @@ constexpr int kRuns = 9;
 constexpr int kDrives = 10000;
 constexpr int kWords = 1000;
 constexpr int kTranslatedLines = 100000;
+constexpr int kFewValues = 10000;
+constexpr int kManyValues = 100000;
 
 HRESULT NotCalled()
 {
@@ -38,7 +45,7 @@ class Counted : public Slots {
 public:
     virtual ~Counted() = default;
 
-    HRESULT WINAPI QueryInterface(REFIID, void** object) override
+    HRESULT WINAPI QueryInterface(REFIID /*interfaceId*/, void** object) override
     {
         *object = nullptr;
         return E_NOINTERFACE;
@@ -54,7 +61,7 @@ public:
     }
 
 protected:
-    HRESULT OnReserved(std::wstring_view, unsigned) override { return NotCalled(); }
+    HRESULT OnReserved(std::wstring_view /*interfaceName*/, unsigned /*slot*/) override { return NotCalled(); }
 
 private:
     ULONG references_ = 1;
@@ -69,9 +76,9 @@ public:
         *name = SysAllocStringLen(name_.data(), static_cast<UINT>(name_.size()));
         return S_OK;
     }
-    HRESULT WINAPI GetMountPoint(BSTR*) override { return NotCalled(); }
-    HRESULT WINAPI GetOfflineFileTypes(ULONG*) override { return NotCalled(); }
-    HRESULT WINAPI GetState(ULONG*) override { return NotCalled(); }
+    HRESULT WINAPI GetMountPoint(BSTR* /*text*/) override { return NotCalled(); }
+    HRESULT WINAPI GetOfflineFileTypes(ULONG* /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI GetState(ULONG* /*number*/) override { return NotCalled(); }
 
 private:
     std::wstring name_;
@@ -94,19 +101,23 @@ public:
         *drive = new BenchDrive(name);
         return S_OK;
     }
-    HRESULT WINAPI Analyze(IVLDrive*) override { return NotCalled(); }
-    HRESULT WINAPI OptimizeOnline(IVLDrive*, LONG) override { return NotCalled(); }
-    HRESULT WINAPI DefragFile(IVLDrive*, BSTR) override { return NotCalled(); }
-    HRESULT WINAPI PrepareOffline(IVLDrive*, LONG) override { return NotCalled(); }
-    HRESULT WINAPI ScheduleBootTime(IVLDrive*, ULONG) override { return NotCalled(); }
-    HRESULT WINAPI CancelBootTime(IVLDrive*) override { return NotCalled(); }
-    HRESULT WINAPI OptimizeOffline(IVLDrive*, ULONG) override { return NotCalled(); }
-    HRESULT WINAPI StopDrive(IVLDrive*) override { return NotCalled(); }
+    HRESULT WINAPI Analyze(IVLDrive* /*drive*/) override { return NotCalled(); }
+    HRESULT WINAPI OptimizeOnline(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI DefragFile(IVLDrive* /*drive*/, BSTR /*name*/) override { return NotCalled(); }
+    HRESULT WINAPI PrepareOffline(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI ScheduleBootTime(IVLDrive* /*drive*/, ULONG /*fileTypes*/) override { return NotCalled(); }
+    HRESULT WINAPI CancelBootTime(IVLDrive* /*drive*/) override { return NotCalled(); }
+    HRESULT WINAPI OptimizeOffline(IVLDrive* /*drive*/, ULONG /*fileTypes*/) override { return NotCalled(); }
+    HRESULT WINAPI StopDrive(IVLDrive* /*drive*/) override { return NotCalled(); }
     HRESULT WINAPI StopAll() override { return NotCalled(); }
-    HRESULT WINAPI CheckAccess(ULONG*) override { return NotCalled(); }
-    HRESULT WINAPI GetFileNameById(BSTR, hyper, BSTR*) override { return NotCalled(); }
-    HRESULT WINAPI GetStatistics(BSTR, DATE, LONG, IVLStatistics**) override { return NotCalled(); }
-    HRESULT WINAPI ZeroFreeSpace(IVLDrive*, LONG) override { return NotCalled(); }
+    HRESULT WINAPI CheckAccess(ULONG* /*number*/) override { return NotCalled(); }
+    HRESULT WINAPI GetFileNameById(BSTR /*name*/, hyper /*fileId*/, BSTR* /*text*/) override { return NotCalled(); }
+    HRESULT WINAPI GetStatistics(BSTR /*name*/, DATE /*cutOff*/, LONG /*number*/,
+                                 IVLStatistics** /*statistics*/) override
+    {
+        return NotCalled();
+    }
+    HRESULT WINAPI ZeroFreeSpace(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
 };
 
 double MedianMilliseconds(const std::function<void()>& work)
@@ -201,12 +212,73 @@ double TimeLoading(const std::wstring& path)
     });
 }
 
+// A registry tree of ten levels, one key in the other, with as many values in each; deleted with the object. It is
+// volatile, so that it never reaches a disk.
+class RegistryTree {
+public:
+    explicit RegistryTree(int values)
+    {
+        std::wstring path = kPath;
+        for (int level = 0; level < kLevels; ++level) {
+            win::RegistryKey key;
+            Require(RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+                                    nullptr, key.Put(), nullptr) == ERROR_SUCCESS,
+                    "the registry tree cannot be made");
+            for (int i = 0; i < values / kLevels; ++i) {
+                const std::wstring name = L"Value " + std::to_wstring(i);
+                Require(RegSetValueExW(key.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(name.c_str()),
+                                       static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS,
+                        "a value of the registry tree cannot be set");
+            }
+            path += L"\\Level " + std::to_wstring(level);
+        }
+    }
+    RegistryTree(const RegistryTree&) = delete;
+    RegistryTree(RegistryTree&&) = delete;
+    ~RegistryTree() { RegDeleteTreeW(HKEY_CURRENT_USER, kPath); }
+    RegistryTree& operator=(const RegistryTree&) = delete;
+    RegistryTree& operator=(RegistryTree&&) = delete;
+
+    static constexpr wchar_t kPath[] = L"Software\\VLCmdBench";
+
+private:
+    static constexpr int kLevels = 10;
+};
+
+struct Dump {
+    double milliseconds;
+    double megabytes; // by which the process's memory has grown at its most
+};
+
+double PeakMegabytes()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return static_cast<double>(counters.PeakWorkingSetSize) / (1024 * 1024);
+}
+
+Dump MeasureDump(int values)
+{
+    const RegistryTree tree(values);
+    const double before = PeakMegabytes();
+    const double milliseconds = MedianMilliseconds([&] {
+        win::RegistryKey key;
+        Require(RegOpen(HKEY_CURRENT_USER, RegistryTree::kPath, KEY_READ, key) == ERROR_SUCCESS, "no registry tree");
+        const std::wstring text = DumpRegistryKey(key.Get(), L"HKEY_CURRENT_USER");
+        Require(std::count(text.begin(), text.end(), L':') == 3 * values, "the registry tree was not dumped whole");
+    });
+    return {milliseconds, PeakMegabytes() - before};
+}
+
 } // namespace
 
 #pragma GCC diagnostic pop
 
 int main()
 {
+    // The small one first: what it takes at the most must not hide behind the other.
+    const Dump smallDump = MeasureDump(kFewValues);
+    const Dump largeDump = MeasureDump(kManyValues);
     const Replaced<"CoCreateInstance", decltype(::CoCreateInstance)> activation(
         [](REFCLSID, IUnknown*, DWORD, REFIID, void** object) {
             *object = new BenchAgent;
@@ -219,7 +291,10 @@ int main()
     const double loading = TimeLoading(translation);
     DeleteFileW(translation.c_str());
     std::printf("{\"walk_10000_drives_ms\": %.3f, \"resolve_1000_words_ms\": %.3f, "
-                "\"read_translation_ms\": %.3f, \"load_translation_ms\": %.3f}\n",
-                walking, resolving, reading, loading);
+                "\"read_translation_ms\": %.3f, \"load_translation_ms\": %.3f, "
+                "\"dump_10000_values_ms\": %.3f, \"dump_100000_values_ms\": %.3f, "
+                "\"dump_10000_values_mb\": %.3f, \"dump_100000_values_mb\": %.3f}\n",
+                walking, resolving, reading, loading, smallDump.milliseconds, largeDump.milliseconds,
+                smallDump.megabytes, largeDump.megabytes);
     return 0;
 }

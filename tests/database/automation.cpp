@@ -49,11 +49,10 @@ Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win:
     }
     DISPID put = DISPID_PROPERTYPUT;
     const bool isPut = kind == DISPATCH_PROPERTYPUT;
-    DISPPARAMS parameters{reversed.data(), isPut ? &put : nullptr, static_cast<UINT>(reversed.size()),
-                          isPut ? 1U : 0U};
+    DISPPARAMS parameters{reversed.data(), isPut ? &put : nullptr, static_cast<UINT>(reversed.size()), isPut ? 1U : 0U};
     EXCEPINFO exception{};
-    reply.result = object->Invoke(id, IID_NULL, LOCALE_NEUTRAL, kind, &parameters, reply.value.Put(), &exception,
-                                  nullptr);
+    reply.result =
+        object->Invoke(id, IID_NULL, LOCALE_NEUTRAL, kind, &parameters, reply.value.Put(), &exception, nullptr);
     reply.code = exception.scode;
     reply.source = TextOf(exception.bstrSource);
     reply.description = TextOf(exception.bstrDescription);
@@ -120,9 +119,8 @@ std::wstring Shown(const win::Variant& value)
     case VT_DECIMAL: {
         DECIMAL decimal = V_DECIMAL(&content);
         win::Bstr digits;
-        return FAILED(VarBstrFromDec(&decimal, LOCALE_INVARIANT, 0, digits.Put()))
-                   ? L"DECIMAL"
-                   : L"DECIMAL " + digits.ToString();
+        return FAILED(VarBstrFromDec(&decimal, LOCALE_INVARIANT, 0, digits.Put())) ? L"DECIMAL"
+                                                                                   : L"DECIMAL " + digits.ToString();
     }
     case VT_ARRAY | VT_UI1: {
         std::wstring bytes = L"UI1[]";
@@ -146,8 +144,7 @@ std::wstring Shown(const Reply& reply)
         return L"EXCEPTION " + sim::HexText(static_cast<std::uint32_t>(reply.code)) + L' ' + reply.source + L": " +
                reply.description;
     }
-    return reply.result == S_OK ? L"OK " + Shown(reply.value)
-                                : sim::HexText(static_cast<std::uint32_t>(reply.result));
+    return reply.result == S_OK ? L"OK " + Shown(reply.value) : sim::HexText(static_cast<std::uint32_t>(reply.result));
 }
 
 } // namespace database_tests

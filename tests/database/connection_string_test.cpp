@@ -36,15 +36,13 @@ TEST(ConnectionString, TurnsAdosWordsIntoOdbcs)
 
 TEST(ConnectionString, TakesUserAndPasswordFromTheCallWhereItHasThem)
 {
-    EXPECT_EQ(L"DSN=Stats;UID=bob;PWD=two;",
-              ToOdbcConnectionString(L"DSN=Stats;Uid=ann;Password=one", L"bob", L"two"));
+    EXPECT_EQ(L"DSN=Stats;UID=bob;PWD=two;", ToOdbcConnectionString(L"DSN=Stats;Uid=ann;Password=one", L"bob", L"two"));
     EXPECT_EQ(L"DSN=Stats;Uid=ann;", ToOdbcConnectionString(L"DSN=Stats;Uid=ann", L"", L""));
 }
 
 TEST(ConnectionString, ReadsValuesInQuotationMarks)
 {
-    EXPECT_EQ(L"A={x;y};B=say \"so\";C=it's;",
-              ToOdbcConnectionString(L"A=\"x;y\";B=\"say \"\"so\"\"\";C='it''s'"));
+    EXPECT_EQ(L"A={x;y};B=say \"so\";C=it's;", ToOdbcConnectionString(L"A=\"x;y\";B=\"say \"\"so\"\"\";C='it''s'"));
     EXPECT_EQ(L"A=open;", ToOdbcConnectionString(L"A=\"open"));
 }
 
@@ -72,8 +70,8 @@ TEST(ConnectionString, NamesADatabaseFileByItsUnixPath)
 
 TEST(ConnectionStringPath, StaysWhereItIsNoWindowsPathOrItsFolderIsNotThere)
 {
-    for (const wchar_t* const path : {L"", L"Z", L"Z:", L"vlstats", L"/tmp/a.db", L"1:\\a.db", L":memory:",
-                                      L"Z:\\no\\such\\folder\\a.db"}) {
+    for (const wchar_t* const path :
+         {L"", L"Z", L"Z:", L"vlstats", L"/tmp/a.db", L"1:\\a.db", L":memory:", L"Z:\\no\\such\\folder\\a.db"}) {
         EXPECT_EQ(path, ToUnixPath(path));
     }
 }

@@ -58,8 +58,8 @@ TEST_F(ProviderCalls, KnowNoOtherKindOfMember)
     EXPECT_EQ(L"0x80020003", Shown(Get(connection.Get(), L"Close")));
     EXPECT_EQ(L"0x80020003", Shown(Put(connection.Get(), L"State", Variant::OfInteger(1))));
     DISPPARAMS none{};
-    EXPECT_EQ(DISP_E_MEMBERNOTFOUND, connection->Invoke(4711, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &none, nullptr,
-                                                        nullptr, nullptr));
+    EXPECT_EQ(DISP_E_MEMBERNOTFOUND,
+              connection->Invoke(4711, IID_NULL, LOCALE_NEUTRAL, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr));
 }
 
 TEST_F(ProviderCalls, TakeNoWrongNumberOfArguments)
@@ -83,8 +83,8 @@ TEST_F(ProviderCalls, RefuseArgumentsThatAreNoText)
                                    L"of acceptable range, or are in conflict with one another.";
     EXPECT_EQ(invalid, Shown(Call(connection.Get(), L"Open", Arguments(Variant::OfObject(nullptr)))));
     EXPECT_EQ(invalid, Shown(Call(connection.Get(), L"Execute", Arguments(Variant::OfObject(nullptr)))));
-    EXPECT_EQ(invalid, Shown(Call(connection.Get(), L"Open", Arguments(LeftOut(), LeftOut(), LeftOut(),
-                                                                       Variant::OfText(L"no number")))));
+    EXPECT_EQ(invalid, Shown(Call(connection.Get(), L"Open",
+                                  Arguments(LeftOut(), LeftOut(), LeftOut(), Variant::OfText(L"no number")))));
 }
 
 TEST_F(ProviderCalls, WantTheReservedIdentifierEmpty)
@@ -93,10 +93,10 @@ TEST_F(ProviderCalls, WantTheReservedIdentifierEmpty)
     std::wstring copy = L"State";
     LPOLESTR names = copy.data();
     DISPID id = 0;
+    EXPECT_EQ(DISP_E_UNKNOWNINTERFACE, connection->GetIDsOfNames(IID_IDispatch, &names, 1, LOCALE_NEUTRAL, &id));
     EXPECT_EQ(DISP_E_UNKNOWNINTERFACE,
-              connection->GetIDsOfNames(IID_IDispatch, &names, 1, LOCALE_NEUTRAL, &id));
-    EXPECT_EQ(DISP_E_UNKNOWNINTERFACE, connection->Invoke(IdOf(connection.Get(), L"State"), IID_IDispatch, LOCALE_NEUTRAL,
-                                                          DISPATCH_PROPERTYGET, &none, nullptr, nullptr, nullptr));
+              connection->Invoke(IdOf(connection.Get(), L"State"), IID_IDispatch, LOCALE_NEUTRAL, DISPATCH_PROPERTYGET,
+                                 &none, nullptr, nullptr, nullptr));
 }
 
 TEST_F(ProviderCalls, DoWithoutPlacesForWhatTheyTell)

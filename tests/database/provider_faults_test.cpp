@@ -63,8 +63,7 @@ private:
         [this](SQLHDBC connection, SQLHWND window, SQLCHAR* text, SQLSMALLINT length, SQLCHAR* out, SQLSMALLINT size,
                SQLSMALLINT* needed, SQLUSMALLINT prompt) {
             return Unless([&] {
-                const SQLRETURN result =
-                    connect_.Original(connection, window, text, length, out, size, needed, prompt);
+                const SQLRETURN result = connect_.Original(connection, window, text, length, out, size, needed, prompt);
                 if (SQL_SUCCEEDED(result)) {
                     connections_.insert(connection);
                 }
@@ -99,11 +98,11 @@ private:
         }};
     Replaced<"SQLFetch", decltype(::SQLFetch)> fetch_{
         [this](SQLHSTMT statement) { return Unless([&] { return fetch_.Original(statement); }); }};
-    Replaced<"SQLGetData", decltype(::SQLGetData)> data_{
-        [this](SQLHSTMT statement, SQLUSMALLINT column, SQLSMALLINT type, SQLPOINTER value, SQLLEN size,
-               SQLLEN* length) {
-            return Unless([&] { return data_.Original(statement, column, type, value, size, length); });
-        }};
+    Replaced<"SQLGetData", decltype(::SQLGetData)> data_{[this](SQLHSTMT statement, SQLUSMALLINT column,
+                                                                SQLSMALLINT type, SQLPOINTER value, SQLLEN size,
+                                                                SQLLEN* length) {
+        return Unless([&] { return data_.Original(statement, column, type, value, size, length); });
+    }};
 };
 
 class ProviderFaults : public testing::Test {

@@ -40,8 +40,8 @@ protected:
     void TearDown() override
     {
         CoFreeUnusedLibraries();
-        const auto canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(reinterpret_cast<void*>(
-            GetProcAddress(GetModuleHandleW(L"VLAdo.dll"), "DllCanUnloadNow")));
+        const auto canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"VLAdo.dll"), "DllCanUnloadNow")));
         if (canUnload != nullptr) {
             EXPECT_EQ(S_OK, canUnload());
         }
@@ -57,8 +57,9 @@ protected:
 
     static Reply Open(const ComPtr<IDispatch>& connection, std::wstring_view text)
     {
-        return Call(connection.Get(), L"Open",
-                    Arguments(Variant::OfText(text), Variant::OfText(L""), Variant::OfText(L""), Variant::OfInteger(-1)));
+        return Call(
+            connection.Get(), L"Open",
+            Arguments(Variant::OfText(text), Variant::OfText(L""), Variant::OfText(L""), Variant::OfInteger(-1)));
     }
 
     static Reply Execute(const ComPtr<IDispatch>& connection, std::wstring_view statement)
@@ -341,8 +342,8 @@ TEST_F(Provider, DoesNothingWhileTheRecordsetIsClosed)
     };
     expectClosed();
     const auto open = [&] {
-        return Shown(Call(rows.Get(), L"Open",
-                          Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(connection.Get()))));
+        return Shown(
+            Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(connection.Get()))));
     };
     EXPECT_EQ(L"OK EMPTY", open());
     EXPECT_EQ(kRecordsetOpen, open());
@@ -359,19 +360,21 @@ TEST_F(Provider, NeedsAnOpenConnectionForARecordset)
     const Variant text = Variant::OfText(L"SELECT 1");
     EXPECT_EQ(invalid, Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1")))));
     EXPECT_EQ(invalid, Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1"), LeftOut()))));
-    EXPECT_EQ(invalid, Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(nullptr)))));
+    EXPECT_EQ(invalid,
+              Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(nullptr)))));
     EXPECT_EQ(invalid,
               Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(rows.Get())))));
     const ComPtr<IDispatch> closed = CreateByName(L"ADODB.Connection");
-    EXPECT_EQ(invalid,
-              Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(closed.Get())))));
+    EXPECT_EQ(invalid, Shown(Call(rows.Get(), L"Open",
+                                  Arguments(Variant::OfText(L"SELECT 1"), Variant::OfObject(closed.Get())))));
 }
 
 TEST_F(Provider, OpensARecordsetOverAConnectionString)
 {
     const ComPtr<IDispatch> rows = CreateByName(L"ADODB.Recordset");
-    EXPECT_EQ(L"OK EMPTY", Shown(Call(rows.Get(), L"Open", Arguments(Variant::OfText(L"SELECT 'z'"),
-                                                                     Variant::OfText(database.AdoString())))));
+    EXPECT_EQ(L"OK EMPTY",
+              Shown(Call(rows.Get(), L"Open",
+                         Arguments(Variant::OfText(L"SELECT 'z'"), Variant::OfText(database.AdoString())))));
     EXPECT_EQ(L"OK BSTR z", ValueOf(rows, 0));
     EXPECT_EQ(L"OK EMPTY", Move(rows, L"Close"));
 }
@@ -443,8 +446,9 @@ TEST_F(Provider, FindsNoFieldOutsideTheResult)
 TEST_F(Provider, GivesValuesInTheTypesOfTheDatabase)
 {
     // 46100.1875 is 19 March 2026, 04:30.
-    database.Execute(L"CREATE TABLE Kinds (i INTEGER, b BIGINT, d DOUBLE PRECISION, v VARCHAR(50), t TEXT, s TIMESTAMP, "
-                     L"y DATE, n NUMERIC(20,4))");
+    database.Execute(
+        L"CREATE TABLE Kinds (i INTEGER, b BIGINT, d DOUBLE PRECISION, v VARCHAR(50), t TEXT, s TIMESTAMP, "
+        L"y DATE, n NUMERIC(20,4))");
     database.Execute(L"INSERT INTO Kinds VALUES (-2147483648, -9223372036854775807, 0.1, 'short', 'longer', "
                      L"'2026-03-19 04:30:00', '1899-12-29', 12.5)");
     const ComPtr<IDispatch> rows = OpenRecordset(Connect(), L"SELECT * FROM Kinds");
@@ -461,8 +465,9 @@ TEST_F(Provider, GivesValuesInTheTypesOfTheDatabase)
 
 TEST_F(Provider, GivesNullForNullOfAnyType)
 {
-    database.Execute(L"CREATE TABLE Kinds (i INTEGER, b BIGINT, d DOUBLE PRECISION, v VARCHAR(50), t TEXT, s TIMESTAMP, "
-                     L"y DATE, n NUMERIC(20,4))");
+    database.Execute(
+        L"CREATE TABLE Kinds (i INTEGER, b BIGINT, d DOUBLE PRECISION, v VARCHAR(50), t TEXT, s TIMESTAMP, "
+        L"y DATE, n NUMERIC(20,4))");
     database.Execute(L"INSERT INTO Kinds (i) VALUES (NULL)");
     const ComPtr<IDispatch> rows = OpenRecordset(Connect(), L"SELECT Kinds.*, NULL FROM Kinds");
     for (LONG field = 0; field < 9; ++field) {
@@ -494,8 +499,13 @@ TEST_F(Provider, GivesBytesAsAnArray)
 TEST_F(Provider, GivesTextsOfAnyLengthAndLanguage)
 {
     const ComPtr<IDispatch> connection = Connect();
-    const std::wstring texts[] = {L"", L"Ärger, naïve, Ω", L"漢字", L"\U0001F600 beyond", std::wstring(10'000, L'ä') + L'!',
-                                  std::wstring(4095, L'x'), std::wstring(4096, L'x')};
+    const std::wstring texts[] = {L"",
+                                  L"Ärger, naïve, Ω",
+                                  L"漢字",
+                                  L"\U0001F600 beyond",
+                                  std::wstring(10'000, L'ä') + L'!',
+                                  std::wstring(4095, L'x'),
+                                  std::wstring(4096, L'x')};
     for (const std::wstring& text : texts) {
         EXPECT_EQ(L"OK BSTR " + text, Answer(connection, L"SELECT '" + text + L"' AS t"));
     }

@@ -285,8 +285,9 @@ protected:
     // The rows of a table under this volume's name, without the volume and the date.
     std::vector<std::vector<odbc::Value>> RowsOf(const std::wstring& table, const std::wstring& volume)
     {
-        auto rows = database.Query(L"SELECT " + table + L".* FROM " + table + L" INNER JOIN Volumes ON " + table +
-                                   L".VolumeId = Volumes.VolumeId WHERE VolumeName = '" + volume + L"' ORDER BY StatsDate");
+        auto rows =
+            database.Query(L"SELECT " + table + L".* FROM " + table + L" INNER JOIN Volumes ON " + table +
+                           L".VolumeId = Volumes.VolumeId WHERE VolumeName = '" + volume + L"' ORDER BY StatsDate");
         for (auto& row : rows) {
             row.erase(row.begin(), row.begin() + 2);
         }
@@ -302,8 +303,8 @@ protected:
 TEST_F(RecordedStatistics, HaveARowForAnAnalysisUnderBothNamesOfTheVolume)
 {
     EXPECT_EQ(std::nullopt, Record(Work(RecordedWork::Analysis)));
-    const std::vector<odbc::Value> row = {Big(101), Big(102), Big(103), Big(104), 108.5, 109.5,
-                                          Big(105), Big(106), 110.5,    0.1};
+    const std::vector<odbc::Value> row = {Big(101), Big(102), Big(103), Big(104), 108.5,
+                                          109.5,    Big(105), Big(106), 110.5,    0.1};
     EXPECT_THAT(RowsOf(L"StatsAnalyze", L"C:\\"), ElementsAre(row));
     EXPECT_THAT(RowsOf(L"StatsAnalyze", L"C:"), ElementsAre(row));
     EXPECT_THAT(RowsOf(L"StatsDefragOnline", L"C:"), IsEmpty());
@@ -313,8 +314,8 @@ TEST_F(RecordedStatistics, HaveARowForAnAnalysisUnderBothNamesOfTheVolume)
 TEST_F(RecordedStatistics, HaveARowForAnOnlinePass)
 {
     EXPECT_EQ(std::nullopt, Record(Work(RecordedWork::Online)));
-    const std::vector<odbc::Value> row = {Big(101), Big(102), Big(3),   Big(103), Big(4),  Big(104), 8.5, 108.5,
-                                          9.5,      109.5,    Big(105), Big(106), 110.5,   11.5,     0.1};
+    const std::vector<odbc::Value> row = {Big(101), Big(102), Big(3),   Big(103), Big(4), Big(104), 8.5, 108.5,
+                                          9.5,      109.5,    Big(105), Big(106), 110.5,  11.5,     0.1};
     EXPECT_THAT(RowsOf(L"StatsDefragOnline", L"C:\\"), ElementsAre(row));
     EXPECT_THAT(RowsOf(L"StatsDefragOnline", L"C:"), ElementsAre(row));
 }

@@ -1,5 +1,6 @@
 #include "engine_process.h"
 #include "expected.h"
+#include "simulated_computer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -238,21 +239,23 @@ TEST(AnalyzeCommand, ReturnsTheFailureOfTheDriveThatIsLastInTheEnginesOrder)
 TEST(AnalyzeCommand, WaitsForItsDrivesAndThenReturnsAFailure)
 {
     // The first look at C: fails, which ends the wait; D: is not waited for.
-    const EngineProcess engine(kFourDrives + Failing("GetDrive", "0x80004005", "C:\\", "3") +
-                               Failing("Analyze", "0x80070015", "D:\\"));
+    const SimulatedComputer computer(FastClock() + kFourDrives + Failing("GetDrive", "0x80004005", "C:\\", "3") +
+                                     Failing("Analyze", "0x80070015", "D:\\"));
+    const EngineProcess engine(computer);
     EXPECT_EQ(SortedLines(BannerAnd("Analyze started on drive C:\\.\n"
                                     "Analyze completed.\n"
                                     "Analyze failed due to error " +
                                         ErrorText(0x80070015, "0x80070015 (2147942421)(Operations/#1446)") + "\n",
                                     0x15)),
-              SortedLines(RunTool({L"/an", L"C:", L"D:", L"/w"})));
+              SortedLines(SimulatedComputer::Run({L"/an", L"C:", L"D:", L"/w"})));
     EXPECT_EQ(std::vector<std::string>(), engine.CallsOf("GetState"));
 }
 
 TEST(AnalyzeCommand, GoesOnToTheStatisticsAfterTheWait)
 {
-    const EngineProcess engine(kDriveC + Failing("GetState", "0x80004005"));
-    EXPECT_THAT(RunTool({L"/an", L"C:", L"/wait"}).output,
+    const SimulatedComputer computer(FastClock() + kDriveC + Failing("GetState", "0x80004005"));
+    const EngineProcess engine(computer);
+    EXPECT_THAT(SimulatedComputer::Run({L"/an", L"C:", L"/wait"}).output,
                 testing::StartsWith(BannerAnd("Analyze started on drive C:\\.\nAnalyze completed.\n").output));
     EXPECT_EQ(std::vector<std::string>{"GetState() -> 0x80004005"}, engine.CallsOf("GetState"));
 }

@@ -5,14 +5,15 @@
 #include <algorithm>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace e2e {
 
 namespace {
 
-std::wstring ReadyEventName()
+std::wstring ReadyEventName(const std::wstring& computer)
 {
-    return L"VLCmdTestEngineReady-" + std::to_wstring(GetCurrentProcessId());
+    return L"VLCmdTestEngineReady-" + std::to_wstring(GetCurrentProcessId()) + L'-' + computer;
 }
 
 // The objects that the engine handed out by the log, and those that were released.
@@ -57,8 +58,22 @@ std::filesystem::path ScenarioFile(const testing_support::ScratchFolder& folder,
 
 EngineProcess::EngineProcess(std::optional<std::string_view> scenario)
     : scenario_(ScenarioFile(folder_, scenario)),
-      ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName().c_str())),
+      ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName(computer_).c_str())),
       process_(Start())
+{
+    AwaitStart();
+}
+
+EngineProcess::EngineProcess(const SimulatedComputer& around, std::wstring computer)
+    : scenario_(around.Scenario()),
+      computer_(std::move(computer)),
+      ready_(CreateEventW(nullptr, TRUE, FALSE, ReadyEventName(computer_).c_str())),
+      process_(Start())
+{
+    AwaitStart();
+}
+
+void EngineProcess::AwaitStart()
 {
     if (IsReady()) {
         return;
@@ -74,9 +89,12 @@ EngineProcess::EngineProcess(std::optional<std::string_view> scenario)
 
 Process EngineProcess::Start() const
 {
-    return {ProgramFolder() / L"VLEngine.exe",
-            {L"--scenario", scenario_.wstring(), L"--log", folder_.PathOf(L"calls.log"), L"--ready", ReadyEventName()},
-            Surroundings{}};
+    std::vector<std::wstring> words = {L"--scenario", scenario_.wstring(),      L"--log", folder_.PathOf(L"calls.log"),
+                                       L"--ready",    ReadyEventName(computer_)};
+    if (!computer_.empty()) {
+        words.insert(words.end(), {L"--computer", computer_});
+    }
+    return {ProgramFolder() / L"VLEngine.exe", words, Surroundings{}};
 }
 
 bool EngineProcess::IsReady() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "process.h"
+#include "simulated_computer.h"
 #include "support/scratch_folder.h"
 
 #include <filesystem>
@@ -18,6 +19,8 @@ class EngineProcess {
 public:
     // Without a scenario, the engine has the one that it has when it is told nothing.
     explicit EngineProcess(std::optional<std::string_view> scenario = std::nullopt);
+    // The engine of the simulated computer, or of the one of this name in its network.
+    explicit EngineProcess(const SimulatedComputer& around, std::wstring computer = {});
     EngineProcess(const EngineProcess&) = delete;
     EngineProcess(EngineProcess&&) = delete;
     ~EngineProcess();
@@ -32,10 +35,12 @@ public:
 
 private:
     [[nodiscard]] Process Start() const;
+    void AwaitStart();
     [[nodiscard]] bool IsReady() const;
 
     testing_support::ScratchFolder folder_;
     std::filesystem::path scenario_;
+    std::wstring computer_;
     win::KernelHandle ready_;
     Process process_;
 };

@@ -28,6 +28,9 @@ constexpr char kBadFiles[] = "Specified file(s) are in bad format.\n"
                              "Use quotes for files containing spaces.\n";
 constexpr char kDenied[] = "Unable to connect to specified computer, error access denied.\n";
 
+constexpr char kDriveListCall[] = "agent#1 IVLAgent::GetDriveList() -> 0x00000000 "
+                                  "driveList=\"vol-c|\\\\?\\Volume{0A1B-2C}\\|vol-guid\"";
+
 std::string DefragCall(const std::string& paths)
 {
     return R"(DefragFile(drive="C:\", filePath=")" + paths + R"(") -> 0x00000000)";
@@ -41,8 +44,7 @@ TEST(DefragFilesCommand, FindsTheDriveAndPassesTheFile)
     EXPECT_EQ(BannerAnd(kStarted), RunTool({L"/df", L"C:\\a.txt"}));
     EXPECT_EQ((std::vector<std::string>{
                   "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#1",
-                  "agent#1 IVLAgent::GetDriveList() -> 0x00000000 "
-                  "driveList=\"vol-c|\\\\?\\Volume{0A1B-2C}\\|vol-guid\"",
+                  kDriveListCall,
                   "agent#1 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#1[C:\\]",
                   "drive#1[C:\\] IVLDrive::GetDriveName() -> 0x00000000 name=\"C:\\\"",
                   "drive#1[C:\\] released",
@@ -135,8 +137,7 @@ TEST(FileByIdCommand, FindsTheVolumeAndAsksForTheName)
               RunTool({L"/id", L"c:", L"1042"}));
     EXPECT_EQ((std::vector<std::string>{
                   "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#1",
-                  "agent#1 IVLAgent::GetDriveList() -> 0x00000000 "
-                  "driveList=\"vol-c|\\\\?\\Volume{0A1B-2C}\\|vol-guid\"",
+                  kDriveListCall,
                   "agent#1 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#1[C:\\]",
                   "drive#1[C:\\] IVLDrive::GetDriveName() -> 0x00000000 name=\"C:\\\"",
                   "drive#1[C:\\] released",

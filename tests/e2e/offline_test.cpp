@@ -1,5 +1,6 @@
 #include "engine_process.h"
 #include "expected.h"
+#include "simulated_computer.h"
 
 #include <gtest/gtest.h>
 
@@ -218,8 +219,9 @@ TEST(RefusedOfflinePass, SparesTheDrivesThatAreNotInUse)
 TEST(OfflineCommand, WaitsUntilTheDriveIsIdleAgain)
 {
     // The first look fails, which ends the wait.
-    const EngineProcess engine(kDriveC + Failing("GetState", "0x80004005"));
-    EXPECT_EQ(BannerAnd(kStarted + std::string("Optimization completed.\n")), RunTool({L"/of", L"C:", L"/Wait"}));
+    const SimulatedComputer computer(FastClock() + kDriveC + Failing("GetState", "0x80004005"));
+    const EngineProcess engine(computer);
+    EXPECT_EQ(BannerAnd(kStarted + std::string("Optimization completed.\n")), computer.Run({L"/of", L"C:", L"/Wait"}));
     EXPECT_EQ(std::vector<std::string>{"GetState() -> 0x80004005"}, engine.CallsOf("GetState"));
 }
 

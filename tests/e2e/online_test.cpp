@@ -1,6 +1,7 @@
 #include "console.h"
 #include "engine_process.h"
 #include "expected.h"
+#include "simulated_computer.h"
 
 #include <gtest/gtest.h>
 
@@ -138,10 +139,12 @@ TEST(OnlineCommand, TearsNoErrorTextOfManyDrives)
 
 TEST(OnlineCommand, WaitsUntilTheDriveIsIdleAgain)
 {
-    const EngineProcess engine(kDriveC + Answering("GetState", "1", "7") + Answering("GetState", "2", "0"));
+    const SimulatedComputer computer(FastClock() + kDriveC + Answering("GetState", "1", "7") +
+                                     Answering("GetState", "2", "0"));
+    const EngineProcess engine(computer);
     EXPECT_EQ(BannerAnd("Online optimization started on drive C:\\ (System).\n"
                         "Optimization completed.\n"),
-              RunTool({L"/w", L"/dol", L"C:"}));
+              SimulatedComputer::Run({L"/w", L"/dol", L"C:"}));
     EXPECT_EQ((std::vector<std::string>{
                   "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#1",
                   "agent#1 IVLAgent::GetDriveList() -> 0x00000000 driveList=\"vol-c\"",

@@ -1,6 +1,7 @@
 #include "registry_value.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace e2e {
 
@@ -27,12 +28,11 @@ RegistryValue::RegistryValue(HKEY root, const std::wstring& key, const std::wstr
     : RegistryValue(root, key, name, std::nullopt)
 {}
 
-RegistryValue::RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name,
-                             const std::optional<Content>& content)
-    : root_(root), path_(key), name_(name)
+RegistryValue::RegistryValue(HKEY root, std::wstring key, std::wstring name, const std::optional<Content>& content)
+    : root_(root), path_(std::move(key)), name_(std::move(name))
 {
     DWORD disposition = 0;
-    if (RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key_.Put(), &disposition) !=
+    if (RegCreateKeyExW(root, path_.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key_.Put(), &disposition) !=
         ERROR_SUCCESS) {
         throw std::runtime_error("a registry key of the test cannot be made");
     }

@@ -36,7 +36,7 @@ private:
         std::vector<BYTE> bytes;
     };
 
-    RegistryValue(HKEY root, const std::wstring& key, const std::wstring& name, const std::optional<Content>& content);
+    RegistryValue(HKEY root, std::wstring key, std::wstring name, const std::optional<Content>& content);
     [[nodiscard]] std::optional<Content> Read() const;
     [[nodiscard]] LSTATUS Write(const std::optional<Content>& content) const;
 

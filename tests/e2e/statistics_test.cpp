@@ -1,584 +1,143 @@
-// The local statistics reports over ADO's classes and a real database; with the engine that fills it, where it says so.
-
 #include "engine_process.h"
 #include "expected.h"
 #include "registry_value.h"
-
+#include "simulated_computer.h"
+#include "support/provider_registration.h"
 #include "support/statistics_database.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdio>
 
 namespace {
 
 using namespace e2e;
-using testing_support::StatisticsDatabase;
 
-// The whole 32 bits of an HRESULT as the tool prints them, and as its exit code.
-struct DatabaseError {
-    std::uint32_t code;
-    const char* text;
-};
+constexpr char kNetwork[] = R"([clock]
+speed = 50
+[engine]
+statistics-database =
+[drive C:\]
+[computer SRV1]
+scenario = srv1.scenario
+[computer SRV2]
+answer = unreachable
+)";
 
-constexpr DatabaseError kUnspecified{0x80004005, "2147500037"};
-constexpr DatabaseError kNoTable{0x80040E37, "2147749431"};
-constexpr DatabaseError kTypeMismatch{0x80020005, "2147614725"};
-constexpr DatabaseError kInvalidArgument{0x80070057, "2147942487"};
-constexpr DatabaseError kNoConnection{0x80070429, "2147943465"};
+constexpr char kServer1[] = R"([drive C:\]
+point = 2026-03-05 05:00:00, 12.5, 1.4, 30, 11.2, 80, 96.5
+point = 2026-02-26 05:00:00, 14, 2, 34.5, 13, 78.5, 95
+[drive D:\]
+point = 2026-03-06 21:45:00, 41, 6.8, 70.2, 28, 47, 85.5
+[drive E:\]
+)";
 
-// Day and time as the system writes them.
-std::string DateText(const SYSTEMTIME& time)
-{
-    wchar_t date[100];
-    wchar_t clock[100];
-    GetDateFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, date, static_cast<int>(std::size(date)));
-    GetTimeFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, clock, static_cast<int>(std::size(clock)));
-    return InOutputPage(date) + ' ' + InOutputPage(clock);
-}
-
-// 9 March 2026, 12:00; in the database 46090.5.
-std::string NoonText()
-{
-    SYSTEMTIME noon{};
-    noon.wYear = 2026;
-    noon.wMonth = 3;
-    noon.wDay = 9;
-    noon.wHour = 12;
-    return DateText(noon);
-}
-
-std::string AnalysisHead()
-{
-    return "\nLocal Computer            :   " + Narrow(ComputerName()) + "\n";
-}
-
-std::string NoData(const std::string& drive)
-{
-    return "No statistics data available for " + drive + " drive.\n";
-}
-
-std::string Failed(const std::string& drive, const DatabaseError& error)
-{
-    return "Failed to output statistics for volume " + drive + ". Error: " + error.text + "\n";
-}
-
-class StatisticsCommand : public testing::Test {
+class Statistics : public testing::Test {
 protected:
-    void AddVolume(int number, const std::wstring& name)
-    {
-        std::wstring literal;
-        for (const wchar_t c : name) {
-            literal.append(c == L'\'' ? 2 : 1, c);
-        }
-        database.Execute(L"INSERT INTO Volumes VALUES (" + std::to_wstring(number) + L", '" + literal + L"')");
-    }
+    Statistics() { computer_.AddFile(L"srv1.scenario", kServer1); }
 
-    // The row of AnalysisOf, at noon on 9 March 2026.
-    void AddAnalysis(int volume)
-    {
-        database.Execute(L"INSERT INTO StatsAnalyze VALUES (" + std::to_wstring(volume) +
-                         L", 46090.5, 6442450945, 1523, 211, 1073741824, 28.5, 7.45, 0, 1000000, 0, 100)");
-    }
-
-    static std::string AnalysisOf(const std::string& drive)
-    {
-        return "\nDrive                     :   " + drive +
-               "\n"
-               "Date                      :   " +
-               NoonText() +
-               "\n"
-               "Free Space                :   6.01 GB\n"
-               "Total Files               :   1523\n"
-               "Fragmented Files          :   211\n"
-               "Largest Free Space        :   1024 MB\n"
-               "Free Space Fragmentation  :   28.5%\n"
-               "File Fragmentation        :   7.5%\n"
-               "MFT Excess Fragments      :   0\n"
-               "Metadata Excess Fragments :   1000000\n"
-               "Directory Fragmentation   :   0.0%\n"
-               "Drive Performance         :   100.0%\n"
-               "\n";
-    }
-
-    // The driver of SQLite tells every fault alike.
-    static DatabaseError NoTable() { return StatisticsDatabase::IsPostgres() ? kNoTable : kUnspecified; }
-
-    // A value of the core key for the rest of the test.
-    template <typename Data>
-    void SetCoreValue(const wchar_t* name, const Data& data)
-    {
-        values.Add(HKEY_LOCAL_MACHINE, kCoreKey, name, data);
-    }
-
-    void SetUp() override { SetCoreValue(L"ConnectionString", database.ProductString()); }
-
-    StatisticsDatabase database;
-    RegistryValues values;
+    SimulatedComputer computer_{kNetwork};
 };
 
-// --- The reports ---
+class RemoteStatistics : public Statistics, public testing::WithParamInterface<const wchar_t*> {};
 
-TEST_F(StatisticsCommand, ShowsTheNewestAnalysis)
+// 5 March 2026, 05:00 and 6 March 2026, 21:45 as this computer writes a date and a time.
+std::string DateOf(WORD day, WORD hour, WORD minute)
 {
-    AddVolume(1, L"C:");
-    database.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46090.4, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10)");
-    AddAnalysis(1);
-    database.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46000, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10)");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/stat-analyze", L"C:"}));
+    SYSTEMTIME moment{};
+    moment.wYear = 2026;
+    moment.wMonth = 3;
+    moment.wDay = day;
+    moment.wHour = hour;
+    moment.wMinute = minute;
+    wchar_t date[64] = {};
+    wchar_t time[64] = {};
+    GetDateFormatW(LOCALE_USER_DEFAULT, 0, &moment, nullptr, date, 64);
+    GetTimeFormatW(LOCALE_USER_DEFAULT, 0, &moment, nullptr, time, 64);
+    return Narrow(date) + ' ' + Narrow(time);
 }
 
-TEST_F(StatisticsCommand, ShowsTheNewestOnlinePass)
+std::string PointOfC(const std::string& drive)
 {
-    AddVolume(7, L"D:");
-    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (7, 46090.25, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, "
-                     L"15)");
-    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (7, 46090.5, 1099511627776, 88214, 19977, 0, 1048577, 1025, "
-                     L"62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
-    EXPECT_EQ(BannerAnd("\nLocal Computer                  :   " + Narrow(ComputerName()) +
+    return "Drive   :   " + drive + "\nDate    :   " + DateOf(5, 5, 0) +
+           "\n"
+           "\t\t\t\tBefore\tAfter\n"
+           "File Fragmentation\t\t13%\t1%\n"
+           "Free Space Fragmentation\t30%\t11%\n"
+           "Performance\t\t\t80%\t97%\n";
+}
+
+TEST_P(RemoteStatistics, AreThoseOfTheOtherComputersEngineForEachDrive)
+{
+    const EngineProcess here(computer_);
+    const EngineProcess there(computer_, L"SRV1");
+    EXPECT_EQ(BannerAnd("Remote Computer:   SRV1\n" + PointOfC("C:") +
+                        "Drive   :   d:\\\nDate    :   " + DateOf(6, 21, 45) +
                         "\n"
-                        "\n"
-                        "Drive                           :   D:\n"
-                        "Date                            :   " +
-                        NoonText() +
-                        "\n"
-                        "Free Space                      :   1 TB\n"
-                        "Total Files                     :   88214\n"
-                        "Fragmented Files Before         :   19977\n"
-                        "Fragmented Files After          :   0\n"
-                        "Largest Free Space Before       :   1.01 MB\n"
-                        "Largest Free Space After        :   1.01 KB\n"
-                        "Free Space Fragmentation Before :   62.5%\n"
-                        "Free Space Fragmentation After  :   30.1%\n"
-                        "File Fragmentation Before       :   33.8%\n"
-                        "File Fragmentation After        :   5.6%\n"
-                        "MFT Excess Fragments            :   31\n"
-                        "Metadata Excess Fragments       :   88\n"
-                        "Drive Performance Before        :   55.0%\n"
-                        "Drive Performance After         :   100.0%\n"
-                        "\n"),
-              RunTool({L"/sto", L"D:"}));
+                        "\t\t\t\tBefore\tAfter\n"
+                        "File Fragmentation\t\t41%\t7%\n"
+                        "Free Space Fragmentation\t70%\t28%\n"
+                        "Performance\t\t\t47%\t86%\n"
+                        "No statistics data available for E: drive.\n"),
+              computer_.Run({GetParam(), L"C:", L"d:\\", L"E:", L"/c", L"SRV1"}));
+    EXPECT_EQ(BannerAnd("Remote Computer:   \\\\SRV1\n" + PointOfC("C:")),
+              computer_.Run({GetParam(), L"C:", L"\\\\SRV1"}));
+    EXPECT_EQ(std::vector<std::string>(), here.Log());
 }
 
-TEST_F(StatisticsCommand, ShowsTheNewestOfflinePass)
+TEST_P(RemoteStatistics, AreNotToBeHadOfAComputerThatIsOff)
 {
-    AddVolume(7, L"D:\\Mounts\\Archive");
-    database.Execute(L"INSERT INTO StatsDefragOffline VALUES (7, 46090.5, 22, 14, 109, 66, 2480, 312)");
-    database.Execute(L"INSERT INTO StatsDefragOffline VALUES (7, 46089.5, 1, 2, 3, 4, 5, 6)");
-    EXPECT_EQ(BannerAnd("\nLocal Computer                   :   " + Narrow(ComputerName()) +
-                        "\n"
-                        "\n"
-                        "Drive                            :   D:\\Mounts\\Archive\n"
-                        "Date                             :   " +
-                        NoonText() +
-                        "\n"
-                        "MFT Excess Fragments Before      :   22\n"
-                        "MFT Excess Fragments After       :   14\n"
-                        "Metadata Excess Fragments Before :   109\n"
-                        "Metadata Excess Fragments After  :   66\n"
-                        "Directory Fragments Before       :   2480\n"
-                        "Directory Fragments After        :   312\n"
-                        "\n"),
-              RunTool({L"/stf", L"D:\\Mounts\\Archive"}));
+    EXPECT_EQ(
+        BannerAnd("Could not connect to computer 'SRV2'.  Verify the name is correct and the machine is turned on.\n",
+                  0x800706BA),
+        computer_.Run({GetParam(), L"C:", L"/c", L"SRV2"}));
 }
 
-TEST_F(StatisticsCommand, FindsADriveInAnyCaseAndShowsItAsTyped)
+INSTANTIATE_TEST_SUITE_P(Commands, RemoteStatistics, testing::Values(L"/sta", L"/sto", L"/stf"),
+                         [](const auto& test) { return Narrow(test.param).substr(1); });
+
+TEST_F(Statistics, FollowTheWaitOfARemoteAnalysis)
 {
-    AddVolume(1, L"c:");
-    AddAnalysis(1);
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("c:")), RunTool({L"/sta", L"c:"}));
+    const EngineProcess there(computer_, L"SRV1");
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
+                        "Analyze completed.\n"
+                        "Remote Computer:   SRV1\n" +
+                        PointOfC("C:")),
+              computer_.Run({L"/an", L"C:", L"/w", L"/c", L"SRV1"}));
 }
 
-TEST_F(StatisticsCommand, TellsWhereThereAreNoStatistics)
+TEST_F(Statistics, EndWhenTheProxyCannotBeSecured)
 {
-    AddVolume(1, L"E:");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData("E:") + NoData("Q:")), RunTool({L"/sta", L"E:", L"Q:"}));
-    const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
-    EXPECT_EQ(BannerAnd(online + NoData("E:")), RunTool({L"/sto", L"E:"}));
-    const std::string offline = "\nLocal Computer                   :   " + Narrow(ComputerName()) + "\n";
-    EXPECT_EQ(BannerAnd(offline + NoData("E:")), RunTool({L"/stf", L"E:"}));
+    const SimulatedComputer insecure(std::string(kNetwork) + "[windows-fault]\nfunction = CoSetProxyBlanket\n"
+                                                             "error = 0x80070057\n");
+    insecure.AddFile(L"srv1.scenario", kServer1);
+    const EngineProcess there(insecure, L"SRV1");
+    EXPECT_EQ(BannerAnd("Remote Computer:   SRV1\n", 0x80070057), insecure.Run({L"/sta", L"C:", L"/c", L"SRV1"}));
 }
 
-TEST_F(StatisticsCommand, ShowsDrivesInTheirOrderAndGoesOnPastOneWithoutData)
+class LocalStatistics : public Statistics {
+protected:
+    LocalStatistics() { testing_support::RegisterProvider(); }
+
+    static std::string Computer(const char* label) { return "\n" + std::string(label) + Narrow(ComputerName()) + "\n"; }
+
+    testing_support::StatisticsDatabase database_;
+    RegistryValue connection_{HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString", database_.ProductString()};
+};
+
+TEST_F(LocalStatistics, AreNotAskedOfAnyEngine)
 {
-    AddVolume(1, L"C:");
-    AddVolume(2, L"D:");
-    AddAnalysis(1);
-    AddAnalysis(2);
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("D:") + NoData("E:") + AnalysisOf("C:")),
-              RunTool({L"/sta", L"D:", L"E:", L"C:"}));
+    const std::string noData = "No statistics data available for C: drive.\n";
+    EXPECT_EQ(BannerAnd(Computer("Local Computer            :   ") + noData), computer_.Run({L"/sta", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer                  :   ") + noData), computer_.Run({L"/sto", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer                   :   ") + noData), computer_.Run({L"/stf", L"C:"}));
 }
 
-// --- What goes wrong ---
-
-TEST_F(StatisticsCommand, StopsAtTheFirstDriveThatFails)
+TEST_F(LocalStatistics, FollowTheWaitOfAnAnalysis)
 {
-    AddVolume(1, L"C:");
-    AddVolume(2, L"D:");
-    AddVolume(3, L"E:");
-    AddAnalysis(1);
-    AddAnalysis(3);
-    // NULL is no number.
-    database.Execute(L"INSERT INTO StatsAnalyze (VolumeId, StatsDate) VALUES (2, 46090.5)");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:") + Failed("D:", kTypeMismatch), kTypeMismatch.code),
-              RunTool({L"/sta", L"C:", L"D:", L"E:"}));
-}
-
-TEST_F(StatisticsCommand, FailsAlsoForAValueThatIsNotShown)
-{
-    AddVolume(1, L"C:");
-    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (1, 46090.5, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, NULL, 14, "
-                     L"15)");
-    const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
-    EXPECT_EQ(BannerAnd(online + Failed("C:", kTypeMismatch), kTypeMismatch.code), RunTool({L"/sto", L"C:"}));
-}
-
-TEST_F(StatisticsCommand, FailsWithoutTheTable)
-{
-    database.Execute(L"DROP TABLE StatsAnalyze");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + Failed("C:", NoTable()), NoTable().code), RunTool({L"/sta", L"C:", L"D:"}));
-}
-
-TEST_F(StatisticsCommand, FailsWithoutTheDatabase)
-{
-    SetCoreValue(L"ConnectionString", database.MissingProductString());
-    EXPECT_EQ(BannerAnd(AnalysisHead() + Failed("C:", kUnspecified), kUnspecified.code), RunTool({L"/sta", L"C:"}));
-}
-
-TEST_F(StatisticsCommand, FailsWithoutAKnownProvider)
-{
-    const Outcome failed = BannerAnd(AnalysisHead() + Failed("C:", kNoConnection), kNoConnection.code);
-    for (const std::wstring& text : {L"ODBC:" + database.AdoString(), database.AdoString(), std::wstring(L"ADO"),
-                                     std::wstring(L":x"), std::wstring()}) {
-        SetCoreValue(L"ConnectionString", text);
-        EXPECT_EQ(failed, RunTool({L"/sta", L"C:"})) << Narrow(text);
-    }
-    values.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString");
-    EXPECT_EQ(failed, RunTool({L"/sta", L"C:"}));
-}
-
-TEST_F(StatisticsCommand, ComparesTheProviderWithoutCase)
-{
-    SetCoreValue(L"ConnectionString", L"ado:" + database.AdoString());
-    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData("C:")), RunTool({L"/sta", L"C:"}));
-}
-
-// --- Drive words are data ---
-
-TEST_F(StatisticsCommand, PassesWordsAsData)
-{
-    const std::wstring words[] = {
-        L"D:\\it's",
-        L"D:\\''",
-        L"D:\\a;b,c",
-        L"D:\\x'; DROP TABLE Volumes; --",
-        L"D:\\x' OR '1'='1",
-        L"D:\\/* half a comment",
-        L"D:\\-- a whole one",
-        L"D:\\100% sure, %s %d",
-        L"D:\\_%",
-        L"{a'b}",
-        L"D:\\%2%",
-        L"D:\\a\\b\\",
-    };
-    for (int number = 1; const std::wstring& word : words) {
-        AddVolume(number, word);
-        AddAnalysis(number);
-        ++number;
-    }
-    for (const std::wstring& word : words) {
-        EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf(Narrow(word))), RunTool({L"/sta", word})) << Narrow(word);
-    }
-    EXPECT_EQ(std::size(words), database.Query(L"SELECT * FROM Volumes").size());
-}
-
-TEST_F(StatisticsCommand, LetsNoWordMatchMoreThanItsOwnName)
-{
-    AddVolume(1, L"D:\\secret");
-    AddAnalysis(1);
-    for (const wchar_t* const word : {L"D:\\%", L"D:\\secret' OR '1'='1", L"D:\\x' UNION SELECT 1,2,3,4,5,6,7,8,9,10,11 --",
-                                      L"D:\\secret'--", L"D:\\______"}) {
-        EXPECT_EQ(BannerAnd(AnalysisHead() + NoData(Narrow(word))), RunTool({L"/sta", word})) << Narrow(word);
-    }
-}
-
-TEST_F(StatisticsCommand, RefusesAWordThatHoldsTheStatementsTag)
-{
-    for (const wchar_t* const word : {L"D:\\%1%", L"D:\\it's %1% OR 1=1", L"{%1%}"}) {
-        EXPECT_EQ(BannerAnd(AnalysisHead() + Failed(Narrow(word), kInvalidArgument), kInvalidArgument.code),
-                  RunTool({L"/sta", word}))
-            << Narrow(word);
-    }
-}
-
-TEST_F(StatisticsCommand, TakesAWordOfTenThousandCharacters)
-{
-    const std::wstring word = L"D:\\" + std::wstring(9'997, L'\'');
-    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData(Narrow(word))), RunTool({L"/sta", word}));
-}
-
-TEST_F(StatisticsCommand, LetsNoLetterBecomeAQuotationMark)
-{
-    AddVolume(1, L"D:\\secret");
-    AddAnalysis(1);
-    // The lower half of U+0127 is the apostrophe's code.
-    const Outcome outcome = RunTool({L"/sta", L"D:\\\U0001F600\u0127 OR \u0127a\u0127=\u0127a"});
-    EXPECT_THAT(outcome.output, testing::HasSubstr("No statistics data available for D:\\"));
-    EXPECT_EQ(0U, outcome.exitCode);
-}
-
-// --- Translation and trace ---
-
-TEST_F(StatisticsCommand, SpeaksTheUsersLanguage)
-{
-    AddVolume(1, L"C:");
-    AddAnalysis(1);
-    const testing_support::ScratchFolder folder;
-    std::filesystem::copy_file(ToolPath(), folder.PathOf(L"VLCmd.exe"));
-    folder.AddFile(L"German.tr", std::wstring(L"#VL_TRANSLATION_FILE\r\n"
-                                              L"188\t\"\"\t\"Dieser Rechner: %1\"\r\n"
-                                              L"1782\t\"\"\t\"Frei: %1 von allem\n\"\r\n"
-                                              L"281\t\"\"\t\"%1 Gigabyte\"\r\n"
-                                              L"1694\t\"\"\t\"Zerstückelung: \"\r\n"
-                                              L"189\t\"\"\t\"Nichts über %1.\"\r\n"));
-    constexpr std::uint32_t kGerman = 1031;
-    SetCoreValue(L"Language", kGerman);
-    std::string report = AnalysisOf("C:");
-    const auto replace = [&report](const std::string& from, const std::string& to) {
-        report.replace(report.find(from), from.size(), to);
-    };
-    replace("Free Space                :   6.01 GB\n", "Frei: 6.01 Gigabyte von allem\n");
-    replace("File Fragmentation        :   7.5%\n", InOutputPage(L"Zerstückelung: ") + "7.5%\n");
-    EXPECT_EQ(BannerAnd("\nDieser Rechner: " + Narrow(ComputerName()) + "\n" + report +
-                        InOutputPage(L"Nichts über D:.") + "\n"),
-              Process(folder.PathOf(L"VLCmd.exe"), {L"/sta", L"C:", L"D:"}).Wait());
-}
-
-// What stands in parentheses and after them in the records of a trace log: "vldb::CDbManager::Connect *** ENTER ***".
-std::vector<std::string> TracedOperations(const std::filesystem::path& path)
-{
-    std::vector<std::string> operations;
-    for (const std::string& line : ReadLog(path)) {
-        // UTF-16 of ASCII text, read byte by byte; the byte-order mark stands before the first record.
-        std::string ascii;
-        std::ranges::copy_if(line, std::back_inserter(ascii), [](char c) { return c >= ' ' && c <= '~'; });
-        const std::size_t open = ascii.find(" (");
-        const std::size_t close = ascii.find(") ", open);
-        if (open != std::string::npos && close != std::string::npos) {
-            operations.push_back(ascii.substr(open + 2, close - open - 2) + ascii.substr(close + 1));
-        }
-    }
-    return operations;
-}
-
-TEST_F(StatisticsCommand, TracesItsWorkOnTheDatabase)
-{
-    AddVolume(1, L"C:");
-    AddAnalysis(1);
-    const testing_support::ScratchFolder folder;
-    SetCoreValue(L"TraceFilePath", folder.Path());
-    SetCoreValue(L"TraceFunctionName", std::uint32_t{1});
-    SetCoreValue(L"TraceEntryExit", std::uint32_t{1});
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
-
-    const std::vector<std::string> operations = TracedOperations(folder.PathOf(L"Velundra_TraceLog.txt"));
-    const auto count = [&](const std::string& operation) { return std::ranges::count(operations, operation); };
-    const std::pair<const char*, int> once[] = {
-        {"vldb::CDbManager::CDbManager", 1},          {"vldb::CDbManager::Connect", 1},
-        {"vldb::CAdoDbConnection::CAdoDbConnection", 1}, {"vldb::CAdoDbConnection::GetCommand", 1},
-        {"vldb::CAdoDbConnection::ExecuteReader", 1}, {"vldb::CAdoDbReader::CAdoDbReader", 1},
-        {"vldb::CAdoDbReader::GetDouble", 11},        {"vldb::CAdoDbReader::Close", 1},
-        {"vldb::CAdoDbConnection::Close", 1},
-    };
-    for (const auto& [operation, times] : once) {
-        EXPECT_EQ(times, count(std::string(operation) + " *** ENTER ***")) << operation;
-        EXPECT_EQ(times, count(std::string(operation) + " *** LEAVE ***")) << operation;
-    }
-    EXPECT_EQ(1, count("vldb::CAdoDbReader::Read *** ENTER ***"));
-    EXPECT_EQ(0, count("vldb::CAdoDbReader::Read *** LEAVE ***"));
-    EXPECT_EQ(1, count("vldb::CAdoDbConnection::Close Call m_Connection->Close()"));
-    ASSERT_FALSE(operations.empty());
-    EXPECT_EQ("vldb::CDbManager::CDbManager *** ENTER ***", operations.front());
-}
-
-TEST_F(StatisticsCommand, TracesNothingUnlessItIsTold)
-{
-    const testing_support::ScratchFolder folder;
-    SetCoreValue(L"TraceFilePath", folder.Path());
-    SetCoreValue(L"TraceEntryExit", std::uint32_t{2});
-    EXPECT_EQ(0U, RunTool({L"/sta", L"C:"}).exitCode);
-    EXPECT_FALSE(std::filesystem::exists(folder.PathOf(L"Velundra_TraceLog.txt")));
-}
-
-// --- With the engine ---
-
-// A size as it is shown: in the largest unit that it exceeds, rounded up to two decimals.
-std::string SizeText(double size)
-{
-    constexpr const char* kUnits[] = {"B", "KB", "MB", "GB"};
-    std::size_t unit = 0;
-    for (; size > 1024 && unit + 1 < std::size(kUnits); ++unit) {
-        size /= 1024;
-    }
-    char text[64];
-    std::snprintf(text, sizeof text, "%.2f", std::ceil(size * 100) / 100);
-    std::string number = text;
-    number.erase(number.find_last_not_of('0') + 1);
-    if (number.ends_with('.')) {
-        number.pop_back();
-    }
-    return number + ' ' + kUnits[unit];
-}
-
-std::string PercentText(double percent)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%.1f%%", percent);
-    return text;
-}
-
-// The newest row of a table for a volume, as doubles and behind the volume's number.
-std::vector<double> NewestRow(StatisticsDatabase& database, const std::wstring& table, const std::wstring& volume)
-{
-    const auto rows = database.Query(L"SELECT " + table + L".* FROM " + table + L" INNER JOIN Volumes ON " + table +
-                                     L".VolumeId = Volumes.VolumeId WHERE VolumeName = '" + volume +
-                                     L"' ORDER BY StatsDate DESC");
-    std::vector<double> figures;
-    for (std::size_t column = 1; !rows.empty() && column < rows[0].size(); ++column) {
-        const sim::odbc::Value& value = rows[0][column];
-        const std::int64_t* const number = std::get_if<std::int64_t>(&value);
-        figures.push_back(number != nullptr ? static_cast<double>(*number) : std::get<double>(value));
-    }
-    return figures;
-}
-
-std::string DateText(double date)
-{
-    SYSTEMTIME time{};
-    VariantTimeToSystemTime(date, &time);
-    return DateText(time);
-}
-
-double Now()
-{
-    SYSTEMTIME time{};
-    double date = 0;
-    GetLocalTime(&time);
-    SystemTimeToVariantTime(&time, &date);
-    return date;
-}
-
-constexpr double kSecond = 1.0 / 86400;
-
-// Work on the drive takes less than the time between two looks of the tool.
-constexpr char kQuickDrive[] = "[engine]\n"
-                               "analyze-seconds = 3\n"
-                               "defragment-seconds = 3\n"
-                               "offline-seconds = 3\n"
-                               "[drive C:\\]\n";
-
-TEST_F(StatisticsCommand, ShowsFreshFiguresAfterAnAnalysisThatIsWaitedFor)
-{
-    AddVolume(1, L"C:");
-    AddAnalysis(1);
-    const EngineProcess engine(kQuickDrive);
-    const double before = Now();
-    const Outcome outcome = RunTool({L"/an", L"C:", L"/w"});
-    const double after = Now();
-    const std::vector<double> row = NewestRow(database, L"StatsAnalyze", L"C:");
-    ASSERT_EQ(11U, row.size());
-    EXPECT_GE(row[0], before - kSecond);
-    EXPECT_LE(row[0], after + kSecond);
-    const auto number = [&row](std::size_t column) { return std::to_string(static_cast<long long>(row[column])); };
+    const EngineProcess here(computer_);
     EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
                         "Analyze completed.\n" +
-                        AnalysisHead() +
-                        "\nDrive                     :   C:\n"
-                        "Date                      :   " +
-                        DateText(row[0]) +
-                        "\n"
-                        "Free Space                :   " +
-                        SizeText(row[1]) +
-                        "\n"
-                        "Total Files               :   " +
-                        number(2) +
-                        "\n"
-                        "Fragmented Files          :   " +
-                        number(3) +
-                        "\n"
-                        "Largest Free Space        :   " +
-                        SizeText(row[4]) +
-                        "\n"
-                        "Free Space Fragmentation  :   " +
-                        PercentText(row[5]) +
-                        "\n"
-                        "File Fragmentation        :   " +
-                        PercentText(row[6]) +
-                        "\n"
-                        "MFT Excess Fragments      :   " +
-                        number(7) +
-                        "\n"
-                        "Metadata Excess Fragments :   " +
-                        number(8) +
-                        "\n"
-                        "Directory Fragmentation   :   " +
-                        PercentText(row[9]) +
-                        "\n"
-                        "Drive Performance         :   " +
-                        PercentText(row[10]) + "\n\n"),
-              outcome);
-}
-
-TEST_F(StatisticsCommand, ShowsTheLastOptimisations)
-{
-    const EngineProcess engine(kQuickDrive);
-    EXPECT_EQ(0U, RunTool({L"/dol", L"C:", L"/w"}).exitCode);
-    const std::vector<double> online = NewestRow(database, L"StatsDefragOnline", L"C:");
-    ASSERT_EQ(16U, online.size());
-    const std::string onlineReport = RunTool({L"/sto", L"C:"}).output;
-    EXPECT_THAT(onlineReport,
-                testing::HasSubstr("Date                            :   " + DateText(online[0]) + "\r\n"));
-    EXPECT_THAT(onlineReport, testing::HasSubstr("File Fragmentation Before       :   " + PercentText(online[9]) +
-                                                 "\r\nFile Fragmentation After        :   " +
-                                                 PercentText(online[10]) + "\r\n"));
-
-    EXPECT_EQ(0U, RunTool({L"/of", L"C:", L"/d", L"/w"}).exitCode);
-    const std::vector<double> offline = NewestRow(database, L"StatsDefragOffline", L"C:\\");
-    ASSERT_EQ(7U, offline.size());
-    EXPECT_THAT(RunTool({L"/stf", L"C:\\"}).output,
-                testing::HasSubstr("Date                             :   " + DateText(offline[0]) + "\r\n"));
-}
-
-TEST_F(StatisticsCommand, IsNotHarmedByADatabaseThatTheEngineCannotWrite)
-{
-    database.Execute(L"DROP TABLE StatsAnalyze");
-    const EngineProcess engine(kQuickDrive);
-    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
-                        "Analyze completed.\n" +
-                            AnalysisHead() + Failed("C:", NoTable()),
-                        NoTable().code),
-              RunTool({L"/an", L"C:", L"/w"}));
-    EXPECT_THAT(engine.Log(), testing::Contains(testing::StartsWith("statistics of \"C:\\\" not recorded: \"")));
-    EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), RunTool({L"/st"}));
-}
-
-TEST_F(StatisticsCommand, ReadsNoDatabaseWhereAComputerIsNamed)
-{
-    SetCoreValue(L"ConnectionString", database.MissingProductString());
-    const EngineProcess engine("[drive C:\\]\n");
-    for (const wchar_t* const command : {L"/sta", L"/sto", L"/stf"}) {
-        const Outcome outcome = RunTool({command, L"C:\\", L"/c", ComputerName()});
-        EXPECT_THAT(outcome.output, testing::StartsWith(Redirected(
-                                        "Velundra 14.0\nRemote Computer:   " + Narrow(ComputerName()) + "\n")));
-        EXPECT_THAT(outcome.output, testing::Not(testing::HasSubstr("Failed to output statistics")));
-    }
-    EXPECT_EQ(3U, engine.CallsOf("GetStatistics").size());
+                        Computer("Local Computer            :   ") + "No statistics data available for C: drive.\n"),
+              computer_.Run({L"/an", L"C:", L"/w"}));
 }
 
 } // namespace

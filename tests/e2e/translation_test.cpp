@@ -308,7 +308,7 @@ TEST_F(Translation, EndsAtANulAndBeforeAnOddByte)
 TEST_F(Translation, MayBeHuge)
 {
     // Twenty megabytes, of which the last entry counts.
-    constexpr std::size_t kCharacters = 10 * 1024 * 1024;
+    constexpr std::size_t kCharacters = std::size_t{10} * 1024 * 1024;
     std::wstring text = kHeader;
     text.reserve(kCharacters + 256);
     for (int number = 100000; text.size() < kCharacters; ++number) {

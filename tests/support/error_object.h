@@ -1,6 +1,6 @@
 #pragma once
 
-#include "win/windows_api.h"
+#include "support/com_object.h"
 
 #include <atomic>
 #include <optional>
@@ -9,13 +9,9 @@
 
 namespace testing_support {
 
-// COM interfaces have no virtual destructor by design: an object ends in its own Release.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 // An error object with a description, or one whose description cannot be had. Its description comes from the test
 // program, so that a resource census sees it, which one of CreateErrorInfo's object would escape.
-class ErrorObject final : public IErrorInfo {
+class ErrorObject final : public ComObject<IErrorInfo> {
 public:
     // Gives the calling thread an error object, as a method that fails does; null stands for no description.
     static void SetForThread(std::optional<std::wstring> description)
@@ -28,31 +24,6 @@ public:
 
     // How many of them somebody still holds.
     [[nodiscard]] static int Live() { return live; }
-
-    ErrorObject(const ErrorObject&) = delete;
-    ErrorObject(ErrorObject&&) = delete;
-    ErrorObject& operator=(const ErrorObject&) = delete;
-    ErrorObject& operator=(ErrorObject&&) = delete;
-
-    HRESULT WINAPI QueryInterface(REFIID interfaceId, void** object) override
-    {
-        if (interfaceId != IID_IUnknown && interfaceId != IID_IErrorInfo) {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        *object = this;
-        AddRef();
-        return S_OK;
-    }
-    ULONG WINAPI AddRef() override { return ++references_; }
-    ULONG WINAPI Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
 
     HRESULT WINAPI GetDescription(BSTR* description) override
     {
@@ -67,14 +38,11 @@ public:
 
 private:
     explicit ErrorObject(std::optional<std::wstring> description) : description_(std::move(description)) { ++live; }
-    ~ErrorObject() { --live; }
+    ~ErrorObject() override { --live; }
 
     static inline std::atomic<int> live = 0;
 
     const std::optional<std::wstring> description_;
-    std::atomic<ULONG> references_ = 1;
 };
-
-#pragma GCC diagnostic pop
 
 } // namespace testing_support

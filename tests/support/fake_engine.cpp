@@ -130,6 +130,7 @@ public:
 
     class Drive;
     class Schedule;
+    class Statistics;
     class Agent;
     class Service;
 };
@@ -181,6 +182,42 @@ public:
     {
         return Enter(engine_, L"schedule", L"RunByName", Text(scheduleName));
     }
+};
+
+class FakeEngine::Objects::Statistics final : public Object<sim::StatisticsSlots> {
+public:
+    Statistics(FakeEngine& engine, std::map<std::wstring, double> values) : Object(engine), values_(std::move(values))
+    {}
+
+    HRESULT WINAPI GetInteger(BSTR path, BSTR valueName, LONG* value) override
+    {
+        double number = 0;
+        const HRESULT result = Look(L"GetInteger", path, valueName, number);
+        *value = static_cast<LONG>(number);
+        return result;
+    }
+    HRESULT WINAPI GetDouble(BSTR path, BSTR valueName, double* value) override
+    {
+        return Look(L"GetDouble", path, valueName, *value);
+    }
+
+private:
+    HRESULT Look(const wchar_t* method, BSTR path, BSTR valueName, double& value)
+    {
+        value = 0;
+        const HRESULT result = Enter(engine_, L"statistics", method, Text(path) + L", " + Text(valueName));
+        if (FAILED(result)) {
+            return result;
+        }
+        const auto found = values_.find(Text(path) + L' ' + Text(valueName));
+        if (found == values_.end()) {
+            return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
+        }
+        value = found->second;
+        return S_OK;
+    }
+
+    const std::map<std::wstring, double> values_;
 };
 
 class FakeEngine::Objects::Agent final : public Object<sim::AgentSlots> {
@@ -254,12 +291,16 @@ public:
             Enter(engine_, L"agent", L"GetFileNameById", Text(volume) + L", " + std::to_wstring(fileId));
         return FAILED(result) ? result : HandOut(engine_, L"GetFileNameById", engine_.fileName, name);
     }
-    HRESULT WINAPI GetStatistics(BSTR driveName, DATE /*cutOff*/, LONG pointCount, IVLStatistics** statistics) override
+    HRESULT WINAPI GetStatistics(BSTR driveName, DATE cutOff, LONG pointCount, IVLStatistics** statistics) override
     {
         *statistics = nullptr;
         const HRESULT result =
             Enter(engine_, L"agent", L"GetStatistics", Text(driveName) + L", " + std::to_wstring(pointCount));
-        return FAILED(result) ? result : E_NOTIMPL;
+        engine_.cutOffs.push_back(cutOff);
+        if (SUCCEEDED(result) && !engine_.HandsOutNull(L"GetStatistics")) {
+            *statistics = new Statistics(engine_, engine_.figures[Text(driveName)]);
+        }
+        return result;
     }
     HRESULT WINAPI ZeroFreeSpace(IVLDrive* drive, LONG reserved) override
     {

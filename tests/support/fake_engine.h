@@ -67,6 +67,11 @@ public:
     std::wstring driveList;
     bool hasDriveList = false;
     std::wstring fileName = L"C:\\data\\report.doc"; // what GetFileNameById answers
+    // What the statistics object of a drive holds, by path and name: "/ NumStatPoints", "/Fragmented/1 Before". A value
+    // that is not held is a failure of its own, ERROR_FILE_NOT_FOUND.
+    std::map<std::wstring, std::map<std::wstring, double>> figures;
+    // Up to when points were asked for, by each GetStatistics.
+    std::vector<DATE> cutOffs;
     // Called before each method does its work, with the call's text.
     std::function<void(const std::wstring& call)> onCall;
 

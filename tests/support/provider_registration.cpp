@@ -14,9 +14,8 @@ void RegisterProvider()
     const std::wstring program = sim::ModulePath(nullptr);
     const std::wstring library = program.substr(0, program.rfind(L'\\') + 1) + L"VLAdo.dll";
     std::wstring registered;
-    static_cast<void>(
-        sim::ReadRegistryText(L"Software\\Classes\\CLSID\\{00000514-0000-0010-8000-00AA006D2EA4}\\InprocServer32",
-                              nullptr, registered));
+    static_cast<void>(sim::ReadRegistryText(
+        L"Software\\Classes\\CLSID\\{00000514-0000-0010-8000-00AA006D2EA4}\\InprocServer32", nullptr, registered));
     if (registered == library) {
         return;
     }

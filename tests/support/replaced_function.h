@@ -29,28 +29,61 @@ struct FunctionName {
     consteval FunctionName(const char (&literal)[Length]) { std::copy_n(literal, Length, text); }
 };
 
+// The function that stands in the import table: what the program calls, in the replaced function's own calling
+// convention. Answer is where the call goes on to.
+template <auto Answer, typename Signature>
+struct Entrance;
+
+template <auto Answer, typename Result, typename... Arguments>
+struct Entrance<Answer, Result(Arguments...)> {
+    static Result Call(Arguments... arguments) { return Answer(arguments...); }
+};
+
+// A signature without its calling convention, in the parts that Replacement wants.
+template <typename Signature>
+struct Parts;
+
+template <typename Result, typename... Arguments>
+struct Parts<Result(Arguments...)> {
+    using Plain = Result(Arguments...);
+};
+
+#ifdef _X86_
+// Only 32-bit Windows has a calling convention of its own.
+template <auto Answer, typename Result, typename... Arguments>
+struct Entrance<Answer, Result WINAPI(Arguments...)> {
+    static Result WINAPI Call(Arguments... arguments) { return Answer(arguments...); }
+};
+
+template <typename Result, typename... Arguments>
+struct Parts<Result WINAPI(Arguments...)> {
+    using Plain = Result(Arguments...);
+};
+#endif
+
 // Replaces a Windows function in the test program's import table for as long as the object lives:
 //
 //     Replaced<"GetSystemMetrics", decltype(::GetSystemMetrics)> metrics([](int) { return 1; });
 //
 // Replacements of one function stack; each can call what it replaced through Original. Calls are counted. Allocations
 // of a replacement neither count nor fail where a test makes memory fail.
-template <FunctionName Name, typename Signature>
+template <FunctionName Name, typename Signature, typename Plain = typename Parts<Signature>::Plain>
 class Replaced;
 
-template <FunctionName Name, typename Result, typename... Arguments>
-class Replaced<Name, Result(Arguments...)> {
+template <FunctionName Name, typename Signature, typename Result, typename... Arguments>
+class Replaced<Name, Signature, Result(Arguments...)> {
 public:
     using Function = std::function<Result(Arguments...)>;
 
     explicit Replaced(Function function) : function_(std::move(function)), below_(top)
     {
         if (below_ == nullptr) {
-            void* const imported = PatchImport(Name.text, reinterpret_cast<void*>(&Call));
+            void* const imported =
+                PatchImport(Name.text, reinterpret_cast<void*>(&Entrance<&Replaced::OnCall, Signature>::Call));
             if (imported == nullptr) {
                 FailMissingImport(Name.text);
             }
-            real = reinterpret_cast<Result (*)(Arguments...)>(imported);
+            real = reinterpret_cast<Signature*>(imported);
         }
         top = this;
     }
@@ -85,10 +118,10 @@ private:
         return function_(arguments...);
     }
 
-    static Result WINAPI Call(Arguments... arguments) { return top.load()->Answer(arguments...); }
+    static Result OnCall(Arguments... arguments) { return top.load()->Answer(arguments...); }
 
     static inline std::atomic<Replaced*> top = nullptr;
-    static inline Result (*real)(Arguments...) = nullptr;
+    static inline Signature* real = nullptr;
 
     Function function_;
     Replaced* below_;

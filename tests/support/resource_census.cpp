@@ -3,6 +3,7 @@
 #include "support/replaced_function.h"
 #include "win/critical_section.h"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -70,6 +71,7 @@ private:
 class ResourceCensus::Counters {
 public:
     Ledger strings;
+    Ledger arrays;
     Ledger keys;
     Ledger handles;
     Ledger libraries;
@@ -83,6 +85,25 @@ private:
         strings.HandedOut(text);
         return text;
     }
+    void Freed(BSTR text)
+    {
+        if (text != nullptr && !strings.GivenBack(text)) {
+            ++doubleFrees;
+        }
+    }
+    // An array goes, and the strings in it.
+    void Destroyed(SAFEARRAY* array)
+    {
+        if (array == nullptr) {
+            return;
+        }
+        arrays.GivenBack(array);
+        if ((array->fFeatures & FADF_BSTR) != 0 && array->cDims == 1) {
+            const BSTR* const texts = static_cast<const BSTR*>(array->pvData);
+            std::for_each(texts, texts + array->rgsabound[0].cElements, [this](BSTR text) { Freed(text); });
+        }
+    }
+    static BSTR TextOf(const VARIANT& value) { return value.vt == VT_BSTR ? value.bstrVal : nullptr; }
     HANDLE Count(HANDLE handle)
     {
         handles.HandedOut(handle);
@@ -94,11 +115,37 @@ private:
     Watched<"SysAllocStringLen", decltype(::SysAllocStringLen)> allocStringLen_{
         [this](const OLECHAR* text, UINT length) { return Count(allocStringLen_.Original(text, length)); }};
     Watched<"SysFreeString", decltype(::SysFreeString)> freeString_{[this](BSTR text) {
-        if (text != nullptr && !strings.GivenBack(text)) {
-            ++doubleFrees;
-        }
+        Freed(text);
         freeString_.Original(text);
     }};
+    // What Automation allocates and frees for itself in a VARIANT or an array passes the import table by.
+    Watched<"VariantClear", decltype(::VariantClear)> clearVariant_{[this](VARIANT* value) {
+        Freed(TextOf(*value));
+        if ((value->vt & VT_ARRAY) != 0) {
+            Destroyed(value->parray);
+        }
+        return clearVariant_.Original(value);
+    }};
+    Watched<"SafeArrayCreateVector", decltype(::SafeArrayCreateVector)> createArray_{
+        [this](VARTYPE type, LONG first, ULONG count) {
+            SAFEARRAY* const array = createArray_.Original(type, first, count);
+            arrays.HandedOut(array);
+            return array;
+        }};
+    Watched<"SafeArrayDestroy", decltype(::SafeArrayDestroy)> destroyArray_{[this](SAFEARRAY* array) {
+        Destroyed(array);
+        return destroyArray_.Original(array);
+    }};
+    Watched<"VariantChangeType", decltype(::VariantChangeType)> changeVariant_{
+        [this](VARIANT* changed, auto* value, USHORT flags, VARTYPE type) {
+            const BSTR before = TextOf(*changed);
+            const HRESULT result = changeVariant_.Original(changed, value, flags, type);
+            if (const BSTR after = TextOf(*changed); after != before) {
+                Freed(before);
+                Count(after);
+            }
+            return result;
+        }};
 
     Watched<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> openKey_{
         [this](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
@@ -122,6 +169,12 @@ private:
         [this](LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL signalled, LPCWSTR name) {
             return Count(createEvent_.Original(security, manual, signalled, name));
         }};
+    Watched<"CreateMutexW", decltype(::CreateMutexW)> createMutex_{
+        [this](LPSECURITY_ATTRIBUTES security, BOOL owned, LPCWSTR name) {
+            return Count(createMutex_.Original(security, owned, name));
+        }};
+    Watched<"OpenMutexW", decltype(::OpenMutexW)> openMutex_{
+        [this](DWORD access, BOOL inherit, LPCWSTR name) { return Count(openMutex_.Original(access, inherit, name)); }};
     Watched<"CreateThread", decltype(::CreateThread)> createThread_{
         [this](LPSECURITY_ATTRIBUTES security, SIZE_T stack, LPTHREAD_START_ROUTINE routine, LPVOID parameter,
                DWORD flags,
@@ -179,6 +232,7 @@ std::string ResourceCensus::Imbalance() const
     const std::pair<const char*, long long> counts[] = {
         {"BSTRs not freed", static_cast<long long>(counters_->strings.Count())},
         {"BSTRs freed that were not allocated", counters_->doubleFrees},
+        {"arrays not destroyed", static_cast<long long>(counters_->arrays.Count())},
         {"registry keys open", static_cast<long long>(counters_->keys.Count())},
         {"handles open", static_cast<long long>(counters_->handles.Count())},
         {"libraries loaded", static_cast<long long>(counters_->libraries.Count())},

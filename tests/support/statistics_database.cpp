@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace testing_support {
@@ -49,9 +50,9 @@ void Check(const sim::odbc::Result& result, std::wstring_view what)
 } // namespace
 
 StatisticsDatabase::StatisticsDatabase()
-    : adoString_(L"Provider=MSDASQL;" +
-                 (IsPostgres() ? PostgresWords()
-                               : L"Driver={SQLite3};NoCreat=1;Timeout=5000;Database=" + folder_.PathOf(L"statistics.db")))
+    : adoString_(L"Provider=MSDASQL;" + (IsPostgres() ? PostgresWords()
+                                                      : L"Driver={SQLite3};NoCreat=1;Timeout=5000;Database=" +
+                                                            folder_.PathOf(L"statistics.db")))
 {
     if (!IsPostgres()) {
         // An empty file is an empty database.
@@ -85,6 +86,23 @@ void StatisticsDatabase::Execute(std::wstring_view statement)
     Check(running.Execute(connection_, statement), statement);
 }
 
+// One by one and without the comments, as SQLite's driver wants it.
+void StatisticsDatabase::ExecuteAll(std::string_view script)
+{
+    std::wstring text;
+    std::wistringstream lines(sim::FromUtf8(script).value());
+    for (std::wstring line; std::getline(lines, line);) {
+        if (!line.starts_with(L"--")) {
+            text += line + L'\n';
+        }
+    }
+    constexpr std::wstring_view kEnd = L";\n";
+    for (std::size_t begin = 0, end = text.find(kEnd); end != std::wstring::npos; end = text.find(kEnd, begin)) {
+        Execute(std::wstring_view(text).substr(begin, end - begin));
+        begin = end + kEnd.size();
+    }
+}
+
 std::vector<std::vector<sim::odbc::Value>> StatisticsDatabase::Query(std::wstring_view query)
 {
     sim::odbc::Statement running;
@@ -101,18 +119,11 @@ std::vector<std::vector<sim::odbc::Value>> StatisticsDatabase::Query(std::wstrin
     }
 }
 
-// Runs the schema statement by statement and without its opening comment, as SQLite's driver wants it.
 void StatisticsDatabase::MakeTables()
 {
     const std::wstring program = sim::ModulePath(nullptr);
     const std::filesystem::path folder = std::filesystem::path(program).parent_path();
-    const std::wstring schema = sim::FromUtf8(ReadWhole(folder / L"statistics-schema.sql")).value();
-    constexpr std::wstring_view kEnd = L";\n";
-    std::size_t begin = schema.find(L"CREATE TABLE");
-    for (std::size_t end = schema.find(kEnd); end != std::wstring::npos; end = schema.find(kEnd, begin)) {
-        Execute(std::wstring_view(schema).substr(begin, end - begin));
-        begin = end + kEnd.size();
-    }
+    ExecuteAll(ReadWhole(folder / L"statistics-schema.sql"));
 }
 
 } // namespace testing_support

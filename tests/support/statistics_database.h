@@ -36,6 +36,9 @@ public:
     // Runs a statement; the test fails where the database refuses it.
     void Execute(std::wstring_view statement);
 
+    // Runs the statements of a script in UTF-8, each of which ends with a semicolon at the end of a line.
+    void ExecuteAll(std::string_view script);
+
     // All rows of a query.
     [[nodiscard]] std::vector<std::vector<sim::odbc::Value>> Query(std::wstring_view query);
 

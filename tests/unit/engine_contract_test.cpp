@@ -31,7 +31,7 @@ HRESULT WINAPI TellSlot()
 }
 
 template <std::size_t... Numbers>
-constexpr std::array<Slot, sizeof...(Numbers)> MakeSlots(std::index_sequence<Numbers...>)
+constexpr std::array<Slot, sizeof...(Numbers)> MakeSlots(std::index_sequence<Numbers...> /*numbers*/)
 {
     return {&TellSlot<Numbers>...};
 }

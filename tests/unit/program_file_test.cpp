@@ -146,7 +146,7 @@ TEST_F(ProgramFile, CarriesNoSymbols)
 class ProgramResources : public ::testing::Test {
 protected:
     // The bytes of a resource; empty when there is none.
-    std::string_view Resource(WORD name, WORD type) const
+    [[nodiscard]] std::string_view Resource(WORD name, WORD type) const
     {
         const HRSRC found = FindResourceW(module_.Get(), MAKEINTRESOURCEW(name), MAKEINTRESOURCEW(type));
         const HGLOBAL loaded = found == nullptr ? nullptr : LoadResource(module_.Get(), found);

@@ -93,7 +93,7 @@ TEST_F(ReadingADword, GivesTheErrorOfAMissingValue)
 TEST_F(ReadingADword, FindsAValueOfAnotherTypeInvalid)
 {
     const std::vector<BYTE> four = {'1', 0, 0, 0};
-    for (const DWORD type :
+    for (const unsigned type :
          {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_MULTI_SZ, REG_QWORD}) {
         EXPECT_EQ(13, Read(type, four)) << type;
     }

@@ -215,8 +215,10 @@ TEST_F(FindingAText, IsSafeWhileAnotherThreadLoads)
     Translator translator;
     std::atomic<bool> done = false;
     std::atomic<int> strange = 0;
+    constexpr int kReaders = 4;
     std::vector<std::thread> readers;
-    for (int i = 0; i < 4; ++i) {
+    readers.reserve(kReaders);
+    for (int i = 0; i < kReaders; ++i) {
         readers.emplace_back([&] {
             while (!done) {
                 const std::wstring text = translator.Find(5, "english");

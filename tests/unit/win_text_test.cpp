@@ -124,4 +124,30 @@ TEST(Pieces, AreVisitedUntilTheVisitorHasEnough)
     EXPECT_EQ((std::vector<std::wstring>{L"a", L"b"}), Pieces(L"a|b|c|d", 2));
 }
 
+TEST(UpperCase, ChangesEveryLetterThatHasOne)
+{
+    EXPECT_EQ(L"", win::UpperCase(L""));
+    EXPECT_EQ(L"VLCMD_1.EXE", win::UpperCase(L"VLCmd_1.exe"));
+    EXPECT_EQ(L"\u00C4\u0416", win::UpperCase(L"\u00E4\u0436"));
+    EXPECT_EQ(std::wstring(L"A\0B", 3), win::UpperCase({L"a\0b", 3}));
+}
+
+TEST(BaseName, IsTheFilesNameWithoutFolderAndExtension)
+{
+    const std::pair<const wchar_t*, const wchar_t*> paths[] = {
+        {L"", L""},
+        {L"name", L"name"},
+        {L"name.cpp", L"name"},
+        {L"a.b.cpp", L"a.b"},
+        {L"C:\\folder\\name.cpp", L"name"},
+        {L"C:\\my.folder\\name", L"name"},
+        {L"folder\\", L""},
+        {L".cpp", L""},
+        {L"folder/name.cpp", L"folder/name"},
+    };
+    for (const auto& [path, name] : paths) {
+        EXPECT_EQ(name, win::BaseName(path)) << ::testing::PrintToString(std::wstring(path));
+    }
+}
+
 } // namespace

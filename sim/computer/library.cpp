@@ -1,0 +1,54 @@
+// The library that makes the program which loads it see the computer of a scenario. The launcher loads it before the
+// program's entry point runs.
+
+#include "computer/replacements.h"
+#include "computer/shown_registry.h"
+#include "computer/simulated_computer.h"
+#include "import_table.h"
+#include "scenario.h"
+#include "settings.h"
+
+#include <utility>
+#include <variant>
+
+namespace {
+
+using namespace sim;
+
+// Reads the scenario and puts the replacements into the program's import table; functions that the program does not
+// import are none of its business. False where the scenario cannot be had, which the launcher has found before.
+bool ShowComputer(HMODULE library)
+{
+    std::wstring path;
+    if (FindScenario(library, path) != ERROR_SUCCESS) {
+        return false;
+    }
+    std::variant<Scenario, ScenarioError> scenario = LoadScenario(path);
+    if (std::holds_alternative<ScenarioError>(scenario)) {
+        return false;
+    }
+    SetComputer(std::move(std::get<Scenario>(scenario).computer));
+    if (ShowRegistry(Computer().Setup()) != ERROR_SUCCESS) {
+        return false;
+    }
+    const HMODULE program = GetModuleHandleW(nullptr);
+    for (const auto replacements :
+         {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements, &VolumeReplacements,
+          &DeviceReplacements, &RegistryReplacements, &PolicyReplacements}) {
+        for (const Replacement& replacement : replacements()) {
+            PatchImport(program, replacement.function, replacement.replacement);
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void* /*reserved*/)
+{
+    if (reason != DLL_PROCESS_ATTACH) {
+        return TRUE;
+    }
+    DisableThreadLibraryCalls(library);
+    return ShowComputer(library) ? TRUE : FALSE;
+}

@@ -1,0 +1,41 @@
+#include "win/security.h"
+
+#include <sddl.h>
+
+namespace win {
+
+namespace {
+
+// No list of rights at all: nothing is checked.
+constexpr wchar_t kNoAccessControl[] = L"D:NO_ACCESS_CONTROL";
+// The same as a list.
+constexpr wchar_t kAllRightsForEveryone[] = L"D:(A;;GA;;;WD)";
+
+DWORD Convert(const wchar_t* text, LocalBlock& descriptor) noexcept
+{
+    return ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, descriptor.Put(), nullptr) !=
+                   FALSE
+               ? ERROR_SUCCESS
+               : GetLastError();
+}
+
+// Whether the descriptor has a list of rights with nothing in it, by which nobody has any.
+bool KeepsEveryoneOut(const LocalBlock& descriptor) noexcept
+{
+    BOOL isPresent = FALSE;
+    BOOL isDefaulted = FALSE;
+    ACL* list = nullptr;
+    return GetSecurityDescriptorDacl(descriptor.Get(), &isPresent, &list, &isDefaulted) != FALSE &&
+           isPresent != FALSE && list != nullptr && list->AceCount == 0;
+}
+
+} // namespace
+
+DWORD MakeAccessByEveryone(LocalBlock& descriptor) noexcept
+{
+    const DWORD error = Convert(kNoAccessControl, descriptor);
+    // Wine passes over the word and makes of the text the very opposite of what it says.
+    return error == ERROR_SUCCESS && KeepsEveryoneOut(descriptor) ? Convert(kAllRightsForEveryone, descriptor) : error;
+}
+
+} // namespace win

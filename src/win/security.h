@@ -1,0 +1,10 @@
+#pragma once
+
+#include "win/owner.h"
+
+namespace win {
+
+// A security descriptor that gives everyone every access. Returns 0 or the Windows error; the descriptor is then null.
+[[nodiscard]] DWORD MakeAccessByEveryone(LocalBlock& descriptor) noexcept;
+
+} // namespace win
