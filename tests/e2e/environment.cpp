@@ -1,5 +1,6 @@
 #include "engine_process.h"
 #include "registry_value.h"
+#include "support/provider_registration.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,9 @@ class UntouchedComputer : public testing::Environment {
 public:
     void SetUp() override
     {
-        for (const wchar_t* const name : {L"Language", L"IncludeTransId", L"ConnectionString"}) {
+        for (const wchar_t* const name :
+             {L"ConnectionString", L"IncludeTransId", L"Language", L"TraceEntryExit", L"TraceFilePath",
+              L"TraceFunctionName", L"TraceLevel", L"TraceModuleList"}) {
             values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, name);
         }
         for (const wchar_t* const name :
@@ -28,6 +31,7 @@ public:
         if (RegisteredEngine() != L'"' + (ProgramFolder() / L"VLEngine.exe").wstring() + L'"') {
             ASSERT_EQ(0U, RunEngine(L"/regserver"));
         }
+        testing_support::RegisterProvider();
     }
 
     void TearDown() override { values_.Clear(); }

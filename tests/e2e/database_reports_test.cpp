@@ -1,0 +1,573 @@
+// The local statistics reports over ADO's classes and a real database; with the engine that fills it, where it says so.
+
+#include "engine_process.h"
+#include "expected.h"
+#include "registry_value.h"
+
+#include "support/statistics_database.h"
+#include "support/trace_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+using namespace e2e;
+using testing_support::StatisticsDatabase;
+
+// The whole 32 bits of an HRESULT as the tool prints them, and as its exit code.
+struct DatabaseError {
+    std::uint32_t code;
+    const char* text;
+};
+
+constexpr DatabaseError kUnspecified{0x80004005, "2147500037"};
+constexpr DatabaseError kNoTable{0x80040E37, "2147749431"};
+constexpr DatabaseError kTypeMismatch{0x80020005, "2147614725"};
+constexpr DatabaseError kInvalidArgument{0x80070057, "2147942487"};
+constexpr DatabaseError kNoConnection{0x80070429, "2147943465"};
+
+// Day and time as the system writes them.
+std::string DateText(const SYSTEMTIME& time)
+{
+    wchar_t date[100];
+    wchar_t clock[100];
+    GetDateFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, date, static_cast<int>(std::size(date)));
+    GetTimeFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, clock, static_cast<int>(std::size(clock)));
+    return InOutputPage(date) + ' ' + InOutputPage(clock);
+}
+
+// 9 March 2026, 12:00; in the database 46090.5.
+std::string NoonText()
+{
+    SYSTEMTIME noon{};
+    noon.wYear = 2026;
+    noon.wMonth = 3;
+    noon.wDay = 9;
+    noon.wHour = 12;
+    return DateText(noon);
+}
+
+std::string AnalysisHead()
+{
+    return "\nLocal Computer            :   " + Narrow(ComputerName()) + "\n";
+}
+
+std::string NoData(const std::string& drive)
+{
+    return "No statistics data available for " + drive + " drive.\n";
+}
+
+std::string Failed(const std::string& drive, const DatabaseError& error)
+{
+    return "Failed to output statistics for volume " + drive + ". Error: " + error.text + "\n";
+}
+
+class DatabaseReports : public testing::Test {
+protected:
+    void AddVolume(int number, const std::wstring& name)
+    {
+        std::wstring literal;
+        for (const wchar_t c : name) {
+            literal.append(c == L'\'' ? 2 : 1, c);
+        }
+        database.Execute(L"INSERT INTO Volumes VALUES (" + std::to_wstring(number) + L", '" + literal + L"')");
+    }
+
+    // The row of AnalysisOf, at noon on 9 March 2026.
+    void AddAnalysis(int volume)
+    {
+        database.Execute(L"INSERT INTO StatsAnalyze VALUES (" + std::to_wstring(volume) +
+                         L", 46090.5, 6442450945, 1523, 211, 1073741824, 28.5, 7.45, 0, 1000000, 0, 100)");
+    }
+
+    static std::string AnalysisOf(const std::string& drive)
+    {
+        return "\nDrive                     :   " + drive +
+               "\n"
+               "Date                      :   " +
+               NoonText() +
+               "\n"
+               "Free Space                :   6.01 GB\n"
+               "Total Files               :   1523\n"
+               "Fragmented Files          :   211\n"
+               "Largest Free Space        :   1024 MB\n"
+               "Free Space Fragmentation  :   28.5%\n"
+               "File Fragmentation        :   7.5%\n"
+               "MFT Excess Fragments      :   0\n"
+               "Metadata Excess Fragments :   1000000\n"
+               "Directory Fragmentation   :   0.0%\n"
+               "Drive Performance         :   100.0%\n"
+               "\n";
+    }
+
+    // The driver of SQLite tells every fault alike.
+    static DatabaseError NoTable() { return StatisticsDatabase::IsPostgres() ? kNoTable : kUnspecified; }
+
+    // A value of the core key for the rest of the test.
+    template <typename Data>
+    void SetCoreValue(const wchar_t* name, const Data& data)
+    {
+        values.Add(HKEY_LOCAL_MACHINE, kCoreKey, name, data);
+    }
+
+    void SetUp() override { SetCoreValue(L"ConnectionString", database.ProductString()); }
+
+    StatisticsDatabase database;
+    RegistryValues values;
+};
+
+// --- The reports ---
+
+TEST_F(DatabaseReports, ShowTheNewestAnalysis)
+{
+    AddVolume(1, L"C:");
+    database.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46090.4, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10)");
+    AddAnalysis(1);
+    database.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46000, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10)");
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/stat-analyze", L"C:"}));
+}
+
+TEST_F(DatabaseReports, ShowTheNewestOnlinePass)
+{
+    AddVolume(7, L"D:");
+    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (7, 46090.25, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, "
+                     L"15)");
+    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (7, 46090.5, 1099511627776, 88214, 19977, 0, 1048577, 1025, "
+                     L"62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
+    EXPECT_EQ(BannerAnd("\nLocal Computer                  :   " + Narrow(ComputerName()) +
+                        "\n"
+                        "\n"
+                        "Drive                           :   D:\n"
+                        "Date                            :   " +
+                        NoonText() +
+                        "\n"
+                        "Free Space                      :   1 TB\n"
+                        "Total Files                     :   88214\n"
+                        "Fragmented Files Before         :   19977\n"
+                        "Fragmented Files After          :   0\n"
+                        "Largest Free Space Before       :   1.01 MB\n"
+                        "Largest Free Space After        :   1.01 KB\n"
+                        "Free Space Fragmentation Before :   62.5%\n"
+                        "Free Space Fragmentation After  :   30.1%\n"
+                        "File Fragmentation Before       :   33.8%\n"
+                        "File Fragmentation After        :   5.6%\n"
+                        "MFT Excess Fragments            :   31\n"
+                        "Metadata Excess Fragments       :   88\n"
+                        "Drive Performance Before        :   55.0%\n"
+                        "Drive Performance After         :   100.0%\n"
+                        "\n"),
+              RunTool({L"/sto", L"D:"}));
+}
+
+TEST_F(DatabaseReports, ShowTheNewestOfflinePass)
+{
+    AddVolume(7, L"D:\\Mounts\\Archive");
+    database.Execute(L"INSERT INTO StatsDefragOffline VALUES (7, 46090.5, 22, 14, 109, 66, 2480, 312)");
+    database.Execute(L"INSERT INTO StatsDefragOffline VALUES (7, 46089.5, 1, 2, 3, 4, 5, 6)");
+    EXPECT_EQ(BannerAnd("\nLocal Computer                   :   " + Narrow(ComputerName()) +
+                        "\n"
+                        "\n"
+                        "Drive                            :   D:\\Mounts\\Archive\n"
+                        "Date                             :   " +
+                        NoonText() +
+                        "\n"
+                        "MFT Excess Fragments Before      :   22\n"
+                        "MFT Excess Fragments After       :   14\n"
+                        "Metadata Excess Fragments Before :   109\n"
+                        "Metadata Excess Fragments After  :   66\n"
+                        "Directory Fragments Before       :   2480\n"
+                        "Directory Fragments After        :   312\n"
+                        "\n"),
+              RunTool({L"/stf", L"D:\\Mounts\\Archive"}));
+}
+
+TEST_F(DatabaseReports, FindADriveInAnyCaseAndShowItAsTyped)
+{
+    AddVolume(1, L"c:");
+    AddAnalysis(1);
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("c:")), RunTool({L"/sta", L"c:"}));
+}
+
+TEST_F(DatabaseReports, TellWhereThereAreNoStatistics)
+{
+    AddVolume(1, L"E:");
+    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData("E:") + NoData("Q:")), RunTool({L"/sta", L"E:", L"Q:"}));
+    const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
+    EXPECT_EQ(BannerAnd(online + NoData("E:")), RunTool({L"/sto", L"E:"}));
+    const std::string offline = "\nLocal Computer                   :   " + Narrow(ComputerName()) + "\n";
+    EXPECT_EQ(BannerAnd(offline + NoData("E:")), RunTool({L"/stf", L"E:"}));
+}
+
+TEST_F(DatabaseReports, ShowDrivesInTheirOrderAndGoOnPastOneWithoutData)
+{
+    AddVolume(1, L"C:");
+    AddVolume(2, L"D:");
+    AddAnalysis(1);
+    AddAnalysis(2);
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("D:") + NoData("E:") + AnalysisOf("C:")),
+              RunTool({L"/sta", L"D:", L"E:", L"C:"}));
+}
+
+// --- What goes wrong ---
+
+TEST_F(DatabaseReports, StopAtTheFirstDriveThatFails)
+{
+    AddVolume(1, L"C:");
+    AddVolume(2, L"D:");
+    AddVolume(3, L"E:");
+    AddAnalysis(1);
+    AddAnalysis(3);
+    // NULL is no number.
+    database.Execute(L"INSERT INTO StatsAnalyze (VolumeId, StatsDate) VALUES (2, 46090.5)");
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:") + Failed("D:", kTypeMismatch), kTypeMismatch.code),
+              RunTool({L"/sta", L"C:", L"D:", L"E:"}));
+}
+
+TEST_F(DatabaseReports, FailAlsoForAValueThatIsNotShown)
+{
+    AddVolume(1, L"C:");
+    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (1, 46090.5, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, NULL, 14, "
+                     L"15)");
+    const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
+    EXPECT_EQ(BannerAnd(online + Failed("C:", kTypeMismatch), kTypeMismatch.code), RunTool({L"/sto", L"C:"}));
+}
+
+TEST_F(DatabaseReports, FailWithoutTheTable)
+{
+    database.Execute(L"DROP TABLE StatsAnalyze");
+    EXPECT_EQ(BannerAnd(AnalysisHead() + Failed("C:", NoTable()), NoTable().code), RunTool({L"/sta", L"C:", L"D:"}));
+}
+
+TEST_F(DatabaseReports, FailWithoutTheDatabase)
+{
+    SetCoreValue(L"ConnectionString", database.MissingProductString());
+    EXPECT_EQ(BannerAnd(AnalysisHead() + Failed("C:", kUnspecified), kUnspecified.code), RunTool({L"/sta", L"C:"}));
+}
+
+TEST_F(DatabaseReports, FailWithoutAKnownProvider)
+{
+    const Outcome failed = BannerAnd(AnalysisHead() + Failed("C:", kNoConnection), kNoConnection.code);
+    for (const std::wstring& text : {L"ODBC:" + database.AdoString(), database.AdoString(), std::wstring(L"ADO"),
+                                     std::wstring(L":x"), std::wstring()}) {
+        SetCoreValue(L"ConnectionString", text);
+        EXPECT_EQ(failed, RunTool({L"/sta", L"C:"})) << Narrow(text);
+    }
+    values.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString");
+    EXPECT_EQ(failed, RunTool({L"/sta", L"C:"}));
+}
+
+TEST_F(DatabaseReports, CompareTheProviderWithoutCase)
+{
+    SetCoreValue(L"ConnectionString", L"ado:" + database.AdoString());
+    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData("C:")), RunTool({L"/sta", L"C:"}));
+}
+
+// --- Drive words are data ---
+
+TEST_F(DatabaseReports, PassWordsAsData)
+{
+    const std::wstring words[] = {
+        L"D:\\it's",
+        L"D:\\''",
+        L"D:\\a;b,c",
+        L"D:\\x'; DROP TABLE Volumes; --",
+        L"D:\\x' OR '1'='1",
+        L"D:\\/* half a comment",
+        L"D:\\-- a whole one",
+        L"D:\\100% sure, %s %d",
+        L"D:\\_%",
+        L"{a'b}",
+        L"D:\\%2%",
+        L"D:\\a\\b\\",
+    };
+    for (int number = 1; const std::wstring& word : words) {
+        AddVolume(number, word);
+        AddAnalysis(number);
+        ++number;
+    }
+    for (const std::wstring& word : words) {
+        EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf(Narrow(word))), RunTool({L"/sta", word})) << Narrow(word);
+    }
+    EXPECT_EQ(std::size(words), database.Query(L"SELECT * FROM Volumes").size());
+}
+
+TEST_F(DatabaseReports, LetNoWordMatchMoreThanItsOwnName)
+{
+    AddVolume(1, L"D:\\secret");
+    AddAnalysis(1);
+    for (const wchar_t* const word : {L"D:\\%", L"D:\\secret' OR '1'='1", L"D:\\x' UNION SELECT 1,2,3,4,5,6,7,8,9,10,11 --",
+                                      L"D:\\secret'--", L"D:\\______"}) {
+        EXPECT_EQ(BannerAnd(AnalysisHead() + NoData(Narrow(word))), RunTool({L"/sta", word})) << Narrow(word);
+    }
+}
+
+TEST_F(DatabaseReports, RefuseAWordThatHoldsTheStatementsTag)
+{
+    for (const wchar_t* const word : {L"D:\\%1%", L"D:\\it's %1% OR 1=1", L"{%1%}"}) {
+        EXPECT_EQ(BannerAnd(AnalysisHead() + Failed(Narrow(word), kInvalidArgument), kInvalidArgument.code),
+                  RunTool({L"/sta", word}))
+            << Narrow(word);
+    }
+}
+
+TEST_F(DatabaseReports, TakeAWordOfTenThousandCharacters)
+{
+    const std::wstring word = L"D:\\" + std::wstring(9'997, L'\'');
+    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData(Narrow(word))), RunTool({L"/sta", word}));
+}
+
+TEST_F(DatabaseReports, LetNoLetterBecomeAQuotationMark)
+{
+    AddVolume(1, L"D:\\secret");
+    AddAnalysis(1);
+    // The lower half of U+0127 is the apostrophe's code.
+    const Outcome outcome = RunTool({L"/sta", L"D:\\\U0001F600\u0127 OR \u0127a\u0127=\u0127a"});
+    EXPECT_THAT(outcome.output, testing::HasSubstr("No statistics data available for D:\\"));
+    EXPECT_EQ(0U, outcome.exitCode);
+}
+
+// --- Translation and trace ---
+
+TEST_F(DatabaseReports, SpeakTheUsersLanguage)
+{
+    AddVolume(1, L"C:");
+    AddAnalysis(1);
+    const testing_support::ScratchFolder folder;
+    std::filesystem::copy_file(ToolPath(), folder.PathOf(L"VLCmd.exe"));
+    folder.AddFile(L"German.tr", std::wstring(L"#VL_TRANSLATION_FILE\r\n"
+                                              L"188\t\"\"\t\"Dieser Rechner: %1\"\r\n"
+                                              L"1782\t\"\"\t\"Frei: %1 von allem\\n\"\r\n"
+                                              L"281\t\"\"\t\"%1 Gigabyte\"\r\n"
+                                              L"1694\t\"\"\t\"Zerstückelung: \"\r\n"
+                                              L"189\t\"\"\t\"Nichts über %1.\"\r\n"));
+    constexpr std::uint32_t kGerman = 1031;
+    SetCoreValue(L"Language", kGerman);
+    std::string report = AnalysisOf("C:");
+    const auto replace = [&report](const std::string& from, const std::string& to) {
+        report.replace(report.find(from), from.size(), to);
+    };
+    replace("Free Space                :   6.01 GB\n", "Frei: 6.01 Gigabyte von allem\n");
+    replace("File Fragmentation        :   7.5%\n", InOutputPage(L"Zerstückelung: ") + "7.5%\n");
+    EXPECT_EQ(BannerAnd("\nDieser Rechner: " + Narrow(ComputerName()) + "\n" + report +
+                        InOutputPage(L"Nichts über D:.") + "\n"),
+              Process(folder.PathOf(L"VLCmd.exe"), {L"/sta", L"C:", L"D:"}).Wait());
+}
+
+// An operation with nothing else in it, as the trace log shows it.
+void AddOperation(std::vector<std::wstring>& records, const std::wstring& source, const std::wstring& function)
+{
+    for (const wchar_t* const text : {L"ENTER", L"LEAVE"}) {
+        records.push_back(source + L" (vldb::" + function + L") *** " + text + L" ***");
+    }
+}
+
+TEST_F(DatabaseReports, TraceTheirWorkOnTheDatabase)
+{
+    AddVolume(1, L"C:");
+    AddAnalysis(1);
+    const testing_support::ScratchFolder folder;
+    SetCoreValue(L"TraceFilePath", folder.Path());
+    SetCoreValue(L"TraceFunctionName", std::uint32_t{1});
+    SetCoreValue(L"TraceEntryExit", std::uint32_t{1});
+    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
+
+    const std::wstring manager = L"db_manager";
+    const std::wstring ado = L"ado_implement";
+    std::vector<std::wstring> records;
+    AddOperation(records, manager, L"CDbManager::CDbManager");
+    records.push_back(manager + L" (vldb::CDbManager::Connect) *** ENTER ***");
+    AddOperation(records, ado, L"CAdoDbConnection::CAdoDbConnection");
+    records.push_back(manager + L" (vldb::CDbManager::Connect) *** LEAVE ***");
+    AddOperation(records, ado, L"CAdoDbConnection::GetCommand");
+    records.push_back(ado + L" (vldb::CAdoDbConnection::ExecuteReader) *** ENTER ***");
+    AddOperation(records, ado, L"CAdoDbReader::CAdoDbReader");
+    records.push_back(ado + L" (vldb::CAdoDbConnection::ExecuteReader) *** LEAVE ***");
+    records.push_back(ado + L" (vldb::CAdoDbReader::Read) *** ENTER ***");
+    for (int column = 0; column < 11; ++column) {
+        AddOperation(records, ado, L"CAdoDbReader::GetDouble");
+    }
+    AddOperation(records, ado, L"CAdoDbReader::Close");
+    AddOperation(records, ado, L"CAdoDbReader::~CAdoDbReader");
+    records.push_back(ado + L" (vldb::CAdoDbConnection::Close) *** ENTER ***");
+    records.push_back(ado + L" (vldb::CAdoDbConnection::Close) Call m_Connection->Close()");
+    records.push_back(ado + L" (vldb::CAdoDbConnection::Close) *** LEAVE ***");
+    AddOperation(records, ado, L"CAdoDbConnection::~CAdoDbConnection");
+    AddOperation(records, manager, L"CDbManager::~CDbManager");
+    EXPECT_EQ(records, testing_support::SourcesAndTexts(
+                           testing_support::ReadTraceFile(folder.PathOf(testing_support::kTraceFile))));
+}
+
+// --- With the engine ---
+
+// A size as it is shown: in the largest unit that it exceeds, rounded up to two decimals.
+std::string SizeText(double size)
+{
+    constexpr const char* kUnits[] = {"B", "KB", "MB", "GB"};
+    std::size_t unit = 0;
+    for (; size > 1024 && unit + 1 < std::size(kUnits); ++unit) {
+        size /= 1024;
+    }
+    char text[64];
+    std::snprintf(text, sizeof text, "%.2f", std::ceil(size * 100) / 100);
+    std::string number = text;
+    number.erase(number.find_last_not_of('0') + 1);
+    if (number.ends_with('.')) {
+        number.pop_back();
+    }
+    return number + ' ' + kUnits[unit];
+}
+
+std::string PercentText(double percent)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f%%", percent);
+    return text;
+}
+
+// The newest row of a table for a volume, as doubles and behind the volume's number.
+std::vector<double> NewestRow(StatisticsDatabase& database, const std::wstring& table, const std::wstring& volume)
+{
+    const auto rows = database.Query(L"SELECT " + table + L".* FROM " + table + L" INNER JOIN Volumes ON " + table +
+                                     L".VolumeId = Volumes.VolumeId WHERE VolumeName = '" + volume +
+                                     L"' ORDER BY StatsDate DESC");
+    std::vector<double> figures;
+    for (std::size_t column = 1; !rows.empty() && column < rows[0].size(); ++column) {
+        const sim::odbc::Value& value = rows[0][column];
+        const std::int64_t* const number = std::get_if<std::int64_t>(&value);
+        figures.push_back(number != nullptr ? static_cast<double>(*number) : std::get<double>(value));
+    }
+    return figures;
+}
+
+std::string DateText(double date)
+{
+    SYSTEMTIME time{};
+    VariantTimeToSystemTime(date, &time);
+    return DateText(time);
+}
+
+double Now()
+{
+    SYSTEMTIME time{};
+    double date = 0;
+    GetLocalTime(&time);
+    SystemTimeToVariantTime(&time, &date);
+    return date;
+}
+
+constexpr double kSecond = 1.0 / 86400;
+
+// Work on the drive takes a little longer than the five seconds between two looks of the tool.
+constexpr char kDrive[] = "[engine]\n"
+                               "analyze-seconds = 6\n"
+                               "defragment-seconds = 6\n"
+                               "offline-seconds = 6\n"
+                               "[drive C:\\]\n";
+
+TEST_F(DatabaseReports, ShowFreshFiguresAfterAnAnalysisThatIsWaitedFor)
+{
+    AddVolume(1, L"C:");
+    AddAnalysis(1);
+    const EngineProcess engine(kDrive);
+    const double before = Now();
+    const Outcome outcome = RunTool({L"/an", L"C:", L"/w"});
+    const double after = Now();
+    const std::vector<double> row = NewestRow(database, L"StatsAnalyze", L"C:");
+    ASSERT_EQ(11U, row.size());
+    EXPECT_GE(row[0], before - kSecond);
+    EXPECT_LE(row[0], after + kSecond);
+    const auto number = [&row](std::size_t column) { return std::to_string(static_cast<long long>(row[column])); };
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
+                        "Analyze completed.\n" +
+                        AnalysisHead() +
+                        "\nDrive                     :   C:\n"
+                        "Date                      :   " +
+                        DateText(row[0]) +
+                        "\n"
+                        "Free Space                :   " +
+                        SizeText(row[1]) +
+                        "\n"
+                        "Total Files               :   " +
+                        number(2) +
+                        "\n"
+                        "Fragmented Files          :   " +
+                        number(3) +
+                        "\n"
+                        "Largest Free Space        :   " +
+                        SizeText(row[4]) +
+                        "\n"
+                        "Free Space Fragmentation  :   " +
+                        PercentText(row[5]) +
+                        "\n"
+                        "File Fragmentation        :   " +
+                        PercentText(row[6]) +
+                        "\n"
+                        "MFT Excess Fragments      :   " +
+                        number(7) +
+                        "\n"
+                        "Metadata Excess Fragments :   " +
+                        number(8) +
+                        "\n"
+                        "Directory Fragmentation   :   " +
+                        PercentText(row[9]) +
+                        "\n"
+                        "Drive Performance         :   " +
+                        PercentText(row[10]) + "\n\n"),
+              outcome);
+}
+
+TEST_F(DatabaseReports, ShowTheLastOptimisations)
+{
+    const EngineProcess engine(kDrive);
+    EXPECT_EQ(0U, RunTool({L"/dol", L"C:", L"/w"}).exitCode);
+    const std::vector<double> online = NewestRow(database, L"StatsDefragOnline", L"C:");
+    ASSERT_EQ(16U, online.size());
+    const std::string onlineReport = RunTool({L"/sto", L"C:"}).output;
+    EXPECT_THAT(onlineReport,
+                testing::HasSubstr("Date                            :   " + DateText(online[0]) + "\r\n"));
+    EXPECT_THAT(onlineReport, testing::HasSubstr("File Fragmentation Before       :   " + PercentText(online[9]) +
+                                                 "\r\nFile Fragmentation After        :   " +
+                                                 PercentText(online[10]) + "\r\n"));
+
+    EXPECT_EQ(0U, RunTool({L"/of", L"C:", L"/d", L"/w"}).exitCode);
+    const std::vector<double> offline = NewestRow(database, L"StatsDefragOffline", L"C:\\");
+    ASSERT_EQ(7U, offline.size());
+    EXPECT_THAT(RunTool({L"/stf", L"C:\\"}).output,
+                testing::HasSubstr("Date                             :   " + DateText(offline[0]) + "\r\n"));
+}
+
+TEST_F(DatabaseReports, FailWhereTheEngineHasNotBeenAbleToRecord)
+{
+    database.Execute(L"DROP TABLE StatsAnalyze");
+    const EngineProcess engine(kDrive);
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
+                        "Analyze completed.\n" +
+                            AnalysisHead() + Failed("C:", NoTable()),
+                        NoTable().code),
+              RunTool({L"/an", L"C:", L"/w"}));
+    EXPECT_THAT(engine.Log(), testing::Contains(testing::StartsWith("statistics of \"C:\\\" not recorded: \"")));
+    EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), RunTool({L"/st"}));
+}
+
+TEST_F(DatabaseReports, ReadNoDatabaseWhereAComputerIsNamed)
+{
+    SetCoreValue(L"ConnectionString", database.MissingProductString());
+    const EngineProcess engine("[drive C:\\]\n");
+    for (const wchar_t* const command : {L"/sta", L"/sto", L"/stf"}) {
+        const Outcome outcome = RunTool({command, L"C:\\", L"/c", ComputerName()});
+        EXPECT_THAT(outcome.output, testing::StartsWith(Redirected(
+                                        "Velundra 14.0\nRemote Computer:   " + Narrow(ComputerName()) + "\n")));
+        EXPECT_THAT(outcome.output, testing::Not(testing::HasSubstr("Failed to output statistics")));
+    }
+    EXPECT_EQ(3U, engine.CallsOf("GetStatistics").size());
+}
+
+} // namespace
