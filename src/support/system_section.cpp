@@ -167,8 +167,11 @@ std::wstring DescribeMemory()
 std::wstring GetSystemInformationSection()
 {
     const WindowsRecord windows{win::WindowsVersion(), sizeof(void*) == sizeof(std::uint64_t) || IsRunningUnderWow64()};
-    return L"Computer: " + win::LocalComputerName() + L'\n' + DescribeWindows(windows) + DescribeProcessors() +
-           DescribeMemory();
+    std::wstring text = L"Computer: " + win::LocalComputerName() + L'\n';
+    text += DescribeWindows(windows);
+    text += DescribeProcessors();
+    text += DescribeMemory();
+    return text;
 }
 
 std::wstring GetBiosDateSection()

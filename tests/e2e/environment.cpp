@@ -14,9 +14,8 @@ class UntouchedComputer : public testing::Environment {
 public:
     void SetUp() override
     {
-        for (const wchar_t* const name :
-             {L"ConnectionString", L"IncludeTransId", L"Language", L"TraceEntryExit", L"TraceFilePath",
-              L"TraceFunctionName", L"TraceLevel", L"TraceModuleList"}) {
+        for (const wchar_t* const name : {L"ConnectionString", L"IncludeTransId", L"Language", L"TraceEntryExit",
+                                          L"TraceFilePath", L"TraceFunctionName", L"TraceLevel", L"TraceModuleList"}) {
             values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, name);
         }
         for (const wchar_t* const name :

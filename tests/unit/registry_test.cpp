@@ -1,7 +1,12 @@
 #include "support/registry.h"
 
+#include "support/failing_memory.h"
 #include "support/product_test.h"
+#include "support/registry_data.h"
 
+#include <algorithm>
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -145,6 +150,204 @@ TEST_F(ReadingADword, AsksForFourBytes)
     EXPECT_EQ(0, Read());
     EXPECT_EQ(5U, value);
     EXPECT_EQ(1, query.Calls());
+}
+
+class ReadingText : public ProductTest {
+protected:
+    ReadingText()
+    {
+        RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, kPath);
+        EXPECT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_READ, key));
+    }
+    void TearDown() override
+    {
+        key.Reset();
+        ProductTest::TearDown();
+    }
+
+    // Windows takes in a NUL that follows a text's data, so something else has to follow it.
+    static void Set(DWORD type, std::vector<BYTE> data)
+    {
+        const auto size = static_cast<DWORD>(data.size());
+        data.insert(data.end(), {0xFF, 0xFF, 0xFF, 0xFF});
+        win::RegistryKey writable;
+        ASSERT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE, writable));
+        ASSERT_EQ(0, RegSetValueExW(writable.Get(), L"Value", 0, type, data.data(), size));
+    }
+
+    LSTATUS ReadString() { return RegReadString(key.Get(), L"Value", text); }
+    LSTATUS ReadList(std::size_t capacity = kMultiStringCharacters)
+    {
+        return RegReadMultiString(key.Get(), L"Value", items, capacity);
+    }
+
+    win::RegistryKey key;
+    std::wstring text = L"before";
+    std::vector<std::wstring> items;
+};
+
+TEST_F(ReadingText, GivesBothKindsOfStringAsTheyStand)
+{
+    Set(REG_SZ, BytesOf({L"C:\\Data\0", 8}));
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(L"C:\\Data", text);
+    Set(REG_EXPAND_SZ, BytesOf({L"%TEMP%\0", 7}));
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(L"%TEMP%", text);
+    Set(REG_SZ, BytesOf({L"\0", 1}));
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(L"", text);
+}
+
+TEST_F(ReadingText, FindsAStringOfAnotherTypeOrWithMalformedDataInvalid)
+{
+    for (const unsigned type : {REG_NONE, REG_BINARY, REG_DWORD, REG_MULTI_SZ, REG_QWORD, REG_LINK}) {
+        Set(type, BytesOf({L"ab\0", 3}));
+        EXPECT_EQ(13, ReadString()) << type;
+    }
+    // No data at all, half a character, no NUL at the end.
+    for (const std::vector<BYTE>& data : {std::vector<BYTE>{}, {'a'}, {'a', 0, 0}, {'a', 0, 'b', 0}}) {
+        Set(REG_SZ, data);
+        EXPECT_EQ(13, ReadString()) << data.size();
+    }
+    EXPECT_EQ(L"before", text);
+}
+
+TEST_F(ReadingText, GivesTheErrorOfAStringThatIsNotThere)
+{
+    EXPECT_EQ(2, ReadString());
+    EXPECT_EQ(2, ReadList());
+    EXPECT_EQ(L"before", text);
+}
+
+TEST_F(ReadingText, GivesTheErrorOfAStringThatHasGrownBetweenItsTwoReads)
+{
+    Set(REG_SZ, BytesOf({L"ab\0", 3}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            if (data != nullptr) {
+                Set(REG_SZ, BytesOf({L"abcdef\0", 7}));
+            }
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(234, ReadString());
+    EXPECT_EQ(L"before", text);
+}
+
+TEST_F(ReadingText, GivesAStringThatHasShrunkBetweenItsTwoReads)
+{
+    Set(REG_SZ, BytesOf({L"abcdef\0", 7}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            if (data != nullptr) {
+                Set(REG_SZ, BytesOf({L"ab\0", 3}));
+            }
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(L"ab", text);
+}
+
+TEST_F(ReadingText, EndsWith14WhereThereIsNoMemoryForAString)
+{
+    Set(REG_SZ, BytesOf({L"ab\0", 3}));
+    const FailingMemory memory(1);
+    EXPECT_EQ(14, ReadString());
+    EXPECT_TRUE(memory.HasFailed());
+    EXPECT_FALSE(memory.HasThrown());
+}
+
+TEST_F(ReadingText, AppendsTheItemsOfAListInOrder)
+{
+    items = {L"before"};
+    Set(REG_MULTI_SZ, ListBytes({L"A", L"two words", L"c"}));
+    EXPECT_EQ(0, ReadList());
+    EXPECT_EQ((std::vector<std::wstring>{L"before", L"A", L"two words", L"c"}), items);
+}
+
+TEST_F(ReadingText, FindsNoItemsInAnEmptyList)
+{
+    for (const std::wstring_view list :
+         {std::wstring_view(), std::wstring_view(L"\0", 1), std::wstring_view(L"\0\0", 2)}) {
+        Set(REG_MULTI_SZ, BytesOf(list));
+        EXPECT_EQ(0, ReadList()) << list.size();
+    }
+    EXPECT_EQ((std::vector<std::wstring>{}), items);
+}
+
+TEST_F(ReadingText, MakesUpForTheNulsThatAListLacks)
+{
+    Set(REG_MULTI_SZ, BytesOf({L"A\0B", 3}));
+    EXPECT_EQ(0, ReadList());
+    Set(REG_MULTI_SZ, BytesOf({L"C\0", 2}));
+    EXPECT_EQ(0, ReadList());
+    EXPECT_EQ((std::vector<std::wstring>{L"A", L"B", L"C"}), items);
+}
+
+TEST_F(ReadingText, FindsAListInvalidThatLeavesNoRoomForItsNuls)
+{
+    Set(REG_MULTI_SZ, BytesOf({L"A\0B", 3}));
+    EXPECT_EQ(13, ReadList(3));
+    EXPECT_EQ(13, ReadList(4));
+    EXPECT_EQ(0, ReadList(5));
+    EXPECT_EQ((std::vector<std::wstring>{L"A", L"B"}), items);
+}
+
+TEST_F(ReadingText, TakesAListOf16384CharactersAndNoMore)
+{
+    std::wstring list(16382, L'x');
+    list.append(2, L'\0');
+    Set(REG_MULTI_SZ, BytesOf(list));
+    EXPECT_EQ(0, ReadList());
+    ASSERT_EQ(1U, items.size());
+    EXPECT_EQ(16382U, items.front().size());
+    Set(REG_MULTI_SZ, BytesOf(L'x' + list));
+    EXPECT_EQ(234, ReadList());
+}
+
+TEST_F(ReadingText, FindsAListOfAnotherTypeOrOfHalfACharacterInvalid)
+{
+    Set(REG_SZ, BytesOf({L"A\0\0", 3}));
+    EXPECT_EQ(13, ReadList());
+    Set(REG_MULTI_SZ, {'A', 0, 0, 0, 0});
+    EXPECT_EQ(13, ReadList());
+    EXPECT_EQ((std::vector<std::wstring>{}), items);
+}
+
+TEST_F(ReadingText, NeedsABufferForTwoCharactersOfAList)
+{
+    Set(REG_MULTI_SZ, ListBytes({}));
+    EXPECT_EQ(122, ReadList(0));
+    EXPECT_EQ(122, ReadList(1));
+    EXPECT_EQ(0, ReadList(2));
+}
+
+TEST_F(ReadingText, StreamsTheBytesOfAValueOfAnyType)
+{
+    const std::vector<BYTE> data = {0, 1, 0xFE, 0xFF};
+    Set(REG_QWORD, data);
+    win::ComPtr<IStream> stream;
+    ASSERT_EQ(0, RegReadValueToStream(key.Get(), L"Value", stream));
+    std::vector<BYTE> read(data.size());
+    ULONG count = 0;
+    EXPECT_EQ(S_OK, stream->Read(read.data(), static_cast<ULONG>(read.size()), &count));
+    EXPECT_EQ(4U, count);
+    EXPECT_EQ(data, read);
+}
+
+TEST_F(ReadingText, ListsTheNamesOfSubkeysAndOfValues)
+{
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kPath) + L"\\One");
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kPath) + L"\\Two");
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Number", 1);
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"", L"default");
+    std::vector<std::wstring> subkeys;
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), subkeys));
+    EXPECT_EQ((std::vector<std::wstring>{L"One", L"Two"}), subkeys);
+    std::vector<std::wstring> values;
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), values));
+    std::sort(values.begin(), values.end());
+    EXPECT_EQ((std::vector<std::wstring>{L"", L"Number"}), values);
 }
 
 TEST(ProductKeys, AreTheProducts)

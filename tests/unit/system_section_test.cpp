@@ -193,9 +193,16 @@ TEST_F(SystemInformation, KeepsWindowsNumbersWithoutOthers)
 TEST_F(SystemInformation, ReadsTheTextUpToItsPointAndBehindIt)
 {
     const std::pair<const wchar_t*, const wchar_t*> versions[] = {
-        {L"6.1", L"6.1"}, {L"5.0", L"5.0"}, {L"10.21", L"10.21"}, {L"6.3.9600", L"6.3"}, {L"7.x", L"7.0"}, {L"x.1", L"0.1"},
+        {L"6.1", L"6.1"},
+        {L"5.0", L"5.0"},
+        {L"10.21", L"10.21"},
+        {L"6.3.9600", L"6.3"},
+        {L"7.x", L"7.0"},
+        {L"x.1", L"0.1"},
         // Without a point only the major number changes.
-        {L"7", L"7.2"}, {L"x", L"0.2"}, {L"", L"0.2"},
+        {L"7", L"7.2"},
+        {L"x", L"0.2"},
+        {L"", L"0.2"},
     };
     for (const auto& [text, expected] : versions) {
         SetMachineString(kWindowsKey, L"CurrentVersion", text);

@@ -1,0 +1,162 @@
+#include "support/registry_section.h"
+
+#include "support/product_test.h"
+#include "support/registry.h"
+#include "support/registry_data.h"
+
+#include <vector>
+
+namespace {
+
+using namespace testing_support;
+
+constexpr wchar_t kPath[] = L"Software\\VLCmdTest";
+
+class RegistryDump : public ProductTest {
+protected:
+    RegistryDump()
+    {
+        RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, kPath);
+        EXPECT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_READ, key));
+    }
+    void TearDown() override
+    {
+        key.Reset();
+        ProductTest::TearDown();
+    }
+
+    // What the dump makes of a value of this type and data.
+    std::wstring Format(DWORD type, const std::vector<BYTE>& data)
+    {
+        RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kPath, L"V", type, data);
+        return FormatRegistryValue(key.Get(), L"V");
+    }
+
+    win::RegistryKey key;
+};
+
+TEST_F(RegistryDump, ShowsStringsUnexpanded)
+{
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_SZ\r\n - Data: text\r\n\r\n", Format(REG_SZ, BytesOf({L"text\0", 5})));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_EXPAND_SZ\r\n - Data: %TEMP%\r\n\r\n",
+              Format(REG_EXPAND_SZ, BytesOf({L"%TEMP%\0", 7})));
+}
+
+TEST_F(RegistryDump, ShowsNumbersSigned)
+{
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_DWORD\r\n - Data: -1\r\n\r\n",
+              Format(REG_DWORD, {0xFF, 0xFF, 0xFF, 0xFF}));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_DWORD\r\n - Data: 258\r\n\r\n", Format(REG_DWORD, {2, 1, 0, 0}));
+}
+
+TEST_F(RegistryDump, ShowsTheItemsOfAListOneBehindTheOther)
+{
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_MULTI_SZ\r\n - Data: AB\r\n\r\n",
+              Format(REG_MULTI_SZ, ListBytes({L"A", L"B"})));
+}
+
+TEST_F(RegistryDump, ShowsNoDataOfTheNoneType)
+{
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_NONE\r\n\r\n", Format(REG_NONE, {1, 2}));
+}
+
+TEST_F(RegistryDump, ShowsOnlyTheNameOfOtherTypes)
+{
+    for (const unsigned type : {REG_QWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_RESOURCE_LIST}) {
+        EXPECT_EQ(L" - Value Name: V\r\n", Format(type, {1, 0, 0, 0})) << type;
+    }
+}
+
+TEST_F(RegistryDump, EndsAfterTheTypeWhereTheDataCannotBeRead)
+{
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_SZ\r\n", Format(REG_SZ, {'a', 0}));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_DWORD\r\n", Format(REG_DWORD, {1}));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_MULTI_SZ\r\n", Format(REG_MULTI_SZ, {'a', 0, 0}));
+}
+
+TEST_F(RegistryDump, ShowsNothingOfAValueThatIsNotThere)
+{
+    EXPECT_EQ(L"", FormatRegistryValue(key.Get(), L"Missing"));
+}
+
+TEST_F(RegistryDump, CallsTheDefaultValueNoName)
+{
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"", L"x");
+    EXPECT_EQ(L" - Value Name: No Name\r\n - Type: REG_SZ\r\n - Data: x\r\n\r\n", FormatRegistryValue(key.Get(), L""));
+}
+
+TEST_F(RegistryDump, ShowsThirteenBytesToTheLine)
+{
+    const std::wstring head = L" - Value Name: V\r\n - Type: REG_BINARY\r\n - Data: ";
+    const auto bytes = [](int count) {
+        std::vector<BYTE> data;
+        data.reserve(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            data.push_back(static_cast<BYTE>(0xA0 + i));
+        }
+        return data;
+    };
+    EXPECT_EQ(head + L"\r\n\r\n", Format(REG_BINARY, {}));
+    EXPECT_EQ(head + L"a0\r\n\r\n", Format(REG_BINARY, bytes(1)));
+    EXPECT_EQ(head + L"a0,a1,a2,a3,a4,a5,a6,a7,a8,a9,aa,ab\r\n\r\n", Format(REG_BINARY, bytes(12)));
+    EXPECT_EQ(head + L"a0,a1,a2,a3,a4,a5,a6,a7,a8,a9,aa,ab,ac\r\n\r\n", Format(REG_BINARY, bytes(13)));
+    EXPECT_EQ(head + L"a0,a1,a2,a3,a4,a5,a6,a7,a8,a9,aa,ab\\\r\n  ,ac,ad\r\n\r\n", Format(REG_BINARY, bytes(14)));
+    EXPECT_EQ(head + L"a0,a1,a2,a3,a4,a5,a6,a7,a8,a9,aa,ab\\\r\n  ,ac,ad,ae,af,b0,b1,b2,b3,b4,b5,b6,b7,b8,b9\r\n\r\n",
+              Format(REG_BINARY, bytes(26)));
+    EXPECT_EQ(head + L"a0,a1,a2,a3,a4,a5,a6,a7,a8,a9,aa,ab\\\r\n  ,ac,ad,ae,af,b0,b1,b2,b3,b4,b5,b6,b7,b8\\\r\n"
+                     L"  ,b9,ba\r\n\r\n",
+              Format(REG_BINARY, bytes(27)));
+}
+
+TEST_F(RegistryDump, ShowsTheKeysBelowFirstAndItsOwnValuesLast)
+{
+    const std::wstring path = kPath;
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, path + L"\\A\\Deep", L"d", L"1");
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, path + L"\\B", L"b", L"2");
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, path, L"own", L"3");
+    EXPECT_EQ(L"* P\\A\\Deep\r\n - Value Name: d\r\n - Type: REG_SZ\r\n - Data: 1\r\n\r\n"
+              L"* P\\A\r\n"
+              L"* P\\B\r\n - Value Name: b\r\n - Type: REG_SZ\r\n - Data: 2\r\n\r\n"
+              L"* P\r\n - Value Name: own\r\n - Type: REG_SZ\r\n - Data: 3\r\n\r\n",
+              DumpRegistryKey(key.Get(), L"P"));
+}
+
+TEST_F(RegistryDump, HeadsASingleValueWithoutABlank)
+{
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"own", L"3");
+    EXPECT_EQ(L"*P\r\n - Value Name: own\r\n - Type: REG_SZ\r\n - Data: 3\r\n\r\n",
+              DumpRegistryValue(key.Get(), L"P", L"own"));
+}
+
+TEST_F(RegistryDump, IsAHeadingAloneWhereNoKeyIsThere)
+{
+    EXPECT_EQ(L"REGISTRY INFORMATION\r\n\r\n", GetRegistrySection());
+}
+
+struct RootCase {
+    const wchar_t* path;
+    HKEY root;
+    const wchar_t* subkey;
+};
+
+TEST(SplittingARegistryPath, KnowsItsRootsInAnyCaseAndTakesAnyOtherForUsers)
+{
+    const RootCase cases[] = {
+        {L"HKEY_LOCAL_MACHINE\\Software\\A", HKEY_LOCAL_MACHINE, L"Software\\A"},
+        {L"hkey_current_user\\A", HKEY_CURRENT_USER, L"A"},
+        {L"HKEY_CLASSES_ROOT\\CLSID", HKEY_CLASSES_ROOT, L"CLSID"},
+        {L"HKEY_CURRENT_CONFIG\\A", HKEY_CURRENT_CONFIG, L"A"},
+        {L"HKEY_USERS\\S-1-5-18", HKEY_USERS, L"S-1-5-18"},
+        {L"HKLM\\Software", HKEY_USERS, L"Software"},
+        {L"", HKEY_USERS, L""},
+        {L"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE, L""},
+        {L"HKEY_LOCAL_MACHINE\\A\\\\B\\", HKEY_LOCAL_MACHINE, L"A\\B\\"},
+    };
+    for (const RootCase& expected : cases) {
+        const RegistryPath split = SplitRegistryPath(expected.path);
+        EXPECT_EQ(expected.root, split.root) << expected.path;
+        EXPECT_EQ(expected.subkey, split.subkey) << expected.path;
+    }
+}
+
+} // namespace
