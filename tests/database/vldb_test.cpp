@@ -191,9 +191,10 @@ TEST_F(DatabaseLayer, CarriesWhatTheDatabaseSaysOfAStatement)
         EXPECT_EQ(0U, text.find(isPostgres ? L"\r\nERROR: relation \"nowhere\" does not exist"
                                            : L"\r\n[SQLite]no such table: nowhere (1)"))
             << text;
-        EXPECT_NE(std::wstring::npos, text.find(L"\r\n\r\nSQL Query:\r\n" + statement +
-                                                (isPostgres ? L"\r\n\r\nReturn code: 0x80040E37 (2147749431) (ado_implement/#"
-                                                            : L"\r\n\r\nReturn code: 0x80004005 (2147500037) (ado_implement/#")))
+        EXPECT_NE(std::wstring::npos,
+                  text.find(L"\r\n\r\nSQL Query:\r\n" + statement +
+                            (isPostgres ? L"\r\n\r\nReturn code: 0x80040E37 (2147749431) (ado_implement/#"
+                                        : L"\r\n\r\nReturn code: 0x80004005 (2147500037) (ado_implement/#")))
             << text;
         EXPECT_TRUE(text.ends_with(L")\r\n"));
     }
@@ -203,7 +204,7 @@ TEST_F(DatabaseLayer, CarriesWhatTheDatabaseSaysOfAStatement)
 TEST_F(DatabaseLayer, CarriesWhatTheDriverSaysOfAConnection)
 {
     try {
-        DbConnection(GetDbManager()->Connect(L"ADO:Provider=MSDASQL;Driver={No Such Driver}"));
+        const DbConnection none(GetDbManager()->Connect(L"ADO:Provider=MSDASQL;Driver={No Such Driver}"));
         FAIL() << "the driver is there";
     } catch (const CDbError& error) {
         EXPECT_EQ(E_FAIL, error.GetCode());

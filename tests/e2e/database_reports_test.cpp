@@ -137,10 +137,12 @@ TEST_F(DatabaseReports, ShowTheNewestAnalysis)
 TEST_F(DatabaseReports, ShowTheNewestOnlinePass)
 {
     AddVolume(7, L"D:");
-    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (7, 46090.25, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, "
-                     L"15)");
-    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (7, 46090.5, 1099511627776, 88214, 19977, 0, 1048577, 1025, "
-                     L"62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
+    database.Execute(
+        L"INSERT INTO StatsDefragOnline VALUES (7, 46090.25, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, "
+        L"15)");
+    database.Execute(
+        L"INSERT INTO StatsDefragOnline VALUES (7, 46090.5, 1099511627776, 88214, 19977, 0, 1048577, 1025, "
+        L"62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
     EXPECT_EQ(BannerAnd("\nLocal Computer                  :   " + Narrow(ComputerName()) +
                         "\n"
                         "\n"
@@ -234,8 +236,9 @@ TEST_F(DatabaseReports, StopAtTheFirstDriveThatFails)
 TEST_F(DatabaseReports, FailAlsoForAValueThatIsNotShown)
 {
     AddVolume(1, L"C:");
-    database.Execute(L"INSERT INTO StatsDefragOnline VALUES (1, 46090.5, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, NULL, 14, "
-                     L"15)");
+    database.Execute(
+        L"INSERT INTO StatsDefragOnline VALUES (1, 46090.5, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, NULL, 14, "
+        L"15)");
     const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
     EXPECT_EQ(BannerAnd(online + Failed("C:", kTypeMismatch), kTypeMismatch.code), RunTool({L"/sto", L"C:"}));
 }
@@ -303,8 +306,9 @@ TEST_F(DatabaseReports, LetNoWordMatchMoreThanItsOwnName)
 {
     AddVolume(1, L"D:\\secret");
     AddAnalysis(1);
-    for (const wchar_t* const word : {L"D:\\%", L"D:\\secret' OR '1'='1", L"D:\\x' UNION SELECT 1,2,3,4,5,6,7,8,9,10,11 --",
-                                      L"D:\\secret'--", L"D:\\______"}) {
+    for (const wchar_t* const word :
+         {L"D:\\%", L"D:\\secret' OR '1'='1", L"D:\\x' UNION SELECT 1,2,3,4,5,6,7,8,9,10,11 --", L"D:\\secret'--",
+          L"D:\\______"}) {
         EXPECT_EQ(BannerAnd(AnalysisHead() + NoData(Narrow(word))), RunTool({L"/sta", word})) << Narrow(word);
     }
 }
@@ -364,9 +368,9 @@ TEST_F(DatabaseReports, SpeakTheUsersLanguage)
 // An operation with nothing else in it, as the trace log shows it.
 void AddOperation(std::vector<std::wstring>& records, const std::wstring& source, const std::wstring& function)
 {
-    for (const wchar_t* const text : {L"ENTER", L"LEAVE"}) {
-        records.push_back(source + L" (vldb::" + function + L") *** " + text + L" ***");
-    }
+    const std::wstring operation = source + L" (vldb::" + function + L") ";
+    records.push_back(operation + L"*** ENTER ***");
+    records.push_back(operation + L"*** LEAVE ***");
 }
 
 TEST_F(DatabaseReports, TraceTheirWorkOnTheDatabase)
@@ -435,9 +439,9 @@ std::string PercentText(double percent)
 // The newest row of a table for a volume, as doubles and behind the volume's number.
 std::vector<double> NewestRow(StatisticsDatabase& database, const std::wstring& table, const std::wstring& volume)
 {
-    const auto rows = database.Query(L"SELECT " + table + L".* FROM " + table + L" INNER JOIN Volumes ON " + table +
-                                     L".VolumeId = Volumes.VolumeId WHERE VolumeName = '" + volume +
-                                     L"' ORDER BY StatsDate DESC");
+    const auto rows =
+        database.Query(L"SELECT " + table + L".* FROM " + table + L" INNER JOIN Volumes ON " + table +
+                       L".VolumeId = Volumes.VolumeId WHERE VolumeName = '" + volume + L"' ORDER BY StatsDate DESC");
     std::vector<double> figures;
     for (std::size_t column = 1; !rows.empty() && column < rows[0].size(); ++column) {
         const sim::odbc::Value& value = rows[0][column];
@@ -467,10 +471,10 @@ constexpr double kSecond = 1.0 / 86400;
 
 // Work on the drive takes a little longer than the five seconds between two looks of the tool.
 constexpr char kDrive[] = "[engine]\n"
-                               "analyze-seconds = 6\n"
-                               "defragment-seconds = 6\n"
-                               "offline-seconds = 6\n"
-                               "[drive C:\\]\n";
+                          "analyze-seconds = 6\n"
+                          "defragment-seconds = 6\n"
+                          "offline-seconds = 6\n"
+                          "[drive C:\\]\n";
 
 TEST_F(DatabaseReports, ShowFreshFiguresAfterAnAnalysisThatIsWaitedFor)
 {
@@ -533,9 +537,9 @@ TEST_F(DatabaseReports, ShowTheLastOptimisations)
     const std::string onlineReport = RunTool({L"/sto", L"C:"}).output;
     EXPECT_THAT(onlineReport,
                 testing::HasSubstr("Date                            :   " + DateText(online[0]) + "\r\n"));
-    EXPECT_THAT(onlineReport, testing::HasSubstr("File Fragmentation Before       :   " + PercentText(online[9]) +
-                                                 "\r\nFile Fragmentation After        :   " +
-                                                 PercentText(online[10]) + "\r\n"));
+    EXPECT_THAT(onlineReport,
+                testing::HasSubstr("File Fragmentation Before       :   " + PercentText(online[9]) +
+                                   "\r\nFile Fragmentation After        :   " + PercentText(online[10]) + "\r\n"));
 
     EXPECT_EQ(0U, RunTool({L"/of", L"C:", L"/d", L"/w"}).exitCode);
     const std::vector<double> offline = NewestRow(database, L"StatsDefragOffline", L"C:\\");
