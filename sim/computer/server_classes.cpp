@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <tuple>
 
 #include <vlengine.h>
 
@@ -16,7 +17,8 @@ namespace sim {
 
 namespace {
 
-constexpr const wchar_t* kClassNames[] = {L"Simulated engine: drive manager", L"Simulated engine: service"};
+constexpr std::array<const wchar_t*, std::tuple_size_v<ServerClasses>> kClassNames = {
+    L"Simulated engine: drive manager", L"Simulated engine: service"};
 
 // Below this key stands a key for each computer with a name.
 std::wstring ComputersKey()
@@ -59,7 +61,7 @@ HRESULT RegisterClasses(const std::wstring& computer, const std::wstring& progra
         result = SetRegistryText(ComputersKey() + L'\\' + FoldCase(computer), nullptr, computer);
     }
     const ServerClasses classes = ServerClassesOf(computer);
-    for (std::size_t index = 0; index < classes.size(); ++index) {
+    for (std::size_t index = 0; index < kClassNames.size(); ++index) {
         const std::wstring key = ClassKeyPath(classes[index]);
         if (SUCCEEDED(result)) {
             result = SetRegistryText(key, nullptr, kClassNames[index]);

@@ -13,6 +13,7 @@
 
 #include "win/owner.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cwchar>
 #include <optional>
@@ -104,6 +105,17 @@ BOOL WINAPI LeaveToProgram(DWORD event)
     return event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT ? TRUE : FALSE;
 }
 
+// Makes COM find the program as the computer's engine. False where that cannot be, and the user has been told why.
+bool RegisterEngine(const sim::OtherComputer& computer, const std::wstring& program)
+{
+    const HRESULT result = sim::RegisterClasses(computer.name, program);
+    if (FAILED(result)) {
+        std::fwprintf(stderr, L"vlrun: the engine of %ls cannot be registered: 0x%08lX\n", computer.name.c_str(),
+                      static_cast<unsigned long>(result));
+    }
+    return SUCCEEDED(result);
+}
+
 // Reads the scenario that the program is going to see and makes COM find the engines of its other computers. False
 // where that cannot be, and the user has been told why.
 bool PrepareScenario()
@@ -120,17 +132,10 @@ bool PrepareScenario()
     }
     std::wstring folder = sim::ModulePath(nullptr);
     folder.resize(folder.rfind(L'\\') + 1);
-    for (const sim::OtherComputer& computer : std::get<sim::Scenario>(loaded).computer.computers) {
-        if (computer.failure) {
-            continue;
-        }
-        if (const HRESULT result = sim::RegisterClasses(computer.name, folder + L"VLEngine.exe"); FAILED(result)) {
-            std::fwprintf(stderr, L"vlrun: the engine of %ls cannot be registered: 0x%08lX\n", computer.name.c_str(),
-                          static_cast<unsigned long>(result));
-            return false;
-        }
-    }
-    return true;
+    return std::ranges::all_of(std::get<sim::Scenario>(loaded).computer.computers,
+                               [&](const sim::OtherComputer& computer) {
+                                   return computer.failure || RegisterEngine(computer, folder + L"VLEngine.exe");
+                               });
 }
 
 // Makes a process, whose threads have not run yet, see the simulated computer. Answers 0 or a Windows error.

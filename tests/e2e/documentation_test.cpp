@@ -155,7 +155,7 @@ protected:
         const SimulatedComputer computer(ScenarioFor(words));
         computer.AddFile(L"srv1.scenario", ContentOf(ProgramFolder() / L"srv1.scenario"));
         const EngineProcess engine(computer);
-        const std::vector<std::string> lines = LinesOf(computer.Run(words));
+        const std::vector<std::string> lines = LinesOf(SimulatedComputer::Run(words));
         const auto drives = std::ranges::count_if(words, [](const std::wstring& word) { return word.find(L':') == 1; });
         if (!IsShown(example.shown, lines) && !(drives > 1 && IsShownInAnyOrder(example.shown, lines))) {
             std::string text;
@@ -166,7 +166,7 @@ protected:
         }
     }
 
-    static std::filesystem::path SourceFolder() { return std::filesystem::path(VLCMD_SOURCE_FOLDER); }
+    static std::filesystem::path SourceFolder() { return {VLCMD_SOURCE_FOLDER}; }
 };
 
 TEST_P(Documentation, ShowsWhatTheToolPrints)

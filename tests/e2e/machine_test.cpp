@@ -35,7 +35,7 @@ TEST_P(SafeBoot, EndsTheToolWhateverItIsAsked)
     const std::vector<std::vector<std::wstring>> lines = {
         {}, {L"/?"}, {L"/st"}, {L"/an", L"C:", L"/w"}, {L"/si"}, {L"/st", L"/c"}, {L"nonsense"}};
     for (const std::vector<std::wstring>& words : lines) {
-        EXPECT_EQ((Outcome{Redirected(kSafeBootText), 0}), computer.Run(words)) << Narrow(JoinWords(words));
+        EXPECT_EQ((Outcome{Redirected(kSafeBootText), 0}), SimulatedComputer::Run(words)) << Narrow(JoinWords(words));
     }
 }
 
@@ -45,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, SafeBoot, testing::Values("safe", "network"),
 TEST(NormalBoot, LetsTheToolWork)
 {
     const SimulatedComputer computer("[machine]\nboot = normal\n");
-    EXPECT_EQ(BannerAnd(UsageScreen()), computer.Run({L"/?"}));
+    EXPECT_EQ(BannerAnd(UsageScreen()), SimulatedComputer::Run({L"/?"}));
 }
 
 // --- Exit codes, all 32 bits ---
@@ -113,7 +113,7 @@ TEST(ExitCodes, AreThoseOfTheTable)
     const EngineProcess engine("[drive C:\\]\n" + Failing("StopAll", "0x80004005"));
     for (const ExitCode& row : ExitCodes()) {
         const SimulatedComputer computer(row.scenario);
-        EXPECT_EQ(row.outcome, computer.Run(row.words)) << row.name;
+        EXPECT_EQ(row.outcome, SimulatedComputer::Run(row.words)) << row.name;
     }
 }
 
@@ -122,7 +122,7 @@ TEST(ExitCodes, AreThoseOfTheTable)
 TEST(ShownRegistry, IsGoneWithTheTool)
 {
     const SimulatedComputer computer(kForbidden);
-    EXPECT_EQ(0x20000004U, computer.Run({L"/?"}).exitCode);
+    EXPECT_EQ(0x20000004U, SimulatedComputer::Run({L"/?"}).exitCode);
     win::RegistryKey processes;
     DWORD left = 1;
     ASSERT_EQ(ERROR_SUCCESS, RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Kestrane\\Simulator\\Processes", 0, KEY_READ,
@@ -139,8 +139,8 @@ TEST(MachineName, IsTheOneUnderWhichThisComputerIsMeant)
     const SimulatedComputer computer("[machine]\nname = TestServer\n[drive C:\\]\n"
                                      "[computer *]\nanswer = unreachable\n");
     const EngineProcess engine(computer);
-    EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), computer.Run({L"/st", L"/c", L"testserver"}));
-    EXPECT_EQ(0x800706BAU, computer.Run({L"/st", L"/c", ComputerName()}).exitCode);
+    EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), SimulatedComputer::Run({L"/st", L"/c", L"testserver"}));
+    EXPECT_EQ(0x800706BAU, SimulatedComputer::Run({L"/st", L"/c", ComputerName()}).exitCode);
 }
 
 } // namespace

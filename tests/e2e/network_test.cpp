@@ -141,12 +141,11 @@ protected:
         return words;
     }
 
-    // Every command, with more words, does its work on the asked engine and has nothing of the other one.
-    static void ExpectWork(const std::vector<std::wstring>& more, const EngineProcess& asked,
-                           const EngineProcess& other, std::string_view drives, std::string_view mount,
-                           std::string_view file)
+    // Every command, with more words, does its work on the asked engine and has nothing of the idle one.
+    static void ExpectWork(const std::vector<std::wstring>& more, const EngineProcess& asked, const EngineProcess& idle,
+                           std::string_view drives, std::string_view mount, std::string_view file)
     {
-        const std::size_t callsOfOther = other.Log().size();
+        const std::size_t callsOfIdle = idle.Log().size();
         for (const Command& command : Commands()) {
             const std::string shown = Narrow(JoinWords(With(command.words, more)));
             EXPECT_EQ(BannerAnd(Filled(Filled(command.text, "{mount}", mount), "{file}", file)),
@@ -162,7 +161,7 @@ protected:
                 }
             }
         }
-        EXPECT_EQ(callsOfOther, other.Log().size());
+        EXPECT_EQ(callsOfIdle, idle.Log().size());
     }
 
     SimulatedComputer computer_{kNetwork};
@@ -171,24 +170,24 @@ protected:
 TEST_F(Network, LeavesThisComputersCommandsToItsOwnEngine)
 {
     const EngineProcess here(computer_);
-    const EngineProcess there(computer_, L"SRV1");
-    ExpectWork({}, here, there, "vol-c", "C:\\", "C:\\Reports");
+    const EngineProcess server1(computer_, L"SRV1");
+    ExpectWork({}, here, server1, "vol-c", "C:\\", "C:\\Reports");
     EXPECT_THAT(here.CallsOf("Refresh"), testing::SizeIs(8));
 }
 
 TEST_F(Network, TakesEveryCommandToTheComputerOfTheSwitch)
 {
     const EngineProcess here(computer_);
-    const EngineProcess there(computer_, L"SRV1");
-    ExpectWork({L"/c", L"SRV1"}, there, here, "srv1-c", "C:\\ (SRV1)", "C:\\Shares");
-    EXPECT_EQ(std::vector<std::string>(), there.CallsOf("Refresh"));
+    const EngineProcess server1(computer_, L"SRV1");
+    ExpectWork({L"/c", L"SRV1"}, server1, here, "srv1-c", "C:\\ (SRV1)", "C:\\Shares");
+    EXPECT_EQ(std::vector<std::string>(), server1.CallsOf("Refresh"));
 }
 
 TEST_F(Network, TakesEveryCommandToTheComputerOfTheLastWord)
 {
     const EngineProcess here(computer_);
-    const EngineProcess there(computer_, L"SRV1");
-    ExpectWork({L"\\\\srv1"}, there, here, "srv1-c", "C:\\ (SRV1)", "C:\\Shares");
+    const EngineProcess server1(computer_, L"SRV1");
+    ExpectWork({L"\\\\srv1"}, server1, here, "srv1-c", "C:\\ (SRV1)", "C:\\Shares");
 }
 
 TEST_F(Network, StartsTheEngineOfAnotherComputerWhenItIsAskedFor)

@@ -221,7 +221,8 @@ TEST(OfflineCommand, WaitsUntilTheDriveIsIdleAgain)
     // The first look fails, which ends the wait.
     const SimulatedComputer computer(FastClock() + kDriveC + Failing("GetState", "0x80004005"));
     const EngineProcess engine(computer);
-    EXPECT_EQ(BannerAnd(kStarted + std::string("Optimization completed.\n")), computer.Run({L"/of", L"C:", L"/Wait"}));
+    EXPECT_EQ(BannerAnd(kStarted + std::string("Optimization completed.\n")),
+              SimulatedComputer::Run({L"/of", L"C:", L"/Wait"}));
     EXPECT_EQ(std::vector<std::string>{"GetState() -> 0x80004005"}, engine.CallsOf("GetState"));
 }
 

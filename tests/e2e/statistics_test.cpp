@@ -77,9 +77,9 @@ TEST_P(RemoteStatistics, AreThoseOfTheOtherComputersEngineForEachDrive)
                         "Free Space Fragmentation\t70%\t28%\n"
                         "Performance\t\t\t47%\t86%\n"
                         "No statistics data available for E: drive.\n"),
-              computer_.Run({GetParam(), L"C:", L"d:\\", L"E:", L"/c", L"SRV1"}));
+              SimulatedComputer::Run({GetParam(), L"C:", L"d:\\", L"E:", L"/c", L"SRV1"}));
     EXPECT_EQ(BannerAnd("Remote Computer:   \\\\SRV1\n" + PointOfC("C:")),
-              computer_.Run({GetParam(), L"C:", L"\\\\SRV1"}));
+              SimulatedComputer::Run({GetParam(), L"C:", L"\\\\SRV1"}));
     EXPECT_EQ(std::vector<std::string>(), here.Log());
 }
 
@@ -88,7 +88,7 @@ TEST_P(RemoteStatistics, AreNotToBeHadOfAComputerThatIsOff)
     EXPECT_EQ(
         BannerAnd("Could not connect to computer 'SRV2'.  Verify the name is correct and the machine is turned on.\n",
                   0x800706BA),
-        computer_.Run({GetParam(), L"C:", L"/c", L"SRV2"}));
+        SimulatedComputer::Run({GetParam(), L"C:", L"/c", L"SRV2"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, RemoteStatistics, testing::Values(L"/sta", L"/sto", L"/stf"),
@@ -101,7 +101,7 @@ TEST_F(Statistics, FollowTheWaitOfARemoteAnalysis)
                         "Analyze completed.\n"
                         "Remote Computer:   SRV1\n" +
                         PointOfC("C:")),
-              computer_.Run({L"/an", L"C:", L"/w", L"/c", L"SRV1"}));
+              SimulatedComputer::Run({L"/an", L"C:", L"/w", L"/c", L"SRV1"}));
 }
 
 TEST_F(Statistics, EndWhenTheProxyCannotBeSecured)
@@ -110,7 +110,8 @@ TEST_F(Statistics, EndWhenTheProxyCannotBeSecured)
                                                              "error = 0x80070057\n");
     insecure.AddFile(L"srv1.scenario", kServer1);
     const EngineProcess there(insecure, L"SRV1");
-    EXPECT_EQ(BannerAnd("Remote Computer:   SRV1\n", 0x80070057), insecure.Run({L"/sta", L"C:", L"/c", L"SRV1"}));
+    EXPECT_EQ(BannerAnd("Remote Computer:   SRV1\n", 0x80070057),
+              SimulatedComputer::Run({L"/sta", L"C:", L"/c", L"SRV1"}));
 }
 
 class LocalStatistics : public Statistics {
@@ -126,9 +127,11 @@ protected:
 TEST_F(LocalStatistics, AreNotAskedOfAnyEngine)
 {
     const std::string noData = "No statistics data available for C: drive.\n";
-    EXPECT_EQ(BannerAnd(Computer("Local Computer            :   ") + noData), computer_.Run({L"/sta", L"C:"}));
-    EXPECT_EQ(BannerAnd(Computer("Local Computer                  :   ") + noData), computer_.Run({L"/sto", L"C:"}));
-    EXPECT_EQ(BannerAnd(Computer("Local Computer                   :   ") + noData), computer_.Run({L"/stf", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer            :   ") + noData), SimulatedComputer::Run({L"/sta", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer                  :   ") + noData),
+              SimulatedComputer::Run({L"/sto", L"C:"}));
+    EXPECT_EQ(BannerAnd(Computer("Local Computer                   :   ") + noData),
+              SimulatedComputer::Run({L"/stf", L"C:"}));
 }
 
 TEST_F(LocalStatistics, FollowTheWaitOfAnAnalysis)
@@ -137,7 +140,7 @@ TEST_F(LocalStatistics, FollowTheWaitOfAnAnalysis)
     EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
                         "Analyze completed.\n" +
                         Computer("Local Computer            :   ") + "No statistics data available for C: drive.\n"),
-              computer_.Run({L"/an", L"C:", L"/w"}));
+              SimulatedComputer::Run({L"/an", L"C:", L"/w"}));
 }
 
 } // namespace

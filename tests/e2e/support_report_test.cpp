@@ -55,10 +55,10 @@ std::string ThirdPartySection()
           "FWDRV.SYS",     "GERNUWA.SYS", "GHPCW2K.SYS",   "HA20X2K.SYS",   "HAP162K.SYS",       "HF30XP.SYS",
           "IBMFILTER.SYS", "KPDORFM.SYS", "RAMDISKXP.SYS", "REPLISTOR.SYS", "SHIELDF.SYS",       "SPTD.SYS",
           "SRESCAN.SYS",   "US30XP.SYS",  "VET-FILT.SYS",  "WINDRVNT.SYS",  "WSCAM6300.SYS",     "StyleXPHelper.exe"}) {
-        text += WindowsFolder() + "\\System32\\Drivers\\" + name + ": Not found\r\n";
+        text += WindowsFolder() + R"(\System32\Drivers\)" + name + ": Not found\r\n";
     }
     for (const char* const name : {"StyleXPHelper", "Srescan", "sptd"}) {
-        text += "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\" + std::string(name) + ":Not Found\r\n";
+        text += R"(HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\)" + std::string(name) + ":Not Found\r\n";
     }
     return text;
 }

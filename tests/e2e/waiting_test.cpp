@@ -30,11 +30,11 @@ TEST(FastClock, IsTheToolsAndTheEnginesAlike)
 {
     const SimulatedComputer computer(FastClock() + "[drive C:\\]\noffline-types = 7\n");
     const EngineProcess engine(computer);
-    EXPECT_EQ(BannerAnd(kOnlineRun), computer.Run({L"/dol", L"C:", L"/w"}));
+    EXPECT_EQ(BannerAnd(kOnlineRun), SimulatedComputer::Run({L"/dol", L"C:", L"/w"}));
     EXPECT_EQ(BannerAnd("Offline optimization of System Files started on drive C:\\.\n"
                         "Optimization completed.\n"),
-              computer.Run({L"/of", L"C:", L"/wait", L"/all"}));
-    EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), computer.Run({L"/st"}));
+              SimulatedComputer::Run({L"/of", L"C:", L"/wait", L"/all"}));
+    EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), SimulatedComputer::Run({L"/st"}));
 }
 
 TEST(FastClock, IsThatOfAnotherComputersEngine)
@@ -44,10 +44,10 @@ TEST(FastClock, IsThatOfAnotherComputersEngine)
     const EngineProcess engine(computer, L"SRV1");
     EXPECT_EQ(BannerAnd("Online optimization started on drive D:\\ (SRV1).\n"
                         "Optimization completed.\n"),
-              computer.Run({L"/dol", L"D:", L"/w", L"/c", L"SRV1"}));
+              SimulatedComputer::Run({L"/dol", L"D:", L"/w", L"/c", L"SRV1"}));
     EXPECT_EQ(BannerAnd("Offline optimization of System Files started on drive D:\\ (SRV1).\n"
                         "Optimization completed.\n"),
-              computer.Run({L"/of", L"D:", L"/w", L"\\\\SRV1"}));
+              SimulatedComputer::Run({L"/of", L"D:", L"/w", L"\\\\SRV1"}));
 }
 
 TEST(FastClock, LetsTwelveLooksAtAnIdleDrivePassInSeconds)
@@ -55,7 +55,7 @@ TEST(FastClock, LetsTwelveLooksAtAnIdleDrivePassInSeconds)
     const SimulatedComputer computer(FastClock() + "[drive C:\\]\ndefragment-seconds = 0\n");
     const EngineProcess engine(computer);
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(BannerAnd(kOnlineRun), computer.Run({L"/dol", L"C:", L"/w"}));
+    EXPECT_EQ(BannerAnd(kOnlineRun), SimulatedComputer::Run({L"/dol", L"C:", L"/w"}));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(50)); // a real minute without the clock
     EXPECT_EQ(std::vector<std::string>(12, "GetState() -> 0x00000000 state=0"), engine.CallsOf("GetState"));
 }
@@ -116,7 +116,7 @@ TEST(PolicyChange, ComesDuringACommandAndDoesNotConcernIt)
                                      "change = 30, AllowLaunch, 0\n"
                                      "change = 30, AllowOnlineDefrag, -\n");
     const EngineProcess engine(computer);
-    Process tool = computer.Start({L"/dol", L"C:", L"/w"});
+    Process tool = SimulatedComputer::Start({L"/dol", L"C:", L"/w"});
     ASSERT_TRUE(tool.ReadUntil("started"));
     EXPECT_TRUE(ComesAbout([] { return PolicyOfTheRunningTool(L"AllowLaunch") == 0U; }));
     EXPECT_TRUE(ComesAbout([] { return !PolicyOfTheRunningTool(L"AllowOnlineDefrag"); }));
@@ -130,7 +130,7 @@ TEST(PolicyChange, StartsFromThePolicyOfTheRegistry)
     const RegistryValue forbidden(HKEY_CURRENT_USER, kPolicyKey, L"AllowAnalyze", 0U);
     const SimulatedComputer computer("[policy]\nchange = 1000, AllowLaunch, 0\n");
     EXPECT_EQ(BannerAnd("You do not have permission to analyze the drive(s).\n", 0x20000004),
-              computer.Run({L"/an", L"C:"}));
+              SimulatedComputer::Run({L"/an", L"C:"}));
 }
 
 TEST(ControlKeys, DoNotDisturbAWaitAndChangeNothingOfItsEnd)
@@ -142,7 +142,7 @@ TEST(ControlKeys, DoNotDisturbAWaitAndChangeNothingOfItsEnd)
                                      "press = 13, Ctrl-C\n");
     const EngineProcess engine(computer); // does not belong to the console
     const TestConsole console;
-    Process tool = computer.Start({L"/dol", L"C:", L"/w"});
+    Process tool = SimulatedComputer::Start({L"/dol", L"C:", L"/w"});
     ASSERT_TRUE(tool.ReadUntil("started"));
     TestConsole::PressControlC();
     EXPECT_TRUE(ComesAbout([] { return NumberOfTheRunningTool(L"", L"Pressed") == 3U; }));
@@ -158,7 +158,7 @@ class OtherConsoleEvents : public testing::TestWithParam<const char*> {};
 TEST_P(OtherConsoleEvents, EndTheTool)
 {
     const SimulatedComputer computer(FastClock() + kLongWork + "[console]\npress = 12, " + GetParam() + '\n');
-    EXPECT_EQ(0xC000013AU, computer.Run({L"/dol", L"C:", L"/w"}).exitCode);
+    EXPECT_EQ(0xC000013AU, SimulatedComputer::Run({L"/dol", L"C:", L"/w"}).exitCode);
     EXPECT_EQ(0U, RunEngine(L"/quit"));
 }
 
