@@ -23,9 +23,9 @@ std::wstring ToUnixPath(const std::wstring& path)
     if (bytes == nullptr) {
         return path;
     }
-    std::optional<std::wstring> unixPath = FromUtf8(bytes);
+    const std::optional<std::wstring> unixPath = FromUtf8(bytes);
     HeapFree(GetProcessHeap(), 0, bytes);
-    return unixPath ? std::move(*unixPath) : path;
+    return unixPath.value_or(path);
 }
 
 } // namespace sim::odbc

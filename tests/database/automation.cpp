@@ -3,6 +3,7 @@
 #include "text.h"
 
 #include <cwchar>
+#include <ranges>
 
 namespace database_tests {
 
@@ -44,8 +45,9 @@ Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win:
         return reply;
     }
     std::vector<VARIANT> reversed;
-    for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
-        reversed.push_back(argument->Get());
+    reversed.reserve(arguments.size());
+    for (const win::Variant& argument : std::views::reverse(arguments)) {
+        reversed.push_back(argument.Get());
     }
     DISPID put = DISPID_PROPERTYPUT;
     const bool isPut = kind == DISPATCH_PROPERTYPUT;

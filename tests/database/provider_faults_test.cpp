@@ -109,7 +109,7 @@ class ProviderFaults : public testing::Test {
 protected:
     // Opens a connection, changes a row in a transaction, reads two rows and closes everything; answers the first reply
     // that is not well.
-    std::wstring Use() const
+    [[nodiscard]] std::wstring Use() const
     {
         const ComPtr<sim::ado::ConnectionObject> connection = sim::ado::MakeObject<sim::ado::ConnectionObject>();
         const ComPtr<sim::ado::RecordsetObject> rows = sim::ado::MakeObject<sim::ado::RecordsetObject>();

@@ -535,6 +535,7 @@ TEST_F(Provider, LetsThreadsShareAConnection)
     MakeNumbers(5);
     std::array<int, 4> sums{};
     std::vector<std::thread> threads;
+    threads.reserve(sums.size());
     for (int& sum : sums) {
         threads.emplace_back([&connection, &sum] {
             const win::ComApartment own;

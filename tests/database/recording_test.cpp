@@ -89,7 +89,7 @@ protected:
 
     [[nodiscard]] Machine MakeMachine()
     {
-        return Machine(scenario, start, [this](const FinishedWork& work) { recorded.push_back(work); });
+        return {scenario, start, [this](const FinishedWork& work) { recorded.push_back(work); }};
     }
 
     // The recorded work as "C:\ 0": the drive and the kind.
@@ -377,10 +377,11 @@ TEST_F(RecordedStatistics, GoIntoTheDatabaseOfTheProductsRegistryValue)
     const StatisticsDatabase configured(std::nullopt);
     EXPECT_EQ(std::nullopt, configured.Record(Work(RecordedWork::Analysis)));
     EXPECT_THAT(database.Query(L"SELECT * FROM StatsAnalyze"), IsEmpty());
-    registry.SetString(HKEY_LOCAL_MACHINE, kProductKey, L"ConnectionString", database.ProductString());
+    testing_support::RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kProductKey, L"ConnectionString",
+                                                database.ProductString());
     EXPECT_EQ(std::nullopt, configured.Record(Work(RecordedWork::Analysis)));
     EXPECT_EQ(2U, database.Query(L"SELECT * FROM StatsAnalyze").size());
-    registry.SetDword(HKEY_LOCAL_MACHINE, kProductKey, L"ConnectionString", 1);
+    testing_support::RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kProductKey, L"ConnectionString", 1);
     EXPECT_EQ(L"ConnectionString cannot be read: error 1630", configured.Record(Work(RecordedWork::Analysis)));
 }
 

@@ -204,7 +204,7 @@ TEST_F(DatabaseLayer, CarriesWhatTheDatabaseSaysOfAStatement)
 TEST_F(DatabaseLayer, CarriesWhatTheDriverSaysOfAConnection)
 {
     try {
-        DbConnection(GetDbManager()->Connect(L"ADO:Provider=MSDASQL;Driver={No Such Driver}"));
+        const DbConnection none(GetDbManager()->Connect(L"ADO:Provider=MSDASQL;Driver={No Such Driver}"));
         FAIL() << "the driver is there";
     } catch (const CDbError& error) {
         EXPECT_EQ(E_FAIL, error.GetCode());

@@ -368,9 +368,9 @@ TEST_F(DatabaseReports, SpeakTheUsersLanguage)
 // An operation with nothing else in it, as the trace log shows it.
 void AddOperation(std::vector<std::wstring>& records, const std::wstring& source, const std::wstring& function)
 {
-    for (const wchar_t* const text : {L"ENTER", L"LEAVE"}) {
-        records.push_back(source + L" (vldb::" + function + L") *** " + text + L" ***");
-    }
+    const std::wstring operation = source + L" (vldb::" + function + L") ";
+    records.push_back(operation + L"*** ENTER ***");
+    records.push_back(operation + L"*** LEAVE ***");
 }
 
 TEST_F(DatabaseReports, TraceTheirWorkOnTheDatabase)
