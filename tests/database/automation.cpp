@@ -2,8 +2,9 @@
 
 #include "text.h"
 
+#include <algorithm>
 #include <cwchar>
-#include <ranges>
+#include <iterator>
 
 namespace database_tests {
 
@@ -34,7 +35,7 @@ win::Variant Short(SHORT number)
     return win::Variant(value);
 }
 
-Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win::Variant> arguments)
+Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, const std::vector<win::Variant>& arguments)
 {
     Reply reply;
     std::wstring copy = name;
@@ -45,10 +46,8 @@ Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win:
         return reply;
     }
     std::vector<VARIANT> reversed;
-    reversed.reserve(arguments.size());
-    for (const win::Variant& argument : std::views::reverse(arguments)) {
-        reversed.push_back(argument.Get());
-    }
+    std::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed),
+                   [](const win::Variant& argument) { return argument.Get(); });
     DISPID put = DISPID_PROPERTYPUT;
     const bool isPut = kind == DISPATCH_PROPERTYPUT;
     DISPPARAMS parameters{reversed.data(), isPut ? &put : nullptr, static_cast<UINT>(reversed.size()), isPut ? 1U : 0U};
@@ -62,14 +61,14 @@ Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win:
     return reply;
 }
 
-Reply Call(IDispatch* object, const wchar_t* method, std::vector<win::Variant> arguments)
+Reply Call(IDispatch* object, const wchar_t* method, const std::vector<win::Variant>& arguments)
 {
-    return Invoke(object, method, DISPATCH_METHOD, std::move(arguments));
+    return Invoke(object, method, DISPATCH_METHOD, arguments);
 }
 
-Reply Get(IDispatch* object, const wchar_t* property, std::vector<win::Variant> arguments)
+Reply Get(IDispatch* object, const wchar_t* property, const std::vector<win::Variant>& arguments)
 {
-    return Invoke(object, property, DISPATCH_PROPERTYGET, std::move(arguments));
+    return Invoke(object, property, DISPATCH_PROPERTYGET, arguments);
 }
 
 Reply Put(IDispatch* object, const wchar_t* property, win::Variant value)

@@ -34,9 +34,9 @@ template <typename... Values>
 }
 
 // Calls a member by its name, with the arguments in their order.
-Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, std::vector<win::Variant> arguments = {});
-Reply Call(IDispatch* object, const wchar_t* method, std::vector<win::Variant> arguments = {});
-[[nodiscard]] Reply Get(IDispatch* object, const wchar_t* property, std::vector<win::Variant> arguments = {});
+Reply Invoke(IDispatch* object, const wchar_t* name, WORD kind, const std::vector<win::Variant>& arguments = {});
+Reply Call(IDispatch* object, const wchar_t* method, const std::vector<win::Variant>& arguments = {});
+[[nodiscard]] Reply Get(IDispatch* object, const wchar_t* property, const std::vector<win::Variant>& arguments = {});
 Reply Put(IDispatch* object, const wchar_t* property, win::Variant value);
 
 // An object of the class with this name, made as every late-bound caller makes it; null where there is none.
