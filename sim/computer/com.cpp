@@ -1,3 +1,4 @@
+#include "computer/kept_connections.h"
 #include "computer/replacements.h"
 #include "computer/server_classes.h"
 #include "computer/simulated_computer.h"
@@ -12,7 +13,17 @@ namespace {
 HRESULT WINAPI InitializeApartment(void* reserved, DWORD model)
 {
     const std::optional<DWORD> failure = Computer().TakeFault(L"CoInitializeEx");
-    return failure ? static_cast<HRESULT>(*failure) : CoInitializeEx(reserved, model);
+    const HRESULT result = failure ? static_cast<HRESULT>(*failure) : CoInitializeEx(reserved, model);
+    if (SUCCEEDED(result)) {
+        CountApartment();
+    }
+    return result;
+}
+
+void WINAPI UninitializeApartment()
+{
+    UncountApartment();
+    CoUninitialize();
 }
 
 HRESULT WINAPI InitializeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG serviceCount,
@@ -34,6 +45,14 @@ GUID ClassOn(const std::wstring& computer, REFCLSID identifier)
     return found == here.end() ? identifier : ServerClassesOf(computer)[static_cast<std::size_t>(found - here.begin())];
 }
 
+HRESULT WINAPI ActivateHere(REFCLSID identifier, IUnknown* outer, DWORD context, REFIID wanted, void** object)
+{
+    if (context == CLSCTX_LOCAL_SERVER) {
+        KeepConnection(identifier);
+    }
+    return CoCreateInstance(identifier, outer, context, wanted, object);
+}
+
 HRESULT WINAPI ActivateInstance(REFCLSID identifier, IUnknown* outer, DWORD context, COSERVERINFO* server, DWORD count,
                                 MULTI_QI* results)
 {
@@ -46,7 +65,9 @@ HRESULT WINAPI ActivateInstance(REFCLSID identifier, IUnknown* outer, DWORD cont
         return static_cast<HRESULT>(*other->failure);
     }
     // What Windows would activate there is a server of its own here, and no name leads to this computer from elsewhere.
-    return CoCreateInstanceEx(ClassOn(other->name, identifier), outer, CLSCTX_LOCAL_SERVER, nullptr, count, results);
+    const GUID there = ClassOn(other->name, identifier);
+    KeepConnection(there);
+    return CoCreateInstanceEx(there, outer, CLSCTX_LOCAL_SERVER, nullptr, count, results);
 }
 
 // Wine has proxies without security; to set that of one is to have what one asks for.
@@ -69,6 +90,8 @@ std::span<const Replacement> ComReplacements()
     static const Replacement kReplacements[] = {
         Replace("CoInitializeEx", &CoInitializeEx, &InitializeApartment),
         Replace("CoInitializeSecurity", &CoInitializeSecurity, &InitializeSecurity),
+        Replace("CoUninitialize", &CoUninitialize, &UninitializeApartment),
+        Replace("CoCreateInstance", &CoCreateInstance, &ActivateHere),
         Replace("CoCreateInstanceEx", &CoCreateInstanceEx, &ActivateInstance),
         Replace("CoSetProxyBlanket", &CoSetProxyBlanket, &SetProxySecurity),
     };

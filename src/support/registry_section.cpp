@@ -178,7 +178,7 @@ void AppendKey(HKEY key, const std::wstring& path, std::wstring& text)
     for (const std::wstring& name : names) {
         win::RegistryKey subkey;
         if (RegOpen(key, name.c_str(), KEY_READ, subkey) == ERROR_SUCCESS) {
-            AppendKey(subkey.Get(), path + L'\\' + name, text);
+            AppendKey(subkey.Get(), std::wstring(path).append(1, L'\\').append(name), text);
         }
     }
     AppendValues(key, path, text);

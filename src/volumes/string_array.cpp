@@ -35,8 +35,9 @@ public:
     LockedStrings& operator=(const LockedStrings&) = delete;
     LockedStrings& operator=(LockedStrings&&) = delete;
 
+    // None where the array could not be locked.
     [[nodiscard]] ULONG Count() const noexcept { return strings_ == nullptr ? 0 : array_->rgsabound[0].cElements; }
-    [[nodiscard]] BSTR& operator[](std::size_t index) const noexcept { return strings_[index]; }
+    [[nodiscard]] BSTR& operator[](ULONG index) const noexcept { return strings_[index]; }
 
 private:
     SAFEARRAY* array_;
@@ -53,7 +54,7 @@ win::Variant ToVariant(const StringList& list)
     }
     {
         const LockedStrings strings(array.Get());
-        for (std::size_t i = 0; i < list.size(); ++i) {
+        for (ULONG i = 0; i < strings.Count(); ++i) {
             strings[i] = win::Bstr(list[i]).Detach();
         }
     }

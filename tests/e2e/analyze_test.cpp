@@ -97,13 +97,13 @@ TEST(AnalyzeCommand, TakesAllDrives)
                                     "Analyze started on drive D:\\.\n"
                                     "Analyze started on drive D:\\Mounts\\Data\\ (Backup).\n"
                                     "Analyze started on drive \\\\?\\Volume{0A1B-2C}.\n")),
-              SortedLines(RunTool({L"/an", L"/alldrives"})));
+              SortedLines(SimulatedComputer::Run({L"/an", L"/alldrives"})));
 }
 
 TEST(AnalyzeCommand, TakesAllDrivesWhateverElseIsNamed)
 {
     const EngineProcess engine(kDriveC);
-    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"), RunTool({L"/an", L"Q:", L"/alldrives"}));
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"), SimulatedComputer::Run({L"/an", L"Q:", L"/alldrives"}));
 }
 
 TEST(AnalyzeCommand, AsksOnceForADriveThatIsNamedTwice)
@@ -135,19 +135,20 @@ TEST(AnalyzeCommand, FindsNoDriveWhereTheListCannotBeHad)
 {
     const EngineProcess engine(kDriveC + Failing("GetDriveList", "0x80004005"));
     EXPECT_EQ(BannerAnd(kNoDrives + UsageScreen(), 87), RunTool({L"/an", L"C:"}));
-    EXPECT_EQ(BannerAnd(kNoDrives + UsageScreen(), 87), RunTool({L"/an", L"/alldrives"}));
+    EXPECT_EQ(BannerAnd(kNoDrives + UsageScreen(), 87), SimulatedComputer::Run({L"/an", L"/alldrives"}));
 }
 
 TEST(AnalyzeCommand, PassesOverADriveWhoseNameCannotBeRead)
 {
     const EngineProcess engine(kFourDrives + Failing("GetDriveName", "0x80004005", "C:\\"));
-    EXPECT_EQ(BannerAnd("Analyze started on drive D:\\.\n"), RunTool({L"/an", L"C:", L"D:"}));
+    EXPECT_EQ(BannerAnd("Analyze started on drive D:\\.\n"), SimulatedComputer::Run({L"/an", L"C:", L"D:"}));
 }
 
 TEST(AnalyzeCommand, LooksNoFurtherThanADriveThatCannotBeHad)
 {
     const EngineProcess engine(kFourDrives + Failing("GetDrive", "0x80070015", "D:\\"));
-    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"), RunTool({L"/an", L"C:", L"D:", L"D:\\Mounts\\Data\\"}));
+    EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"),
+              SimulatedComputer::Run({L"/an", L"C:", L"D:", L"D:\\Mounts\\Data\\"}));
 }
 
 // --- What goes wrong ---
@@ -214,7 +215,7 @@ TEST(AnalyzeCommand, ReturnsTheFailureOfOneOfItsDrives)
                                     "Analyze failed due to error " +
                                         ErrorText(0x80070015, "0x80070015 (2147942421)(Operations/#1446)") + "\n",
                                     0x15)),
-              SortedLines(RunTool({L"/an", L"C:", L"D:"})));
+              SortedLines(SimulatedComputer::Run({L"/an", L"C:", L"D:"})));
 }
 
 TEST(AnalyzeCommand, ReturnsTheFailureOfTheDriveThatIsLastInTheEnginesOrder)
@@ -226,11 +227,11 @@ TEST(AnalyzeCommand, ReturnsTheFailureOfTheDriveThatIsLastInTheEnginesOrder)
     };
     {
         const EngineProcess engine(drives("vol-1", "vol-2") + faults);
-        EXPECT_EQ(5U, RunTool({L"/an", L"C:", L"D:"}).exitCode);
+        EXPECT_EQ(5U, SimulatedComputer::Run({L"/an", L"C:", L"D:"}).exitCode);
     }
     {
         const EngineProcess engine(drives("vol-2", "vol-1") + faults);
-        EXPECT_EQ(0x15U, RunTool({L"/an", L"C:", L"D:"}).exitCode);
+        EXPECT_EQ(0x15U, SimulatedComputer::Run({L"/an", L"C:", L"D:"}).exitCode);
     }
 }
 

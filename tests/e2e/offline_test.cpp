@@ -83,8 +83,8 @@ offline-types = 7
     const Outcome expected =
         SortedLines(BannerAnd("Offline optimization of System Files started on drive C:\\.\n"
                               "Offline optimization of System Files started on drive D:\\Mount\\.\n"));
-    EXPECT_EQ(expected, SortedLines(RunTool({L"/of", L"D:\\Mount", L"C:"})));
-    EXPECT_EQ(expected, SortedLines(RunTool({L"/of", L"/alldrives", L"/all"})));
+    EXPECT_EQ(expected, SortedLines(SimulatedComputer::Run({L"/of", L"D:\\Mount", L"C:"})));
+    EXPECT_EQ(expected, SortedLines(SimulatedComputer::Run({L"/of", L"/alldrives", L"/all"})));
 }
 
 TEST(OfflineCommand, NeedsADriveThatTheEngineKnows)
@@ -213,7 +213,7 @@ TEST(RefusedOfflinePass, SparesTheDrivesThatAreNotInUse)
                                     "on next reboot.\n" +
                                     std::string(kBootTimeScheduled) +
                                     "Offline optimization of System Files started on drive D:\\.\n")),
-              SortedLines(RunTool({L"/of", L"/alldrives"})));
+              SortedLines(SimulatedComputer::Run({L"/of", L"/alldrives"})));
 }
 
 TEST(OfflineCommand, WaitsUntilTheDriveIsIdleAgain)

@@ -53,8 +53,8 @@ TEST(OnlineCommand, TakesSeveralDrivesAndAllDrives)
     const Outcome expected = SortedLines(BannerAnd("Online optimization started on drive C:\\.\n"
                                                    "Online optimization started on drive D:\\.\n"));
     for (const wchar_t* const command : kOnlineCommands) {
-        EXPECT_EQ(expected, SortedLines(RunTool({command, L"d:", L"C:", L"D:"}))) << Narrow(command);
-        EXPECT_EQ(expected, SortedLines(RunTool({command, L"/alldrives"}))) << Narrow(command);
+        EXPECT_EQ(expected, SortedLines(SimulatedComputer::Run({command, L"d:", L"C:", L"D:"}))) << Narrow(command);
+        EXPECT_EQ(expected, SortedLines(SimulatedComputer::Run({command, L"/alldrives"}))) << Narrow(command);
     }
     EXPECT_EQ(20U, engine.CallsOf("OptimizeOnline").size());
 }
@@ -108,7 +108,7 @@ TEST(OnlineCommand, GoesOnWithTheOtherDrivesWhenOneFails)
                                     ErrorText(0x80004005, "0x80004005 (2147500037)(Operations/#1510)") +
                                     "\n"
                                     "Online optimization started on drive D:\\.\n")),
-              SortedLines(RunTool({L"/tw", L"C:", L"D:"})));
+              SortedLines(SimulatedComputer::Run({L"/tw", L"C:", L"D:"})));
 }
 
 // --- Many drives at once ---
@@ -120,7 +120,7 @@ TEST(OnlineCommand, TearsNoLineOfTwoHundredDrives)
     for (int i = 1; i <= 200; ++i) {
         started += "Online optimization started on drive V:\\Volume " + std::to_string(i) + "\\.\n";
     }
-    EXPECT_EQ(SortedLines(BannerAnd(started)), SortedLines(RunTool({L"/dol", L"/alldrives"})));
+    EXPECT_EQ(SortedLines(BannerAnd(started)), SortedLines(SimulatedComputer::Run({L"/dol", L"/alldrives"})));
     EXPECT_EQ(200U, engine.CallsOf("OptimizeOnline").size());
 }
 
@@ -132,7 +132,7 @@ TEST(OnlineCommand, TearsNoErrorTextOfManyDrives)
         failed += "Optimization online failed due to error " +
                   ErrorText(0x80004005, "0x80004005 (2147500037)(Operations/#1510)") + "\n";
     }
-    EXPECT_EQ(BannerAnd(failed), RunTool({L"/dol", L"/alldrives"}));
+    EXPECT_EQ(BannerAnd(failed), SimulatedComputer::Run({L"/dol", L"/alldrives"}));
 }
 
 // --- Waiting ---

@@ -29,7 +29,8 @@ public:
     // The scenario's file.
     [[nodiscard]] std::filesystem::path Scenario() const { return folder_.PathOf(L"test.scenario"); }
 
-    // Runs the tool with the words; the exit code is the tool's own.
+    // Runs the tool with the words; the exit code is the tool's own. Work on several drives is run so also where the
+    // computer is as it is: what keeps the threads of one process apart in Wine's COM comes with the simulation.
     [[nodiscard]] static Outcome Run(const std::vector<std::wstring>& words);
 
     // Starts the tool with the words.

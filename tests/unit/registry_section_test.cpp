@@ -62,7 +62,8 @@ TEST_F(RegistryDump, ShowsNoDataOfTheNoneType)
 
 TEST_F(RegistryDump, ShowsOnlyTheNameOfOtherTypes)
 {
-    for (const unsigned type : {REG_QWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_RESOURCE_LIST}) {
+    constexpr DWORD kOthers[] = {REG_QWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_RESOURCE_LIST};
+    for (const DWORD type : kOthers) {
         EXPECT_EQ(L" - Value Name: V\r\n", Format(type, {1, 0, 0, 0})) << type;
     }
 }

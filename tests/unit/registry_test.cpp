@@ -98,8 +98,9 @@ TEST_F(ReadingADword, GivesTheErrorOfAMissingValue)
 TEST_F(ReadingADword, FindsAValueOfAnotherTypeInvalid)
 {
     const std::vector<BYTE> four = {'1', 0, 0, 0};
-    for (const unsigned type :
-         {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_MULTI_SZ, REG_QWORD}) {
+    constexpr DWORD kOthers[] = {REG_NONE, REG_SZ,       REG_EXPAND_SZ, REG_BINARY, REG_DWORD_BIG_ENDIAN,
+                                 REG_LINK, REG_MULTI_SZ, REG_QWORD};
+    for (const DWORD type : kOthers) {
         EXPECT_EQ(13, Read(type, four)) << type;
     }
     EXPECT_EQ(0x12345678U, value);
@@ -201,7 +202,8 @@ TEST_F(ReadingText, GivesBothKindsOfStringAsTheyStand)
 
 TEST_F(ReadingText, FindsAStringOfAnotherTypeOrWithMalformedDataInvalid)
 {
-    for (const unsigned type : {REG_NONE, REG_BINARY, REG_DWORD, REG_MULTI_SZ, REG_QWORD, REG_LINK}) {
+    constexpr DWORD kOthers[] = {REG_NONE, REG_BINARY, REG_DWORD, REG_MULTI_SZ, REG_QWORD, REG_LINK};
+    for (const DWORD type : kOthers) {
         Set(type, BytesOf({L"ab\0", 3}));
         EXPECT_EQ(13, ReadString()) << type;
     }
