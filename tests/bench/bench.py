@@ -8,6 +8,7 @@ import json
 import os
 import re
 import shutil
+import sqlite3
 import statistics
 import subprocess
 import sys
@@ -18,12 +19,15 @@ TOP = Path(__file__).resolve().parents[2]
 TREE = TOP / "build" / "mingw-x64"
 BIN = TREE / "bin"
 UNDER_WINE = TOP / "cmake" / "run-under-wine"
+PRODUCT_KEY = r"HKLM\Software\Kestrane\VLCore\14.0"
 SIMULATOR_KEY = r"HKLM\Software\Kestrane\Simulator"
 
 # (drives, counted pairs of runs); several drives need the launcher, which keeps Wine's COM from breaking under them
 STATUS_SIZES = [(1, 25), (100, 15), (1000, 5)]
 RUN_SIZES = [(1, 25), (16, 15), (64, 9), (200, 7)]
 SUPPORT_PAIRS = 25
+STATISTICS_SIZES = [(1, 25), (100, 9)]
+START_PAIRS = 101
 LAUNCH_PAIRS = 15
 MEMORY_PAIRS = 5
 LIMITS = {
@@ -35,6 +39,11 @@ LIMITS = {
     "dumping ten times the values, time": 12.0,
     "dumping ten times the values, memory": 12.0,
     "wall ratio of the support report": 1.25,
+    "wall ratio of the statistics": 1.15,
+    "starting, ratio to a program without the trace log": 1.02,
+}
+LEAST = {
+    "trace_ratio": 0.85,
 }
 
 
@@ -75,6 +84,35 @@ class Engine:
         prepare_with("reg", "delete", SIMULATOR_KEY, "/v", "Scenario", "/f")
 
 
+class Database:
+    """A statistics database with an analysis of each of these drives, for as long as the block goes on."""
+
+    def __init__(self, drives):
+        self.file = TREE / "bench.db"
+        self.connection = f"Provider=MSDASQL;Driver={{SQLite3}};Database={windows_path(self.file)};NoCreat=1"
+        self.file.unlink(missing_ok=True)
+        with sqlite3.connect(self.file) as database:
+            database.executescript((TOP / "sim" / "database" / "schema.sql").read_text(encoding="utf-8"))
+            for number, drive in enumerate(drives):
+                database.execute("INSERT INTO Volumes VALUES (?, ?)", (number, drive))
+                database.execute(f"INSERT INTO StatsAnalyze VALUES (?, 46076.25{', 12' * 10})", (number,))
+        database.close()
+
+    def __enter__(self):
+        kept = subprocess.run([UNDER_WINE, "reg", "query", PRODUCT_KEY, "/v", "ConnectionString"], check=True,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True).stdout
+        self.kept = re.search(r"REG_SZ\s+(.*)", kept)[1]
+        self.set("ADO:" + self.connection)
+        return self
+
+    def __exit__(self, *_):
+        self.set(self.kept)
+
+    @staticmethod
+    def set(connection):
+        prepare_with("reg", "add", PRODUCT_KEY, "/v", "ConnectionString", "/d", connection, "/f")
+
+
 def run_once(command):
     """Wall seconds, peak resident memory in MB, and the output of one process."""
     read_end, write_end = os.pipe()
@@ -91,12 +129,12 @@ def run_once(command):
     return wall, usage.ru_maxrss / 1024, output
 
 
-def compare(tool_words, floor_word, pairs, same_output=True, launched=False):
+def compare(tool_words, floor_words, pairs, same_output=True, launched=False, tool="VLCmd.exe", floor="floor.exe"):
     """Runs the tool and the floor in turn; the first pair is not counted, but has to write the same lines. What the
     launcher itself takes, if they are launched, is taken off both."""
     loader, launch = (LAUNCHER, launching_seconds()) if launched else (LOADER, 0)
-    tool = [*loader, windows_path(BIN / "VLCmd.exe"), *tool_words]
-    floor = [*loader, windows_path(BIN / "floor.exe"), floor_word]
+    tool = [*loader, windows_path(BIN / tool), *tool_words]
+    floor = [*loader, windows_path(BIN / floor), *floor_words]
     first = run_once(tool)[2], run_once(floor)[2]
     if same_output and sorted(first[0].splitlines()) != sorted(first[1].splitlines()):
         sys.exit(f"bench: VLCmd {tool_words} and the floor do not write the same")
@@ -161,26 +199,50 @@ def memory_per_drive(figures, program):
     return (figures[most][f"{program} memory, MB"] - figures[fewest][f"{program} memory, MB"]) / (most - fewest)
 
 
-def measure(sizes, tool_words, floor_word, launched=False):
+def measure(sizes, tool_words, floor_words, launched=False):
     figures = {}
     for drives, pairs in sizes:
         with Engine(drives):
-            figures[drives] = compare(tool_words, floor_word, pairs, launched=launched and drives > 1)
+            figures[drives] = compare(tool_words, floor_words, pairs, launched=launched and drives > 1)
     return figures
 
 
 def support_report():
     """The report has its own limit: most of what it costs beside Windows' answers is their text."""
-    row = compare(["/si"], "support", SUPPORT_PAIRS, same_output=False)
+    row = compare(["/si"], ["support"], SUPPORT_PAIRS, same_output=False)
     return {"wall ratio of the support report": row["wall ratio"], **{
         name: row[name] for name in ("pairs", "lines", "tool wall, ms", "floor wall, ms", "tool memory, MB",
                                      "floor memory, MB")}}
 
 
+def statistics_reports():
+    figures = {}
+    for count, pairs in STATISTICS_SIZES:
+        drives = [f"D:\\Mounts\\{number}" for number in range(count)]
+        with Database(drives) as database:
+            row = compare(["/sta", *drives], [database.connection, *drives], pairs, same_output=False,
+                          floor="statistics_floor.exe")
+        if row["lines"] < 12 * count:
+            sys.exit(f"bench: the tool does not show the statistics of {count} drives")
+        row["wall ratio of the statistics"] = row.pop("wall ratio")
+        figures[count] = row
+    return figures
+
+
+def starting():
+    """With the trace log switched off, which is how it is without settings."""
+    row = compare(["/?"], ["/?"], START_PAIRS, floor="untraced_tool.exe")
+    return {"starting, ratio to a program without the trace log": row["wall ratio"],
+            "traced, ms": row["tool wall, ms"], "without the trace log, ms": row["floor wall, ms"]}
+
+
+def figures_of(program):
+    return json.loads(subprocess.run([UNDER_WINE, str(BIN / program)], check=True, stdin=subprocess.DEVNULL,
+                                     stdout=subprocess.PIPE).stdout)
+
+
 def in_process():
-    output = subprocess.run([UNDER_WINE, str(BIN / "inprocess_bench.exe")], check=True, stdin=subprocess.DEVNULL,
-                            stdout=subprocess.PIPE).stdout
-    figures = json.loads(output)
+    figures = figures_of("inprocess_bench.exe")
     figures["resolving / walking"] = figures["resolve_1000_words_ms"] / figures["walk_10000_drives_ms"]
     figures["loading / reading"] = figures["load_translation_ms"] / figures["read_translation_ms"]
     figures["dumping ten times the values, time"] = (
@@ -190,11 +252,11 @@ def in_process():
     return figures
 
 
-def print_processes(title, figures):
+def print_processes(title, figures, ratio="wall ratio"):
     print(f"\n{title}")
     print(f"{'drives':>7} {'tool ms':>9} {'floor ms':>9} {'ratio':>6} {'tool MB':>8} {'floor MB':>9} {'above MB':>9}")
     for drives, row in figures.items():
-        print(f"{drives:>7} {row['tool wall, ms']:>9.1f} {row['floor wall, ms']:>9.1f} {row['wall ratio']:>6.3f} "
+        print(f"{drives:>7} {row['tool wall, ms']:>9.1f} {row['floor wall, ms']:>9.1f} {row[ratio]:>6.3f} "
               f"{row['tool memory, MB']:>8.2f} {row['floor memory, MB']:>9.2f} "
               f"{row['memory above the floor, MB']:>9.2f}")
 
@@ -202,9 +264,12 @@ def print_processes(title, figures):
 def main():
     subprocess.run(["cmake", "--build", TREE, "--target", "bench_programs"], check=True, stdout=subprocess.DEVNULL)
     figures = {
-        "status": measure(STATUS_SIZES, ["/st"], "status"),
-        "run": measure(RUN_SIZES, ["/dol", "/alldrives"], "run", launched=True),
+        "status": measure(STATUS_SIZES, ["/st"], ["status"]),
+        "run": measure(RUN_SIZES, ["/dol", "/alldrives"], ["run"], launched=True),
         "support": support_report(),
+        "statistics": statistics_reports(),
+        "start": starting(),
+        "trace": figures_of("trace_bench.exe"),
         "in process": in_process(),
     }
     per_drive = {program: memory_per_drive(figures["run"], program) for program in ("tool", "floor")}
@@ -222,6 +287,13 @@ def main():
     row = figures["support"]
     print(f"\nVLCmd /si\n{row['lines']} lines: {row['tool wall, ms']:.1f} ms, floor {row['floor wall, ms']:.1f} ms, "
           f"ratio {row['wall ratio of the support report']:.3f}")
+    print_processes("VLCmd /sta", figures["statistics"], "wall ratio of the statistics")
+    row = figures["start"]
+    print(f"\nVLCmd /?: {row['traced, ms']:.1f} ms, without the trace log {row['without the trace log, ms']:.1f} ms, ratio "
+          f"{row['starting, ratio to a program without the trace log']:.3f}")
+    row = figures["trace"]
+    print(f"trace records a second: {row['trace_records_a_second']:.0f}, plain writes {row['plain_writes_a_second']:.0f}, "
+          f"ratio {row['trace_ratio']:.3f}")
     row = figures["in process"]
     print("\nIn one process")
     print(f"resolving 1,000 words against 10,000 drives: {row['resolve_1000_words_ms']:.1f} ms, walking the drives: "
@@ -237,6 +309,7 @@ def main():
     for line in over:
         print(f"OVER THE LIMIT: {line}")
     figures["limits"] = LIMITS
+    figures["least"] = LEAST
     (TOP / "build" / "bench.json").write_text(json.dumps(figures, indent=2) + "\n", encoding="utf-8")
     return 1 if over else 0
 
@@ -246,12 +319,14 @@ def over_limits(figures, where=""):
     over = []
     for name, value in figures.items():
         if isinstance(value, dict):
-            # The floor's memory limit is the status command's; a run's memory is judged by its growth per drive.
+            # The limit of memory is the status command's; a run's memory is judged by its growth per drive.
             over += over_limits(value, f"{where}{name} / ")
         elif name in LIMITS and value > LIMITS[name]:
-            if name == "memory above the floor, MB" and where.startswith("run"):
+            if name == "memory above the floor, MB" and not where.startswith("status"):
                 continue
             over.append(f"{where}{name} is {value:.3f}, more than {LIMITS[name]}")
+        elif name in LEAST and value < LEAST[name]:
+            over.append(f"{where}{name} is {value:.3f}, less than {LEAST[name]}")
     return over
 
 
