@@ -2,16 +2,18 @@
 
 #include <ostream>
 #include <stdexcept>
-#include <system_error>
+#include <string>
 #include <utility>
 
 namespace e2e {
 
 namespace {
 
-[[noreturn]] void ThrowLastError(const char* what)
+// The error goes by its number: the runtime has no text for most of Windows'.
+[[noreturn]] void ThrowLastError(const char* function)
 {
-    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
+    const DWORD error = GetLastError();
+    throw std::runtime_error(std::string(function) + " failed with error " + std::to_string(error));
 }
 
 // A new handle that children inherit.
