@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -16,13 +17,18 @@ LSTATUS Query(HKEY key, const wchar_t* name, DWORD* type, void* data, DWORD* siz
     return RegQueryValueExW(key, name, nullptr, type, static_cast<BYTE*>(data), size);
 }
 
+// Whether such an answer tells the value's type and size. With any other Windows may leave anything there.
+bool IsTold(LSTATUS status) noexcept
+{
+    return status == ERROR_SUCCESS || status == ERROR_MORE_DATA;
+}
+
 // The same for a value that must be of one type, whether or not its data fits.
 LSTATUS QueryTyped(HKEY key, const wchar_t* name, DWORD wanted, void* data, DWORD& size) noexcept
 {
     DWORD type = REG_NONE;
     const LSTATUS status = Query(key, name, &type, data, &size);
-    const bool isKnown = status == ERROR_SUCCESS || status == ERROR_MORE_DATA;
-    return isKnown && type != wanted ? ERROR_INVALID_DATA : status;
+    return IsTold(status) && type != wanted ? ERROR_INVALID_DATA : status;
 }
 
 // Ends a list of count characters with the two NULs that it should have; false where the buffer has no room for them.
@@ -73,12 +79,18 @@ LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey&
 
 LSTATUS RegReadType(HKEY key, const wchar_t* name, DWORD& type) noexcept
 {
-    return Query(key, name, &type, nullptr, nullptr);
+    DWORD told = type;
+    const LSTATUS status = Query(key, name, &told, nullptr, nullptr);
+    type = IsTold(status) ? told : type;
+    return status;
 }
 
 LSTATUS RegReadSize(HKEY key, const wchar_t* name, DWORD& size) noexcept
 {
-    return Query(key, name, nullptr, nullptr, &size);
+    DWORD told = size;
+    const LSTATUS status = Query(key, name, nullptr, nullptr, &told);
+    size = IsTold(status) ? told : size;
+    return status;
 }
 
 LSTATUS RegReadDword(HKEY key, const wchar_t* name, std::uint32_t& value) noexcept
@@ -141,13 +153,24 @@ LSTATUS RegReadMultiString(HKEY key, const wchar_t* name, std::vector<std::wstri
 
 LSTATUS RegReadBinary(HKEY key, const wchar_t* name, void* buffer, DWORD& size) noexcept
 {
-    return QueryTyped(key, name, REG_BINARY, buffer, size);
+    // Windows writes the data of any type before it tells which one it was.
+    const std::unique_ptr<BYTE[]> data(new (std::nothrow) BYTE[size]);
+    if (!data) {
+        return ERROR_OUTOFMEMORY;
+    }
+    DWORD count = size;
+    if (const LSTATUS status = QueryTyped(key, name, REG_BINARY, data.get(), count); status != ERROR_SUCCESS) {
+        return status;
+    }
+    std::copy_n(data.get(), count, static_cast<BYTE*>(buffer));
+    size = count;
+    return ERROR_SUCCESS;
 }
 
 LSTATUS RegReadValueToStream(HKEY key, const wchar_t* name, win::ComPtr<IStream>& stream) noexcept
 {
     DWORD size = 0;
-    if (const LSTATUS status = RegReadSize(key, name, size); status != ERROR_SUCCESS && status != ERROR_MORE_DATA) {
+    if (const LSTATUS status = RegReadSize(key, name, size); !IsTold(status)) {
         return status;
     }
     // Fixed memory: the handle is the address of the block.
@@ -158,11 +181,13 @@ LSTATUS RegReadValueToStream(HKEY key, const wchar_t* name, win::ComPtr<IStream>
     if (const LSTATUS status = Query(key, name, nullptr, block.Get(), &size); status != ERROR_SUCCESS) {
         return status;
     }
-    if (const HRESULT result = CreateStreamOnHGlobal(block.Get(), TRUE, stream.Put()); FAILED(result)) {
+    win::ComPtr<IStream> made;
+    if (const HRESULT result = CreateStreamOnHGlobal(block.Get(), TRUE, made.Put()); FAILED(result)) {
         return static_cast<LSTATUS>(win::CodeOf(result));
     }
     // The stream frees the block from now on.
     static_cast<void>(block.Detach());
+    stream = std::move(made);
     return ERROR_SUCCESS;
 }
 

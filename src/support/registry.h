@@ -16,10 +16,11 @@ inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra
 // answered, or ERROR_INVALID_DATA (13) for a value of another type or with malformed data. On failure an output keeps
 // what it held.
 
-// Opens a key below one of the predefined keys, or below an open one.
+// Opens a key below one of the predefined keys, or below an open one. What the owner held is closed in any case.
 [[nodiscard]] LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey& key) noexcept;
 
-// Reads the type of a value (REG_SZ and so on), or the number of bytes that its data has.
+// Reads the type of a value (REG_SZ and so on), or the number of bytes that its data has. With ERROR_MORE_DATA (234)
+// the output is filled in as well.
 [[nodiscard]] LSTATUS RegReadType(HKEY key, const wchar_t* name, DWORD& type) noexcept;
 [[nodiscard]] LSTATUS RegReadSize(HKEY key, const wchar_t* name, DWORD& size) noexcept;
 
@@ -41,10 +42,11 @@ inline constexpr std::size_t kMultiStringCharacters = 16384;
                                          std::size_t bufferCharacters = kMultiStringCharacters);
 
 // Reads a REG_BINARY value into a buffer of size bytes; size then tells how many bytes it has. ERROR_MORE_DATA (234)
-// where it has more than the buffer takes.
+// where it has more than the buffer takes, ERROR_OUTOFMEMORY (14) where there is no memory for as many.
 [[nodiscard]] LSTATUS RegReadBinary(HKEY key, const wchar_t* name, void* buffer, DWORD& size) noexcept;
 
-// Reads the data of a value of any type, byte for byte, into a stream that stands at its beginning.
+// Reads the data of a value of any type, byte for byte, into a stream that stands at its beginning. ERROR_OUTOFMEMORY
+// (14) where there is no memory for the data.
 [[nodiscard]] LSTATUS RegReadValueToStream(HKEY key, const wchar_t* name, win::ComPtr<IStream>& stream) noexcept;
 
 // Appends the names of the key's subkeys, or of its values, in Windows' order. Returns what ended the enumeration:

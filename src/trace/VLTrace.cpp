@@ -206,10 +206,7 @@ void CVLTrace::ReadSettings(HKEY key)
     traceStringUpper_ = win::UpperCase(traceString_);
     moduleListUpper_ = win::UpperCase(moduleList_);
     DWORD size = sizeof traceVector_;
-    if (RegReadBinary(key, L"TraceVector", traceVector_.data(), size) != ERROR_SUCCESS) {
-        // Data of another type may stand there by now.
-        traceVector_.fill(0);
-    }
+    static_cast<void>(RegReadBinary(key, L"TraceVector", traceVector_.data(), size));
     std::uint32_t functionName = 0;
     static_cast<void>(RegReadDword(key, L"TraceFunctionName", functionName));
     traceFunctionName_ = functionName != 0;

@@ -35,7 +35,7 @@ public:
     LockedStrings& operator=(const LockedStrings&) = delete;
     LockedStrings& operator=(LockedStrings&&) = delete;
 
-    // None where the array could not be locked.
+    explicit operator bool() const noexcept { return strings_ != nullptr; }
     [[nodiscard]] ULONG Count() const noexcept { return strings_ == nullptr ? 0 : array_->rgsabound[0].cElements; }
     [[nodiscard]] BSTR& operator[](ULONG index) const noexcept { return strings_[index]; }
 
@@ -54,6 +54,9 @@ win::Variant ToVariant(const StringList& list)
     }
     {
         const LockedStrings strings(array.Get());
+        if (!strings) {
+            return {};
+        }
         for (ULONG i = 0; i < strings.Count(); ++i) {
             strings[i] = win::Bstr(list[i]).Detach();
         }

@@ -1,12 +1,14 @@
 #include "support/resource_census.h"
 
 #include "support/replaced_function.h"
+#include "win/com_ptr.h"
 #include "win/critical_section.h"
 
 #include <algorithm>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace testing_support {
 
@@ -44,6 +46,32 @@ private:
     std::map<const void*, int> out_;
 };
 
+// Streams over memory. The program has released a stream when this is all that still holds it.
+class Streams {
+public:
+    void HandedOut(IStream* stream)
+    {
+        const std::lock_guard guard(lock_);
+        std::erase_if(out_, IsReleased);
+        out_.emplace_back(stream);
+    }
+
+    [[nodiscard]] std::size_t Count() const
+    {
+        return out_.size() - static_cast<std::size_t>(std::count_if(out_.begin(), out_.end(), IsReleased));
+    }
+
+private:
+    static bool IsReleased(const win::ComPtr<IStream>& stream)
+    {
+        stream->AddRef();
+        return stream->Release() == 1;
+    }
+
+    win::CriticalSection lock_;
+    std::vector<win::ComPtr<IStream>> out_;
+};
+
 // A replacement that is only made when the program imports the function.
 template <FunctionName Name, typename Signature>
 class Watched {
@@ -75,8 +103,12 @@ public:
     Ledger keys;
     Ledger handles;
     Ledger libraries;
+    Ledger searches;
     Ledger localMemory;
+    Ledger globalMemory;
+    Streams streams;
     std::atomic<int> doubleFrees = 0;
+    std::atomic<int> doubleGlobalFrees = 0;
     std::atomic<int> comBalance = 0;
 
 private:
@@ -108,6 +140,11 @@ private:
     {
         handles.HandedOut(handle);
         return handle;
+    }
+    HANDLE CountSearch(HANDLE search)
+    {
+        searches.HandedOut(search);
+        return search;
     }
 
     Watched<"SysAllocString", decltype(::SysAllocString)> allocString_{
@@ -187,6 +224,28 @@ private:
         return closeHandle_.Original(handle);
     }};
 
+    Watched<"FindFirstFileW", decltype(::FindFirstFileW)> findFile_{
+        [this](LPCWSTR path, LPWIN32_FIND_DATAW found) { return CountSearch(findFile_.Original(path, found)); }};
+    Watched<"FindClose", decltype(::FindClose)> findClose_{[this](HANDLE search) {
+        searches.GivenBack(search);
+        return findClose_.Original(search);
+    }};
+    Watched<"FindFirstVolumeW", decltype(::FindFirstVolumeW)> findVolume_{
+        [this](LPWSTR name, DWORD length) { return CountSearch(findVolume_.Original(name, length)); }};
+    Watched<"FindVolumeClose", decltype(::FindVolumeClose)> findVolumeClose_{[this](HANDLE search) {
+        searches.GivenBack(search);
+        return findVolumeClose_.Original(search);
+    }};
+    Watched<"FindFirstVolumeMountPointW", decltype(::FindFirstVolumeMountPointW)> findMountPoint_{
+        [this](LPCWSTR root, LPWSTR folder, DWORD length) {
+            return CountSearch(findMountPoint_.Original(root, folder, length));
+        }};
+    Watched<"FindVolumeMountPointClose", decltype(::FindVolumeMountPointClose)> findMountPointClose_{
+        [this](HANDLE search) {
+            searches.GivenBack(search);
+            return findMountPointClose_.Original(search);
+        }};
+
     Watched<"LoadLibraryW", decltype(::LoadLibraryW)> loadLibrary_{[this](LPCWSTR name) {
         const HMODULE module = loadLibrary_.Original(name);
         libraries.HandedOut(module);
@@ -205,10 +264,38 @@ private:
             }
             return length;
         }};
+    Watched<"LocalAlloc", decltype(::LocalAlloc)> localAlloc_{[this](UINT flags, SIZE_T size) {
+        const HLOCAL block = localAlloc_.Original(flags, size);
+        localMemory.HandedOut(block);
+        return block;
+    }};
     Watched<"LocalFree", decltype(::LocalFree)> localFree_{[this](HLOCAL block) {
         localMemory.GivenBack(block);
         return localFree_.Original(block);
     }};
+
+    Watched<"GlobalAlloc", decltype(::GlobalAlloc)> globalAlloc_{[this](UINT flags, SIZE_T size) {
+        const HGLOBAL block = globalAlloc_.Original(flags, size);
+        globalMemory.HandedOut(block);
+        return block;
+    }};
+    Watched<"GlobalFree", decltype(::GlobalFree)> globalFree_{[this](HGLOBAL block) {
+        if (block != nullptr && !globalMemory.GivenBack(block)) {
+            ++doubleGlobalFrees;
+        }
+        return globalFree_.Original(block);
+    }};
+    Watched<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> createStream_{
+        [this](HGLOBAL block, BOOL freesBlock, IStream** stream) {
+            const HRESULT result = createStream_.Original(block, freesBlock, stream);
+            if (SUCCEEDED(result)) {
+                if (freesBlock != FALSE) {
+                    globalMemory.GivenBack(block);
+                }
+                streams.HandedOut(*stream);
+            }
+            return result;
+        }};
 
     Watched<"CoInitializeEx", decltype(::CoInitializeEx)> initialize_{[this](LPVOID reserved, DWORD model) {
         const HRESULT result = initialize_.Original(reserved, model);
@@ -236,7 +323,11 @@ std::string ResourceCensus::Imbalance() const
         {"registry keys open", static_cast<long long>(counters_->keys.Count())},
         {"handles open", static_cast<long long>(counters_->handles.Count())},
         {"libraries loaded", static_cast<long long>(counters_->libraries.Count())},
+        {"searches open", static_cast<long long>(counters_->searches.Count())},
         {"local memory blocks", static_cast<long long>(counters_->localMemory.Count())},
+        {"global memory blocks", static_cast<long long>(counters_->globalMemory.Count())},
+        {"global memory blocks freed that were not allocated", counters_->doubleGlobalFrees},
+        {"streams not released", static_cast<long long>(counters_->streams.Count())},
         {"COM initialisations", counters_->comBalance},
     };
     std::string text;

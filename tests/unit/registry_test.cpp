@@ -324,32 +324,604 @@ TEST_F(ReadingText, NeedsABufferForTwoCharactersOfAList)
     EXPECT_EQ(0, ReadList(2));
 }
 
-TEST_F(ReadingText, StreamsTheBytesOfAValueOfAnyType)
+TEST_F(ReadingText, AppendsNothingToAListThatCannotBeRead)
 {
-    const std::vector<BYTE> data = {0, 1, 0xFE, 0xFF};
-    Set(REG_QWORD, data);
-    win::ComPtr<IStream> stream;
-    ASSERT_EQ(0, RegReadValueToStream(key.Get(), L"Value", stream));
-    std::vector<BYTE> read(data.size());
-    ULONG count = 0;
-    EXPECT_EQ(S_OK, stream->Read(read.data(), static_cast<ULONG>(read.size()), &count));
-    EXPECT_EQ(4U, count);
-    EXPECT_EQ(data, read);
+    items = {L"before"};
+    Set(REG_SZ, BytesOf({L"A\0", 2}));
+    EXPECT_EQ(13, ReadList());
+    Set(REG_MULTI_SZ, {'A', 0, 0});
+    EXPECT_EQ(13, ReadList());
+    Set(REG_MULTI_SZ, ListBytes({L"longer"}));
+    EXPECT_EQ(234, ReadList(4));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS { return ERROR_KEY_DELETED; });
+    EXPECT_EQ(1018, ReadList());
+    EXPECT_EQ((std::vector<std::wstring>{L"before"}), items);
 }
 
-TEST_F(ReadingText, ListsTheNamesOfSubkeysAndOfValues)
+TEST_F(ReadingText, FindsAListOfAnotherTypeInvalidAlsoWhereItDoesNotFit)
 {
-    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kPath) + L"\\One");
-    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kPath) + L"\\Two");
-    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Number", 1);
-    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"", L"default");
-    std::vector<std::wstring> subkeys;
-    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), subkeys));
-    EXPECT_EQ((std::vector<std::wstring>{L"One", L"Two"}), subkeys);
-    std::vector<std::wstring> values;
-    EXPECT_EQ(259, RegEnumValueNames(key.Get(), values));
-    std::sort(values.begin(), values.end());
-    EXPECT_EQ((std::vector<std::wstring>{L"", L"Number"}), values);
+    Set(REG_SZ, BytesOf({L"longer\0", 7}));
+    EXPECT_EQ(13, ReadList(4));
+    for (const unsigned type : {REG_NONE, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_LINK, REG_QWORD}) {
+        Set(type, ListBytes({L"A"}));
+        EXPECT_EQ(13, ReadList()) << type;
+    }
+}
+
+TEST_F(ReadingText, TakesAListUpToItsFirstEmptyItem)
+{
+    Set(REG_MULTI_SZ, BytesOf({L"A\0\0B\0\0", 6}));
+    EXPECT_EQ(0, ReadList());
+    EXPECT_EQ((std::vector<std::wstring>{L"A"}), items);
+    Set(REG_MULTI_SZ, BytesOf({L"\0B\0\0", 4}));
+    EXPECT_EQ(0, ReadList());
+    EXPECT_EQ((std::vector<std::wstring>{L"A"}), items);
+}
+
+TEST_F(ReadingText, ReadsAListOnceIntoAZeroedBufferOf16384Characters)
+{
+    Set(REG_MULTI_SZ, ListBytes({L"A"}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            EXPECT_STREQ(L"Value", name);
+            EXPECT_EQ(32768U, *size);
+            EXPECT_TRUE(std::all_of(data, data + *size, [](BYTE byte) { return byte == 0; }));
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(0, ReadList());
+    EXPECT_EQ(1, query.Calls());
+}
+
+TEST_F(ReadingText, AsksForTheSizeOfAStringAndReadsItIntoSoManyBytes)
+{
+    Set(REG_SZ, BytesOf({L"abc\0", 4}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            EXPECT_EQ(key.Get(), asked);
+            EXPECT_STREQ(L"Value", name);
+            EXPECT_EQ(nullptr, reserved);
+            EXPECT_EQ(query.Calls() == 1, data == nullptr);
+            if (data != nullptr) {
+                EXPECT_EQ(8U, *size);
+            }
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(2, query.Calls());
+}
+
+TEST_F(ReadingText, GivesTheErrorOfEitherReadOfAString)
+{
+    Set(REG_SZ, BytesOf({L"abc\0", 4}));
+    for (int failing = 1; failing <= 2; ++failing) {
+        const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+            [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) -> LSTATUS {
+                return query.Calls() == failing ? ERROR_KEY_DELETED
+                                                : query.Original(asked, name, reserved, type, data, size);
+            });
+        EXPECT_EQ(1018, ReadString());
+        EXPECT_EQ(failing, query.Calls());
+    }
+    EXPECT_EQ(L"before", text);
+}
+
+TEST_F(ReadingText, FindsAStringInvalidThatHasBecomeSomethingElseBetweenItsTwoReads)
+{
+    Set(REG_SZ, BytesOf({L"abc\0", 4}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            if (data != nullptr) {
+                Set(REG_BINARY, {'a', 0, 0, 0});
+            }
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(13, ReadString());
+    EXPECT_EQ(L"before", text);
+}
+
+TEST_F(ReadingText, GivesTheErrorOfAStringThatHasGoneBetweenItsTwoReads)
+{
+    Set(REG_SZ, BytesOf({L"abc\0", 4}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            if (data != nullptr) {
+                win::RegistryKey writable;
+                EXPECT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_SET_VALUE, writable));
+                EXPECT_EQ(0, RegDeleteValueW(writable.Get(), L"Value"));
+            }
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(2, ReadString());
+    EXPECT_EQ(L"before", text);
+}
+
+TEST_F(ReadingText, TakesAStringOfAnyLengthUpToItsFirstNul)
+{
+    const std::wstring longest(100000, L'x');
+    Set(REG_SZ, BytesOf(longest + L'\0'));
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(longest, text);
+    Set(REG_EXPAND_SZ, BytesOf({L"ab\0cd\0", 6}));
+    EXPECT_EQ(0, ReadString());
+    EXPECT_EQ(L"ab", text);
+}
+
+// --- Types and sizes ---
+
+class ReadingTypeAndSize : public ReadingText {};
+
+TEST_F(ReadingTypeAndSize, GivesWhatEveryTypeOfValueHas)
+{
+    const std::vector<BYTE> data = {1, 2, 3, 4, 5, 6, 7, 8};
+    for (const unsigned wanted :
+         {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_MULTI_SZ,
+          REG_RESOURCE_LIST, REG_FULL_RESOURCE_DESCRIPTOR, REG_RESOURCE_REQUIREMENTS_LIST, REG_QWORD}) {
+        Set(wanted, data);
+        DWORD type = 0xFFFF;
+        DWORD size = 0xFFFF;
+        EXPECT_EQ(0, RegReadType(key.Get(), L"Value", type));
+        EXPECT_EQ(0, RegReadSize(key.Get(), L"Value", size));
+        EXPECT_EQ(wanted, type);
+        EXPECT_EQ(8U, size);
+    }
+}
+
+TEST_F(ReadingTypeAndSize, GivesTheSizeOfAnyData)
+{
+    for (const std::size_t wanted : {0U, 1U, 12U, 13U, 14U, 26U, 27U, 1000U, 100000U}) {
+        Set(REG_BINARY, std::vector<BYTE>(wanted, 0xAB));
+        DWORD size = 0xFFFF;
+        EXPECT_EQ(0, RegReadSize(key.Get(), L"Value", size));
+        EXPECT_EQ(wanted, size);
+    }
+}
+
+TEST_F(ReadingTypeAndSize, AsksForNothingElse)
+{
+    Set(REG_BINARY, {1});
+    DWORD type = 0;
+    DWORD size = 0;
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD askedType, LPBYTE data, LPDWORD askedSize) {
+            EXPECT_EQ(key.Get(), asked);
+            EXPECT_STREQ(L"Value", name);
+            EXPECT_EQ(nullptr, data);
+            return query.Original(asked, name, reserved, askedType, data, askedSize);
+        });
+    EXPECT_EQ(0, RegReadType(key.Get(), L"Value", type));
+    EXPECT_EQ(0, RegReadSize(key.Get(), L"Value", size));
+    EXPECT_EQ(2, query.Calls());
+}
+
+TEST_F(ReadingTypeAndSize, GivesThemAlsoWhereWindowsHasMoreData)
+{
+    Set(REG_BINARY, {1, 2, 3});
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) -> LSTATUS {
+            EXPECT_EQ(0, query.Original(asked, name, reserved, type, data, size));
+            return ERROR_MORE_DATA;
+        });
+    DWORD type = 77;
+    DWORD size = 78;
+    EXPECT_EQ(234, RegReadType(key.Get(), L"Value", type));
+    EXPECT_EQ(234, RegReadSize(key.Get(), L"Value", size));
+    EXPECT_EQ(3U, type);
+    EXPECT_EQ(3U, size);
+}
+
+TEST_F(ReadingTypeAndSize, LeavesTheOutputsOfAValueThatIsNotThere)
+{
+    DWORD type = 77;
+    DWORD size = 78;
+    EXPECT_EQ(2, RegReadType(key.Get(), L"Value", type));
+    EXPECT_EQ(2, RegReadSize(key.Get(), L"Value", size));
+    EXPECT_EQ(77U, type);
+    EXPECT_EQ(78U, size);
+}
+
+TEST_F(ReadingTypeAndSize, LeavesTheOutputsOfAFailureWhateverWindowsWritesThere)
+{
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [](HKEY, LPCWSTR, LPDWORD, LPDWORD askedType, LPBYTE, LPDWORD askedSize) -> LSTATUS {
+            if (askedType != nullptr) {
+                *askedType = 1;
+            }
+            if (askedSize != nullptr) {
+                *askedSize = 1;
+            }
+            return ERROR_KEY_DELETED;
+        });
+    DWORD type = 77;
+    DWORD size = 78;
+    EXPECT_EQ(1018, RegReadType(key.Get(), L"Value", type));
+    EXPECT_EQ(1018, RegReadSize(key.Get(), L"Value", size));
+    EXPECT_EQ(77U, type);
+    EXPECT_EQ(78U, size);
+}
+
+// --- Binary values ---
+
+// So many bytes, no two neighbours alike.
+std::vector<BYTE> SomeBytes(std::size_t count)
+{
+    std::vector<BYTE> bytes(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        bytes[i] = static_cast<BYTE>(i * 7 + 1);
+    }
+    return bytes;
+}
+
+constexpr std::size_t kBinarySizes[] = {0, 1, 12, 13, 14, 26, 27, 1000};
+
+class ReadingBytes : public ReadingText {
+protected:
+    // Reads the value into so many bytes; only as many of these are left as the value is said to have.
+    LSTATUS Read(std::size_t capacity)
+    {
+        buffer.assign(capacity, 0xEE);
+        size = static_cast<DWORD>(capacity);
+        return RegReadBinary(key.Get(), L"Value", buffer.data(), size);
+    }
+
+    // Whether a read has left the buffer and the size as they were.
+    [[nodiscard]] bool IsUntouched() const
+    {
+        return size == buffer.size() && std::all_of(buffer.begin(), buffer.end(), [](BYTE b) { return b == 0xEE; });
+    }
+
+    std::vector<BYTE> buffer;
+    DWORD size = 0;
+};
+
+TEST_F(ReadingBytes, GivesThemAndTheirCountAndLeavesTheRest)
+{
+    for (const std::size_t count : kBinarySizes) {
+        Set(REG_BINARY, SomeBytes(count));
+        std::vector<BYTE> expected = SomeBytes(count);
+        EXPECT_EQ(0, Read(count));
+        EXPECT_EQ(count, size);
+        EXPECT_EQ(expected, buffer);
+        EXPECT_EQ(0, Read(1010));
+        EXPECT_EQ(count, size);
+        expected.resize(1010, 0xEE);
+        EXPECT_EQ(expected, buffer);
+    }
+}
+
+TEST_F(ReadingBytes, GivesTheErrorOfAValueThatDoesNotFit)
+{
+    for (const std::size_t count : kBinarySizes) {
+        if (count != 0) {
+            Set(REG_BINARY, SomeBytes(count));
+            EXPECT_EQ(234, Read(count - 1));
+            EXPECT_TRUE(IsUntouched()) << count;
+        }
+    }
+}
+
+TEST_F(ReadingBytes, FindsAValueOfAnotherTypeInvalidAndLeavesTheBuffer)
+{
+    for (const unsigned type : {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK,
+                                REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
+        Set(type, SomeBytes(8));
+        for (const std::size_t capacity : {0U, 4U, 8U, 100U}) {
+            EXPECT_EQ(13, Read(capacity)) << type;
+            EXPECT_TRUE(IsUntouched()) << type;
+        }
+    }
+}
+
+TEST_F(ReadingBytes, GivesTheErrorOfWindowsAndLeavesTheBuffer)
+{
+    EXPECT_EQ(2, Read(4));
+    EXPECT_TRUE(IsUntouched());
+    Set(REG_BINARY, SomeBytes(4));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD count) -> LSTATUS {
+            EXPECT_EQ(0, query.Original(asked, name, reserved, type, data, count));
+            return ERROR_KEY_DELETED;
+        });
+    EXPECT_EQ(1018, Read(5));
+    EXPECT_TRUE(IsUntouched());
+}
+
+TEST_F(ReadingBytes, EndsWith14WithoutMemoryForThem)
+{
+    Set(REG_BINARY, SomeBytes(4));
+    buffer.assign(4, 0xEE);
+    size = 4;
+    const FailingMemory memory(1);
+    EXPECT_EQ(14, RegReadBinary(key.Get(), L"Value", buffer.data(), size));
+    EXPECT_TRUE(memory.HasFailed());
+    EXPECT_FALSE(memory.HasThrown());
+    EXPECT_TRUE(IsUntouched());
+}
+
+// --- Streams ---
+
+class StreamingAValue : public ReadingText {
+protected:
+    LSTATUS Read() { return RegReadValueToStream(key.Get(), L"Value", stream); }
+
+    // What is left in the stream.
+    std::vector<BYTE> Content()
+    {
+        std::vector<BYTE> content(2000);
+        ULONG count = 0;
+        EXPECT_TRUE(SUCCEEDED(stream->Read(content.data(), static_cast<ULONG>(content.size()), &count)));
+        content.resize(count);
+        return content;
+    }
+
+    // A value that changes between the reads of its size and of its data.
+    void ChangeBeforeSecondRead(std::vector<BYTE> before, std::vector<BYTE> after, LSTATUS expected)
+    {
+        Set(REG_BINARY, std::move(before));
+        const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+            [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+                if (data != nullptr) {
+                    Set(REG_BINARY, after);
+                }
+                return query.Original(asked, name, reserved, type, data, size);
+            });
+        EXPECT_EQ(expected, Read());
+        EXPECT_EQ(2, query.Calls());
+    }
+
+    win::ComPtr<IStream> stream;
+
+private:
+    void TearDown() override
+    {
+        stream.Reset();
+        ReadingText::TearDown();
+    }
+};
+
+TEST_F(StreamingAValue, GivesTheBytesOfEveryType)
+{
+    const std::vector<BYTE> data = {0, 1, 0xFE, 0xFF};
+    for (const unsigned type : {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK,
+                                REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
+        Set(type, data);
+        ASSERT_EQ(0, Read()) << type;
+        EXPECT_EQ(data, Content()) << type;
+    }
+}
+
+TEST_F(StreamingAValue, GivesAnyNumberOfBytes)
+{
+    for (const std::size_t count : kBinarySizes) {
+        Set(REG_BINARY, SomeBytes(count));
+        ASSERT_EQ(0, Read()) << count;
+        // Windows may round up a block of no bytes.
+        if (count != 0) {
+            EXPECT_EQ(SomeBytes(count), Content());
+        }
+    }
+}
+
+TEST_F(StreamingAValue, TakesAZeroedBlockOfTheValuesSizeThatTheStreamFrees)
+{
+    Set(REG_BINARY, SomeBytes(27));
+    HGLOBAL block = nullptr;
+    const Replaced<"GlobalAlloc", decltype(::GlobalAlloc)> allocate([&](UINT flags, SIZE_T size) {
+        EXPECT_EQ(0x40U, flags);
+        EXPECT_EQ(27U, size);
+        block = allocate.Original(flags, size);
+        return block;
+    });
+    const Replaced<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> create(
+        [&](HGLOBAL wrapped, BOOL freesBlock, IStream** made) {
+            EXPECT_EQ(block, wrapped);
+            EXPECT_EQ(TRUE, freesBlock);
+            return create.Original(wrapped, freesBlock, made);
+        });
+    const Replaced<"GlobalFree", decltype(::GlobalFree)> free([](HGLOBAL freed) {
+        ADD_FAILURE() << "the stream has the block";
+        return freed;
+    });
+    EXPECT_EQ(0, Read());
+    EXPECT_EQ(1, allocate.Calls());
+    EXPECT_EQ(1, create.Calls());
+    EXPECT_EQ("registry keys open: 1\nstreams not released: 1\n", census.Imbalance());
+}
+
+TEST_F(StreamingAValue, TakesMoreDataForASizeThatIsTold)
+{
+    Set(REG_BINARY, SomeBytes(4));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) -> LSTATUS {
+            const LSTATUS status = query.Original(asked, name, reserved, type, data, size);
+            return data == nullptr ? ERROR_MORE_DATA : status;
+        });
+    ASSERT_EQ(0, Read());
+    EXPECT_EQ(SomeBytes(4), Content());
+}
+
+TEST_F(StreamingAValue, GivesTheErrorOfAValueThatIsNotThere)
+{
+    EXPECT_EQ(2, Read());
+    EXPECT_FALSE(stream);
+}
+
+TEST_F(StreamingAValue, GivesTheErrorOfAValueThatHasGrownBetweenItsTwoReads)
+{
+    ChangeBeforeSecondRead(SomeBytes(4), SomeBytes(5), 234);
+    EXPECT_FALSE(stream);
+}
+
+TEST_F(StreamingAValue, GivesZerosBehindAValueThatHasShrunkBetweenItsTwoReads)
+{
+    ChangeBeforeSecondRead({9, 9, 9, 9}, {1, 2}, 0);
+    EXPECT_EQ((std::vector<BYTE>{1, 2, 0, 0}), Content());
+}
+
+TEST_F(StreamingAValue, FreesTheBlockOfAValueThatCannotBeRead)
+{
+    Set(REG_BINARY, SomeBytes(4));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) -> LSTATUS {
+            return data == nullptr ? query.Original(asked, name, reserved, type, data, size) : ERROR_KEY_DELETED;
+        });
+    EXPECT_EQ(1018, Read());
+    EXPECT_FALSE(stream);
+    EXPECT_EQ("registry keys open: 1\n", census.Imbalance());
+}
+
+TEST_F(StreamingAValue, EndsWith14WithoutMemoryForTheBlock)
+{
+    Set(REG_BINARY, SomeBytes(4));
+    const Replaced<"GlobalAlloc", decltype(::GlobalAlloc)> allocate([](UINT, SIZE_T) -> HGLOBAL {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    });
+    EXPECT_EQ(14, Read());
+    EXPECT_FALSE(stream);
+    EXPECT_EQ(1, allocate.Calls());
+}
+
+TEST_F(StreamingAValue, FreesTheBlockWhereNoStreamCanBeMadeOfIt)
+{
+    Set(REG_BINARY, SomeBytes(4));
+    HRESULT failure = E_OUTOFMEMORY;
+    const Replaced<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> create(
+        [&](HGLOBAL, BOOL, IStream**) { return failure; });
+    EXPECT_EQ(14, Read());
+    failure = E_INVALIDARG;
+    EXPECT_EQ(87, Read());
+    EXPECT_FALSE(stream);
+    EXPECT_EQ(2, create.Calls());
+    EXPECT_EQ("registry keys open: 1\n", census.Imbalance());
+}
+
+TEST_F(StreamingAValue, LeavesTheStreamThatTheCallerHadOnEveryFailure)
+{
+    Set(REG_BINARY, SomeBytes(4));
+    ASSERT_EQ(0, Read());
+    IStream* const before = stream.Get();
+    {
+        const Replaced<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> create(
+            [](HGLOBAL, BOOL, IStream**) { return E_OUTOFMEMORY; });
+        EXPECT_EQ(14, Read());
+    }
+    EXPECT_EQ(before, stream.Get());
+    EXPECT_EQ(2, RegReadValueToStream(key.Get(), L"Missing", stream));
+    ASSERT_EQ(before, stream.Get());
+    EXPECT_EQ(SomeBytes(4), Content());
+}
+
+// --- Names of keys and values ---
+
+class ListingNames : public ReadingText {
+protected:
+    using Names = std::vector<std::wstring>;
+
+    static void MakeSubkey(const std::wstring& name)
+    {
+        RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kPath) + L'\\' + name);
+    }
+    static void MakeValue(const std::wstring& name)
+    {
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, name.c_str(), 1);
+    }
+
+    Names names;
+};
+
+TEST_F(ListingNames, AppendsTheNamesOfSubkeys)
+{
+    MakeSubkey(L"One");
+    MakeSubkey(L"Two");
+    MakeSubkey(L"Two\\Deeper");
+    MakeValue(L"Value");
+    names = {L"before"};
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
+    EXPECT_EQ((Names{L"before", L"One", L"Two"}), names);
+}
+
+TEST_F(ListingNames, AppendsTheNamesOfValues)
+{
+    MakeSubkey(L"One");
+    MakeValue(L"Number");
+    MakeValue(L"");
+    names = {L"before"};
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
+    ASSERT_EQ(3U, names.size());
+    EXPECT_EQ(L"before", names.front());
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ((Names{L"", L"Number", L"before"}), names);
+}
+
+TEST_F(ListingNames, AppendsNothingOfAnEmptyKey)
+{
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
+    EXPECT_EQ(Names{}, names);
+}
+
+TEST_F(ListingNames, TakesTheLongestNamesThatTheRegistryHas)
+{
+    const std::wstring keyName(255, L'k');
+    const std::wstring valueName(16383, L'v');
+    MakeSubkey(keyName);
+    MakeValue(valueName);
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
+    EXPECT_EQ((Names{keyName, valueName}), names);
+}
+
+TEST_F(ListingNames, AsksForOneIndexAfterTheOtherWithABufferOf16384Characters)
+{
+    MakeSubkey(L"One");
+    MakeValue(L"Number");
+    const auto check = [&](auto& call, HKEY asked, DWORD index, LPDWORD length) {
+        EXPECT_EQ(key.Get(), asked);
+        EXPECT_EQ(static_cast<DWORD>(call.Calls()) - 1, index);
+        EXPECT_EQ(16384U, *length);
+    };
+    const Replaced<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> subkeys(
+        [&](HKEY asked, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPWSTR group, LPDWORD groupLength,
+            PFILETIME written) {
+            check(subkeys, asked, index, length);
+            return subkeys.Original(asked, index, name, length, reserved, group, groupLength, written);
+        });
+    const Replaced<"RegEnumValueW", decltype(::RegEnumValueW)> values([&](HKEY asked, DWORD index, LPWSTR name,
+                                                                          LPDWORD length, LPDWORD reserved,
+                                                                          LPDWORD type, LPBYTE data, LPDWORD size) {
+        check(values, asked, index, length);
+        return values.Original(asked, index, name, length, reserved, type, data, size);
+    });
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
+    EXPECT_EQ(2, subkeys.Calls());
+    EXPECT_EQ(2, values.Calls());
+}
+
+TEST_F(ListingNames, EndsWithTheFirstFailureAndKeepsTheNamesBeforeIt)
+{
+    MakeSubkey(L"One");
+    MakeSubkey(L"Two");
+    MakeValue(L"Number");
+    MakeValue(L"Second");
+    const Replaced<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> subkeys(
+        [&](HKEY asked, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPWSTR group, LPDWORD groupLength,
+            PFILETIME written) -> LSTATUS {
+            return index == 1 ? ERROR_KEY_DELETED
+                              : subkeys.Original(asked, index, name, length, reserved, group, groupLength, written);
+        });
+    const Replaced<"RegEnumValueW", decltype(::RegEnumValueW)> values(
+        [](HKEY, DWORD, LPWSTR, LPDWORD, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS { return ERROR_MORE_DATA; });
+    EXPECT_EQ(1018, RegEnumSubkeyNames(key.Get(), names));
+    EXPECT_EQ(234, RegEnumValueNames(key.Get(), names));
+    EXPECT_EQ(Names{L"One"}, names);
+}
+
+TEST_F(ListingNames, NeedsTheKey)
+{
+    EXPECT_EQ(6, RegEnumSubkeyNames(nullptr, names));
+    EXPECT_EQ(6, RegEnumValueNames(nullptr, names));
 }
 
 TEST(ProductKeys, AreTheProducts)
