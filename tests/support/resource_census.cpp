@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace testing_support {
 
@@ -44,6 +45,43 @@ private:
     std::map<const void*, int> out_;
 };
 
+// Streams that were made around a block of memory. Each is kept alive here by a reference of its own, so that those
+// which are left over can be counted.
+class OwnedStreams {
+public:
+    OwnedStreams() = default;
+    OwnedStreams(const OwnedStreams&) = delete;
+    OwnedStreams(OwnedStreams&&) = delete;
+    ~OwnedStreams()
+    {
+        for (IStream* const stream : streams_) {
+            stream->Release();
+        }
+    }
+    OwnedStreams& operator=(const OwnedStreams&) = delete;
+    OwnedStreams& operator=(OwnedStreams&&) = delete;
+
+    void HandedOut(IStream* stream)
+    {
+        const std::lock_guard guard(lock_);
+        stream->AddRef();
+        streams_.push_back(stream);
+    }
+
+    // The streams that someone else holds, too.
+    [[nodiscard]] long long Count() const
+    {
+        return std::count_if(streams_.begin(), streams_.end(), [](IStream* stream) {
+            stream->AddRef();
+            return stream->Release() > 1;
+        });
+    }
+
+private:
+    win::CriticalSection lock_;
+    std::vector<IStream*> streams_;
+};
+
 // A replacement that is only made when the program imports the function.
 template <FunctionName Name, typename Signature>
 class Watched {
@@ -76,6 +114,9 @@ public:
     Ledger handles;
     Ledger libraries;
     Ledger localMemory;
+    Ledger globalMemory;
+    Ledger searches;
+    OwnedStreams streams;
     std::atomic<int> doubleFrees = 0;
     std::atomic<int> comBalance = 0;
 
@@ -205,9 +246,46 @@ private:
             }
             return length;
         }};
+    Watched<"LocalAlloc", decltype(::LocalAlloc)> localAlloc_{[this](UINT flags, SIZE_T size) {
+        const HLOCAL block = localAlloc_.Original(flags, size);
+        localMemory.HandedOut(block);
+        return block;
+    }};
     Watched<"LocalFree", decltype(::LocalFree)> localFree_{[this](HLOCAL block) {
         localMemory.GivenBack(block);
         return localFree_.Original(block);
+    }};
+
+    Watched<"GlobalAlloc", decltype(::GlobalAlloc)> globalAlloc_{[this](UINT flags, SIZE_T size) {
+        const HGLOBAL block = globalAlloc_.Original(flags, size);
+        globalMemory.HandedOut(block);
+        return block;
+    }};
+    Watched<"GlobalFree", decltype(::GlobalFree)> globalFree_{[this](HGLOBAL block) {
+        globalMemory.GivenBack(block);
+        return globalFree_.Original(block);
+    }};
+    // A stream that is to free its block owns it from now on.
+    Watched<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> createStream_{
+        [this](HGLOBAL block, BOOL isOwner, LPSTREAM* stream) {
+            const HRESULT result = createStream_.Original(block, isOwner, stream);
+            if (SUCCEEDED(result)) {
+                streams.HandedOut(*stream);
+                if (isOwner != FALSE) {
+                    globalMemory.GivenBack(block);
+                }
+            }
+            return result;
+        }};
+
+    Watched<"FindFirstFileW", decltype(::FindFirstFileW)> findFile_{[this](LPCWSTR path, LPWIN32_FIND_DATAW found) {
+        const HANDLE search = findFile_.Original(path, found);
+        searches.HandedOut(search);
+        return search;
+    }};
+    Watched<"FindClose", decltype(::FindClose)> findClose_{[this](HANDLE search) {
+        searches.GivenBack(search);
+        return findClose_.Original(search);
     }};
 
     Watched<"CoInitializeEx", decltype(::CoInitializeEx)> initialize_{[this](LPVOID reserved, DWORD model) {
@@ -237,6 +315,9 @@ std::string ResourceCensus::Imbalance() const
         {"handles open", static_cast<long long>(counters_->handles.Count())},
         {"libraries loaded", static_cast<long long>(counters_->libraries.Count())},
         {"local memory blocks", static_cast<long long>(counters_->localMemory.Count())},
+        {"global memory blocks", static_cast<long long>(counters_->globalMemory.Count())},
+        {"file searches open", static_cast<long long>(counters_->searches.Count())},
+        {"streams held", counters_->streams.Count()},
         {"COM initialisations", counters_->comBalance},
     };
     std::string text;

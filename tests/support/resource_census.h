@@ -6,9 +6,9 @@
 namespace testing_support {
 
 // Counts what Windows hands out to the program and gets back: BSTRs and arrays, also in VARIANTs, handles (files,
-// events, mutexes, threads, processes), registry keys, libraries, local memory, COM initialisations. It sees the calls
-// of the test program's import table for as long as it lives; a replacement of one of these functions made after it
-// stands in front of it and reaches it through Original.
+// events, mutexes, threads, processes), registry keys, searches for files, libraries, local and global memory, streams
+// on it, COM initialisations. It sees the calls of the test program's import table for as long as it lives; a
+// replacement of one of these functions made after it stands in front of it and reaches it through Original.
 class ResourceCensus {
 public:
     ResourceCensus();

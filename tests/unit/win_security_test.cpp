@@ -12,6 +12,12 @@ constexpr wchar_t kNoAccessControl[] = L"D:NO_ACCESS_CONTROL";
 
 class AccessByEveryone : public ProductTest {
 protected:
+    void TearDown() override
+    {
+        descriptor.Reset();
+        ProductTest::TearDown();
+    }
+
     // Whether the descriptor's list of rights is missing, or else how many entries it has.
     static int Entries(const win::LocalBlock& descriptor)
     {
