@@ -35,6 +35,7 @@ public:
     LockedStrings& operator=(const LockedStrings&) = delete;
     LockedStrings& operator=(LockedStrings&&) = delete;
 
+    explicit operator bool() const noexcept { return strings_ != nullptr; }
     [[nodiscard]] ULONG Count() const noexcept { return strings_ == nullptr ? 0 : array_->rgsabound[0].cElements; }
     [[nodiscard]] BSTR& operator[](std::size_t index) const noexcept { return strings_[index]; }
 
@@ -53,6 +54,9 @@ win::Variant ToVariant(const StringList& list)
     }
     {
         const LockedStrings strings(array.Get());
+        if (!strings) {
+            return {};
+        }
         for (std::size_t i = 0; i < list.size(); ++i) {
             strings[i] = win::Bstr(list[i]).Detach();
         }

@@ -9,7 +9,8 @@
 // SAFEARRAY of BSTR.
 using StringList = std::vector<std::wstring>;
 
-// Throws std::bad_alloc where Windows has no memory for the array.
+// Nothing (VT_EMPTY) where Windows does not let the array be filled. Throws std::bad_alloc where it has no memory for
+// it.
 [[nodiscard]] win::Variant ToVariant(const StringList& list);
 
 // Empty for a VARIANT that holds no such array.
