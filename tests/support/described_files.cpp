@@ -124,7 +124,7 @@ HANDLE DescribedFiles::Search(const wchar_t* path, WIN32_FIND_DATAW& found)
     found.ftLastAccessTime = {0, 2};
     EXPECT_NE(FALSE, SystemTimeToFileTime(&file->written, &found.ftLastWriteTime));
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number that looks like an address.
-    const auto search = reinterpret_cast<HANDLE>(++lastSearch_);
+    auto* const search = reinterpret_cast<HANDLE>(++lastSearch_);
     searches_.insert(search);
     return search;
 }

@@ -6,6 +6,7 @@
 #include "support/plain_dates.h"
 #include "support/product_test.h"
 #include "support/registry_data.h"
+#include "support/system_folders.h"
 
 #include <filesystem>
 #include <fstream>
@@ -602,11 +603,7 @@ protected:
     }
 
     InstalledProgram program;
-    Replaced<"GetSystemDirectoryW", decltype(::GetSystemDirectoryW)> systemDirectory{[](LPWSTR folder, UINT size) {
-        EXPECT_EQ(513U, size);
-        folder[std::wstring_view(kSystem).copy(folder, size - 1)] = L'\0';
-        return static_cast<UINT>(std::size(kSystem) - 1);
-    }};
+    SystemFolders folders;
 };
 
 TEST_F(FileVersionSection, TellsEachFileInItsOrder)
@@ -737,7 +734,7 @@ TEST_F(FileVersionSection, HasAnEmptyInstallDirectoryWhereWindowsTellsNone)
 
 TEST_F(FileVersionSection, LooksForDriversByTheirFolderAloneWhereWindowsTellsNoSystemDirectory)
 {
-    const Replaced<"GetSystemDirectoryW", decltype(::GetSystemDirectoryW)> none([](LPWSTR, UINT) { return 0U; });
+    folders.system.clear();
     files.Add(L"Drivers\\VLVolumeFS.sys", {1, 2, 3, 4});
     files.Add(L"VLBoot.exe", {5, 6, 7, 8});
     EXPECT_EQ(SectionWith(L"VLVolumeFS.sys : 1.2.3.4.  5.11.2026 8:30:0\n"
@@ -748,10 +745,7 @@ TEST_F(FileVersionSection, LooksForDriversByTheirFolderAloneWhereWindowsTellsNoS
 
 TEST_F(FileVersionSection, DoesNotDoubleTheBackslashOfASystemDirectoryAtARoot)
 {
-    const Replaced<"GetSystemDirectoryW", decltype(::GetSystemDirectoryW)> root([](LPWSTR folder, UINT) {
-        folder[std::wstring_view(L"S:\\").copy(folder, 3)] = L'\0';
-        return 3U;
-    });
+    folders.system = L"S:\\";
     files.Add(L"S:\\Drivers\\VLFsFilter.sys", {1, 2, 3, 4});
     files.Add(L"S:\\VLBoot.exe", {5, 6, 7, 8});
     EXPECT_EQ(SectionWith(L"VLVolumeFS.sys : Not found\n"
@@ -814,7 +808,7 @@ protected:
     // A program file in the scratch folder that has this version resource.
     [[nodiscard]] std::wstring ProgramWith(const DescribedFile& described) const
     {
-        const std::wstring path = folder.PathOf(L"Program.exe");
+        std::wstring path = folder.PathOf(L"Program.exe");
         std::filesystem::copy_file(Built(L"trace_writer.exe"), path, std::filesystem::copy_options::overwrite_existing);
         std::vector<BYTE> resource = VersionResourceOf(described);
         const HANDLE update = BeginUpdateResourceW(path.c_str(), FALSE);
