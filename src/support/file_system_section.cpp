@@ -89,7 +89,7 @@ std::wstring DescribeMasterFileTable(const std::wstring& volume, std::uint64_t b
            std::to_wstring(data.MftZoneEnd.QuadPart) + L'\n';
 }
 
-// The beginning of the volume's boot.ini; nothing where there is none.
+// The beginning of the volume's boot.ini; nothing where there is none or where it cannot be read.
 std::wstring DescribeBootIni(const std::wstring& mountPath)
 {
     const win::FileHandle file(CreateFileW(win::JoinPath(mountPath, L"boot.ini").c_str(), GENERIC_READ, 0, nullptr,
@@ -100,7 +100,7 @@ std::wstring DescribeBootIni(const std::wstring& mountPath)
     unsigned char bytes[kBootIniBytes] = {};
     DWORD count = 0;
     if (ReadFile(file.Get(), bytes, kBootIniBytes, &count, nullptr) == FALSE) {
-        count = 0;
+        return {};
     }
     return L"\n - Boot.ini information: " + std::wstring(bytes, bytes + count) + L'\n';
 }

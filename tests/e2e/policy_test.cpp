@@ -1,5 +1,6 @@
 #include "engine_process.h"
 #include "expected.h"
+#include "launching_only.h"
 #include "registry_value.h"
 
 #include <gtest/gtest.h>
@@ -62,26 +63,6 @@ const Command kCommands[] = {
      "Drive C:\\ has been removed from an offline defrag of your system files on next reboot.\n"},
     {nullptr, {L"/id", L"C:", L"5"}, "", "File Name C:\\Reports corresponds to id 5 on drive C:\n"},
     {nullptr, {L"/?"}, "", UsageScreen()},
-};
-
-constexpr const wchar_t* kPolicyValues[] = {
-    L"AllowLaunch",       L"AllowAdvanceConfiguration", L"AllowAnalyze",          L"AllowZeroFreeSpace",
-    L"AllowOnlineDefrag", L"AllowOfflineDefrag",        L"AllowModifyDriveProps", L"AllowModifySched",
-    L"AllowRunSchedule",  L"AllowCheckUpdate",          L"AllowFreeSpaceStatus",  L"AllowFreeSpaceReclaim"};
-
-// Forbids everything but launching.
-class LaunchingOnly {
-public:
-    LaunchingOnly()
-    {
-        for (const std::wstring_view name : kPolicyValues) {
-            values_.Add(HKEY_CURRENT_USER, kPolicyKey, std::wstring(name),
-                        static_cast<std::uint32_t>(name == L"AllowLaunch" ? 1 : 0));
-        }
-    }
-
-private:
-    RegistryValues values_;
 };
 
 TEST(NoPolicy, AllowsEverything)

@@ -1,5 +1,6 @@
 #include "engine_process.h"
 #include "expected.h"
+#include "launching_only.h"
 #include "registry_value.h"
 #include "simulated_computer.h"
 
@@ -189,6 +190,39 @@ TEST(SupportReport, IsOfThisComputerAndAskedOfNoEngine)
     EXPECT_NE(std::string::npos, here.find("Computer: SRV0\r\n"));
     EXPECT_EQ(here, SimulatedComputer::Run({L"/si", L"/c", L"SRV1"}).output);
     EXPECT_EQ(here, SimulatedComputer::Run({L"/si", L"\\\\SRV2"}).output);
+}
+
+TEST(SupportReport, LeavesTheEnginesThatRunAlone)
+{
+    const SimulatedComputer computer(R"([machine]
+name = HERE
+[computer OTHER]
+scenario = other.scenario
+)");
+    computer.AddFile(L"other.scenario", "[machine]\nname = OTHER\n");
+    const EngineProcess here(computer);
+    const EngineProcess other(computer, L"OTHER");
+    const Outcome report = SimulatedComputer::Run({L"/si"});
+    EXPECT_EQ(0U, report.exitCode);
+    EXPECT_TRUE(report.output.starts_with(Redirected("Velundra 14.0\nComputer: HERE\n")));
+    EXPECT_EQ(report, SimulatedComputer::Run({L"/si", L"/c", L"OTHER"}));
+    EXPECT_EQ(report, SimulatedComputer::Run({L"/SupportInformation", L"\\\\OTHER"}));
+    EXPECT_EQ(std::vector<std::string>(), here.Log());
+    EXPECT_EQ(std::vector<std::string>(), other.Log());
+}
+
+TEST(SupportReport, NeedsNoPermissionButToLaunch)
+{
+    const Outcome report = SimulatedComputer::Run({L"/si"});
+    EXPECT_EQ(0U, report.exitCode);
+    EXPECT_TRUE(report.output.starts_with(Redirected("Velundra 14.0\nComputer: SRV0\n")));
+    {
+        const LaunchingOnly policy;
+        EXPECT_EQ(report, SimulatedComputer::Run({L"/si"}));
+    }
+    const RegistryValue value(HKEY_CURRENT_USER, kPolicyKey, L"AllowLaunch", 0U);
+    EXPECT_EQ(BannerAnd("You do not have permission to launch Velundra.\n", 0x20000004),
+              SimulatedComputer::Run({L"/si"}));
 }
 
 // --- Odd computers ---

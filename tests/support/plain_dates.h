@@ -9,8 +9,11 @@
 namespace testing_support {
 
 // Writes dates as "5.11.2026" and times as "18:45:0", whatever the system's formats are, as long as the object lives.
-// The default locale's own formats must be asked for.
+// The locale's own formats must be asked for.
 class PlainDates {
+public:
+    explicit PlainDates(LCID locale = LOCALE_SYSTEM_DEFAULT) : locale_(locale) {}
+
 private:
     // As Windows does it: without a buffer the size is told; the closing NUL counts.
     static int Write(wchar_t* text, int size, const std::wstring& written)
@@ -21,22 +24,23 @@ private:
         return static_cast<int>(written.size()) + 1;
     }
 
-    static void CheckFormat(LCID locale, DWORD flags, LPCWSTR format)
+    void CheckFormat(LCID locale, DWORD flags, LPCWSTR format) const
     {
-        EXPECT_EQ(2048U, locale);
+        EXPECT_EQ(locale_, locale);
         EXPECT_EQ(0U, flags);
         EXPECT_EQ(nullptr, format);
     }
 
+    LCID locale_;
     Replaced<"GetDateFormatW", decltype(::GetDateFormatW)> date_{
-        [](LCID locale, DWORD flags, const SYSTEMTIME* moment, LPCWSTR format, LPWSTR text, int size) {
+        [this](LCID locale, DWORD flags, const SYSTEMTIME* moment, LPCWSTR format, LPWSTR text, int size) {
             CheckFormat(locale, flags, format);
             return Write(text, size,
                          std::to_wstring(moment->wDay) + L"." + std::to_wstring(moment->wMonth) + L"." +
                              std::to_wstring(moment->wYear));
         }};
     Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time_{
-        [](LCID locale, DWORD flags, const SYSTEMTIME* moment, LPCWSTR format, LPWSTR text, int size) {
+        [this](LCID locale, DWORD flags, const SYSTEMTIME* moment, LPCWSTR format, LPWSTR text, int size) {
             CheckFormat(locale, flags, format);
             return Write(text, size,
                          std::to_wstring(moment->wHour) + L":" + std::to_wstring(moment->wMinute) + L":" +

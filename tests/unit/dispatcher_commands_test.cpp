@@ -1,9 +1,16 @@
 #include "cmd/dispatcher.h"
 
+#include "messages/console_output.h"
+#include "support/described_files.h"
+#include "support/described_volumes.h"
+#include "support/described_windows.h"
 #include "support/fake_ado.h"
 #include "support/group_policy.h"
+#include "support/installed_program.h"
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
+#include "support/standard_output.h"
+#include "support/support_report.h"
 #include "support/usage_screen.h"
 
 #include <gmock/gmock.h>
@@ -1014,13 +1021,64 @@ TEST_F(DispatchedCommand, InstallsTheHandlerBetweenLaunchAndCommand)
     EXPECT_EQ(2, setHandler.Calls());
 }
 
-TEST_F(DispatchedCommand, SupportsWithAReportWhateverPolicyForbids)
+// --- The support report ---
+
+// Runs the command on a computer whose report is the same each time, and short.
+class SupportInformation : public DispatchedCommand {
+protected:
+    SupportInformation() { program.MoveTo(L"C:\\Velundra\\VLCmd.exe"); }
+
+    InstalledProgram program;
+    DescribedWindows windows;
+    DescribedVolumes volumes;
+    DescribedFiles files;
+};
+
+TEST_F(SupportInformation, IsTheReportWithALineEnd)
+{
+    const std::wstring report = BuildSupportReport();
+    EXPECT_THAT(report, StartsWith(L"Computer: ACCOUNTS7\n"));
+    for (const wchar_t* const words : {L"/si", L"/SupportInformation", L"/SI"}) {
+        ExpectRun(words, 0, report + L"\n", kNothingPublished, {});
+    }
+    EXPECT_TRUE(engine.Activations().empty());
+}
+
+TEST_F(SupportInformation, IsWrittenWhole)
+{
+    std::string bytes;
+    for (const wchar_t c : BuildSupportReport() + L"\n") {
+        bytes += c == L'\n' ? "\r\n" : std::string(1, static_cast<char>(c));
+    }
+    StandardOutput standardOutput = StandardOutput::Redirected(CP_UTF8);
+    {
+        const ConsoleOutput console;
+        EXPECT_EQ(0U, DispatchCommand(Typed(L"/si")));
+    }
+    EXPECT_EQ((std::vector<std::string>{"Velundra 14.0\r\n", bytes}), standardOutput.writes);
+}
+
+TEST_F(SupportInformation, IsOfThisComputerWhateverElseIsTyped)
+{
+    const std::wstring report = BuildSupportReport();
+    for (const wchar_t* const words :
+         {L"/si /c OTHER", L"/si \\\\OTHER", L"/c OTHER /si", L"/si C: X: /w /alldrives"}) {
+        ExpectRun(words, 0, report + L"\n", kNothingPublished, {});
+    }
+    EXPECT_TRUE(engine.Activations().empty());
+}
+
+TEST_F(SupportInformation, NeedsNoPermissionButToLaunch)
 {
     RefuseAllButLaunching();
-    Run(L"/si");
-    EXPECT_THAT(output.Text(), StartsWith(L"Velundra 14.0\n"));
-    EXPECT_THAT(output.Text(), Not(HasSubstr(L"You do not have permission")));
-    EXPECT_EQ(kNothingPublished, environment);
+    for (const wchar_t* const value :
+         {L"AllowAdvanceConfiguration", L"AllowZeroFreeSpace", L"AllowModifyDriveProps", L"AllowModifySched",
+          L"AllowCheckUpdate", L"AllowFreeSpaceStatus", L"AllowFreeSpaceReclaim"}) {
+        SetPolicy(value, 0);
+    }
+    ExpectRun(L"/si", 0, BuildSupportReport() + L"\n", kNothingPublished, {});
+    SetPolicy(L"AllowLaunch", 0);
+    ExpectRun(L"/si", kRefused, L"You do not have permission to launch Velundra.\n", kRefusalPublished, {});
     EXPECT_TRUE(engine.Activations().empty());
 }
 

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "registry_value.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace e2e {
+
+// A policy that forbids everything but launching, for as long as the object lives.
+class LaunchingOnly {
+public:
+    LaunchingOnly()
+    {
+        for (const std::wstring_view name :
+             {L"AllowLaunch", L"AllowAdvanceConfiguration", L"AllowAnalyze", L"AllowZeroFreeSpace",
+              L"AllowOnlineDefrag", L"AllowOfflineDefrag", L"AllowModifyDriveProps", L"AllowModifySched",
+              L"AllowRunSchedule", L"AllowCheckUpdate", L"AllowFreeSpaceStatus", L"AllowFreeSpaceReclaim"}) {
+            values_.Add(HKEY_CURRENT_USER, kPolicyKey, std::wstring(name),
+                        static_cast<std::uint32_t>(name == L"AllowLaunch" ? 1 : 0));
+        }
+    }
+
+private:
+    RegistryValues values_;
+};
+
+} // namespace e2e

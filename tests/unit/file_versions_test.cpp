@@ -1,0 +1,902 @@
+#include "support/file_versions.h"
+
+#include "support/described_files.h"
+#include "support/failing_memory.h"
+#include "support/installed_program.h"
+#include "support/plain_dates.h"
+#include "support/product_test.h"
+#include "support/registry_data.h"
+#include "support/system_folders.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace testing_support;
+
+constexpr wchar_t kPath[] = L"C:\\Folder\\File.exe";
+
+class ProgramFileFacts : public ProductTest {
+protected:
+    using Strings = std::vector<std::pair<std::wstring, std::wstring>>;
+
+    DescribedFile& AddFile(const Strings& strings = {}) { return files.Add(kPath, {14, 2, 0, 12345}, strings); }
+
+    PlainDates dates{0};
+    DescribedFiles files;
+};
+
+// --- The version ---
+
+using FileVersionText = ProgramFileFacts;
+
+TEST_F(FileVersionText, IsTheFilesFourNumbers)
+{
+    AddFile();
+    EXPECT_EQ(L"14.2.0.12345", GetFileVersionText(kPath));
+    EXPECT_EQ(std::vector<std::wstring>{kPath}, files.asked);
+}
+
+TEST_F(FileVersionText, TakesNumbersOfAnySize)
+{
+    files.Add(kPath, {65535, 65534, 65533, 65532});
+    EXPECT_EQ(L"65535.65534.65533.65532", GetFileVersionText(kPath));
+    files.Add(kPath, {0, 0, 0, 0});
+    EXPECT_EQ(L"0.0.0.0", GetFileVersionText(kPath));
+    files.Add(kPath, {6, 1, 7601, 17514});
+    EXPECT_EQ(L"6.1.7601.17514", GetFileVersionText(kPath));
+}
+
+TEST_F(FileVersionText, DoesNotComeFromTheStrings)
+{
+    AddFile({{L"FileVersion", L"9.8.7.6"}, {L"ProductVersion", L"9.8.7.6"}});
+    EXPECT_EQ(L"14.2.0.12345", GetFileVersionText(kPath));
+}
+
+TEST_F(FileVersionText, IsEmptyWithStringsAlone)
+{
+    AddFile({{L"FileVersion", L"9.8.7.6"}}).version.reset();
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+}
+
+TEST_F(FileVersionText, IsEmptyForAFileWithoutResourceAndForNoFile)
+{
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+    files.Add(kPath);
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+}
+
+TEST_F(FileVersionText, AsksForTheDataOnlyWhereThereIsSome)
+{
+    const Replaced<"GetFileVersionInfoW", decltype(::GetFileVersionInfoW)> data(
+        [&](auto... arguments) { return data.Original(arguments...); });
+    files.Add(kPath);
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+    EXPECT_EQ(0, data.Calls());
+}
+
+TEST_F(FileVersionText, ReadsIntoAClearedBlockOfTheRightSize)
+{
+    const auto size = VersionResourceOf(AddFile()).size();
+    const Replaced<"LocalAlloc", decltype(::LocalAlloc)> allocate([&](UINT flags, SIZE_T bytes) {
+        EXPECT_EQ(static_cast<UINT>(LMEM_ZEROINIT), flags);
+        EXPECT_EQ(size, bytes);
+        return allocate.Original(flags, bytes);
+    });
+    EXPECT_EQ(L"14.2.0.12345", GetFileVersionText(kPath));
+    EXPECT_EQ(1, allocate.Calls());
+}
+
+TEST_F(FileVersionText, IsEmptyWithoutMemory)
+{
+    AddFile();
+    const Replaced<"LocalAlloc", decltype(::LocalAlloc)> allocate([](UINT, SIZE_T) -> HLOCAL { return nullptr; });
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+}
+
+TEST_F(FileVersionText, IsEmptyWhereTheDataCannotBeRead)
+{
+    AddFile();
+    const Replaced<"GetFileVersionInfoW", decltype(::GetFileVersionInfoW)> data([&](auto... arguments) {
+        EXPECT_NE(FALSE, data.Original(arguments...));
+        return FALSE;
+    });
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+    EXPECT_EQ(1, data.Calls());
+}
+
+TEST_F(FileVersionText, IsEmptyWhereTheFixedPartIsNotToBeHad)
+{
+    AddFile();
+    const Replaced<"VerQueryValueW", decltype(::VerQueryValueW)> query(
+        [&](LPCVOID block, LPCWSTR name, LPVOID* value, PUINT size) {
+            EXPECT_STREQ(L"\\", name);
+            EXPECT_NE(FALSE, query.Original(block, name, value, size));
+            EXPECT_EQ(sizeof(VS_FIXEDFILEINFO), *size);
+            return FALSE;
+        });
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+    EXPECT_EQ(1, query.Calls());
+}
+
+TEST_F(FileVersionText, IsEmptyWhereTheFixedPartIsCut)
+{
+    AddFile();
+    const Replaced<"VerQueryValueW", decltype(::VerQueryValueW)> query(
+        [&](LPCVOID block, LPCWSTR name, LPVOID* value, PUINT size) {
+            const BOOL found = query.Original(block, name, value, size);
+            --*size;
+            return found;
+        });
+    EXPECT_EQ(L"", GetFileVersionText(kPath));
+}
+
+// --- The hotfix tag ---
+
+using HotfixTag = ProgramFileFacts;
+
+struct TagCase {
+    const wchar_t* text;
+    const wchar_t* tag; // empty for none
+};
+
+constexpr TagCase kTagCases[] = {
+    {L"VLCmd HF3", L"HF3"},
+    {L"HF3", L"HF3"},
+    {L"HF12 of 2026", L"HF12 of 2026"},
+    {L"VLCmd.HF12x.exe", L"HF12x.exe"},
+    // The last place counts.
+    {L"HF2 HF5", L"HF5"},
+    {L"HF2HF5", L"HF5"},
+    {L"HFHF5", L"HF5"},
+    {L"HF2 HFx", L""},
+    {L"HF2 HF0", L""},
+    {L"exp1 exp7", L"exp7"},
+    // The number must be one, and not 0.
+    {L"HF0", L""},
+    {L"HF00", L""},
+    {L"HF0x3", L""},
+    {L"HFx", L""},
+    {L"HF", L""},
+    {L"HF.3", L""},
+    {L"HF03", L"HF03"},
+    {L"HF-3", L"HF-3"},
+    {L"HF+3", L"HF+3"},
+    {L"HF-", L""},
+    // Blanks before it do not count.
+    {L"HF 3", L"HF 3"},
+    {L"HF \t 3", L"HF \t 3"},
+    {L"HF ", L""},
+    // The other marker is looked for only where the first gives no tag.
+    {L"VLCmd exp7", L"exp7"},
+    {L"exp 7", L"exp 7"},
+    {L"exp0", L""},
+    {L"expx", L""},
+    {L"exp7 HF3", L"HF3"},
+    {L"HF3 exp7", L"HF3 exp7"},
+    {L"HF0 exp7", L"exp7"},
+    {L"exp7 HFx", L"exp7 HFx"},
+    {L"exp0 HFx", L""},
+    // Case counts.
+    {L"VLCmd hf3", L""},
+    {L"VLCmd Hf3", L""},
+    {L"VLCmd EXP7", L""},
+    {L"VLCmd", L""},
+    {L"", L""},
+};
+
+TEST_F(HotfixTag, IsTheEndOfTheTextFromAMarkerOn)
+{
+    for (const wchar_t* const name : {L"InternalName", L"OriginalFilename", L"ProductName"}) {
+        for (const TagCase& expected : kTagCases) {
+            AddFile({{name, expected.text}});
+            EXPECT_EQ(expected.tag, GetHotfixTag(kPath)) << name << L": " << expected.text;
+        }
+    }
+}
+
+TEST_F(HotfixTag, IsLookedForInThreeStringsInTheirOrder)
+{
+    AddFile({{L"ProductName", L"HF1"}, {L"OriginalFilename", L"HF2"}, {L"InternalName", L"HF3"}});
+    EXPECT_EQ(L"HF3", GetHotfixTag(kPath));
+    AddFile({{L"ProductName", L"HF1"}, {L"OriginalFilename", L"HF2"}, {L"InternalName", L"VLCmd"}});
+    EXPECT_EQ(L"HF2", GetHotfixTag(kPath));
+    AddFile({{L"ProductName", L"HF1"}, {L"OriginalFilename", L"VLCmd HF0"}, {L"InternalName", L"VLCmd HFx"}});
+    EXPECT_EQ(L"HF1", GetHotfixTag(kPath));
+    AddFile({{L"ProductName", L"Velundra"}, {L"OriginalFilename", L"VLCmd.exe"}, {L"InternalName", L"VLCmd"}});
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, OfTheOtherMarkerComesBeforeTheNextString)
+{
+    AddFile({{L"InternalName", L"exp7"}, {L"OriginalFilename", L"HF2"}});
+    EXPECT_EQ(L"exp7", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, EndsTheSearch)
+{
+    AddFile({{L"InternalName", L"VLCmd"}, {L"OriginalFilename", L"HF2 HF5"}, {L"ProductName", L"HF9"}});
+    std::vector<std::wstring> asked;
+    const Replaced<"VerQueryValueW", decltype(::VerQueryValueW)> query(
+        [&](LPCVOID block, LPCWSTR name, LPVOID* value, PUINT size) {
+            asked.emplace_back(name);
+            return query.Original(block, name, value, size);
+        });
+    EXPECT_EQ(L"HF5", GetHotfixTag(kPath));
+    EXPECT_EQ((std::vector<std::wstring>{L"\\StringFileInfo\\040904b0\\InternalName",
+                                         L"\\StringFileInfo\\040904b0\\OriginalFilename"}),
+              asked);
+}
+
+TEST_F(HotfixTag, IsInNoOtherString)
+{
+    AddFile({{L"FileDescription", L"HF3"}, {L"ProductVersion", L"HF3"}, {L"SpecialBuild", L"HF3"}});
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, IsReadFromTheUsEnglishStringsAlone)
+{
+    DescribedFile& file = AddFile({{L"InternalName", L"HF3"}});
+    for (const wchar_t* const table : {L"040704b0", L"040904e4", L"000004b0"}) {
+        file.table = table;
+        EXPECT_EQ(L"", GetHotfixTag(kPath)) << table;
+    }
+    file.table = L"040904b0";
+    EXPECT_EQ(L"HF3", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, NeedsNoFixedPart)
+{
+    AddFile({{L"InternalName", L"HF3"}}).version.reset();
+    EXPECT_EQ(L"HF3", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, IsEmptyForAFileWithoutResourceAndForNoFile)
+{
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+    files.Add(kPath);
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+    AddFile();
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, IsEmptyWithoutMemory)
+{
+    AddFile({{L"InternalName", L"HF3"}});
+    const Replaced<"LocalAlloc", decltype(::LocalAlloc)> allocate([](UINT, SIZE_T) -> HLOCAL { return nullptr; });
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, IsEmptyWhereTheDataCannotBeRead)
+{
+    AddFile({{L"InternalName", L"HF3"}});
+    const Replaced<"GetFileVersionInfoW", decltype(::GetFileVersionInfoW)> data([&](auto... arguments) {
+        EXPECT_NE(FALSE, data.Original(arguments...));
+        return FALSE;
+    });
+    EXPECT_EQ(L"", GetHotfixTag(kPath));
+}
+
+TEST_F(HotfixTag, ReadsNoFurtherThanTheStringGoes)
+{
+    AddFile({{L"InternalName", L"VLCmd HF34"}});
+    const Replaced<"VerQueryValueW", decltype(::VerQueryValueW)> query(
+        [&](LPCVOID block, LPCWSTR name, LPVOID* value, PUINT size) {
+            const BOOL found = query.Original(block, name, value, size);
+            *size = 9; // without the last digit and the NUL
+            return found;
+        });
+    EXPECT_EQ(L"HF3", GetHotfixTag(kPath));
+}
+
+// --- Date and time ---
+
+using FileTimeText = ProgramFileFacts;
+
+TEST_F(FileTimeText, IsTheLastWriteInLocalTime)
+{
+    AddFile().written = {2026, 12, 4, 31, 22, 5, 9, 999};
+    EXPECT_EQ(L".  1.1.2027 0:5:9", GetFileTimeText(kPath));
+}
+
+TEST_F(FileTimeText, NeedsNoVersionResource)
+{
+    files.Add(kPath);
+    EXPECT_EQ(L".  5.11.2026 8:30:0", GetFileTimeText(kPath));
+}
+
+TEST_F(FileTimeText, HasTheHotfixTagBehindIt)
+{
+    AddFile({{L"InternalName", L"VLCmd HF3"}});
+    EXPECT_EQ(L".  5.11.2026 8:30:0.  HOTFIX: HF3", GetFileTimeText(kPath));
+    AddFile({{L"ProductName", L"exp7"}}).version.reset();
+    EXPECT_EQ(L".  5.11.2026 8:30:0.  HOTFIX: exp7", GetFileTimeText(kPath));
+    AddFile({{L"InternalName", L"VLCmd HF0"}});
+    EXPECT_EQ(L".  5.11.2026 8:30:0", GetFileTimeText(kPath));
+}
+
+TEST_F(FileTimeText, IsEmptyWithoutTheFile)
+{
+    EXPECT_EQ(L"", GetFileTimeText(kPath));
+}
+
+TEST_F(FileTimeText, IsWrittenIntoFiftyCharacters)
+{
+    AddFile();
+    const Replaced<"GetDateFormatW", decltype(::GetDateFormatW)> date(
+        [&](LCID locale, DWORD flags, const SYSTEMTIME* moment, LPCWSTR format, LPWSTR text, int size) {
+            EXPECT_EQ(50, size);
+            return date.Original(locale, flags, moment, format, text, size);
+        });
+    const Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time(
+        [&](LCID locale, DWORD flags, const SYSTEMTIME* moment, LPCWSTR format, LPWSTR text, int size) {
+            EXPECT_EQ(50, size);
+            return time.Original(locale, flags, moment, format, text, size);
+        });
+    EXPECT_EQ(L".  5.11.2026 8:30:0", GetFileTimeText(kPath));
+    EXPECT_EQ(1, date.Calls());
+    EXPECT_EQ(1, time.Calls());
+}
+
+TEST_F(FileTimeText, AsksForTheDefaultLocale)
+{
+    AddFile();
+    std::vector<LCID> locales;
+    const Replaced<"GetDateFormatW", decltype(::GetDateFormatW)> date(
+        [&](LCID locale, DWORD flags, const SYSTEMTIME* /*moment*/, LPCWSTR format, LPWSTR text, int /*size*/) {
+            locales.push_back(locale);
+            EXPECT_EQ(0U, flags);
+            EXPECT_EQ(nullptr, format);
+            text[0] = L'D';
+            return 2;
+        });
+    const Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time(
+        [&](LCID locale, DWORD flags, const SYSTEMTIME* /*moment*/, LPCWSTR format, LPWSTR text, int /*size*/) {
+            locales.push_back(locale);
+            EXPECT_EQ(0U, flags);
+            EXPECT_EQ(nullptr, format);
+            text[0] = L'T';
+            return 2;
+        });
+    EXPECT_EQ(L".  D T", GetFileTimeText(kPath));
+    EXPECT_EQ((std::vector<LCID>{0, 0}), locales);
+}
+
+TEST_F(FileTimeText, IsEmptyForATimeThatIsNone)
+{
+    AddFile({{L"InternalName", L"HF3"}});
+    const Replaced<"FileTimeToSystemTime", decltype(::FileTimeToSystemTime)> convert(
+        [](const FILETIME*, LPSYSTEMTIME) { return FALSE; });
+    EXPECT_EQ(L"", GetFileTimeText(kPath));
+    EXPECT_EQ(1, convert.Calls());
+}
+
+TEST_F(FileTimeText, IsEmptyWithoutALocalTime)
+{
+    AddFile({{L"InternalName", L"HF3"}});
+    const Replaced<"SystemTimeToTzSpecificLocalTime", decltype(::SystemTimeToTzSpecificLocalTime)> convert(
+        [](const TIME_ZONE_INFORMATION*, const SYSTEMTIME*, LPSYSTEMTIME) { return FALSE; });
+    EXPECT_EQ(L"", GetFileTimeText(kPath));
+    EXPECT_EQ(1, convert.Calls());
+}
+
+TEST_F(FileTimeText, IsEmptyWithoutADate)
+{
+    AddFile({{L"InternalName", L"HF3"}});
+    const Replaced<"GetDateFormatW", decltype(::GetDateFormatW)> date(
+        [](LCID, DWORD, const SYSTEMTIME*, LPCWSTR, LPWSTR text, int) {
+            text[0] = L'x';
+            return 0;
+        });
+    EXPECT_EQ(L"", GetFileTimeText(kPath));
+    EXPECT_EQ(1, date.Calls());
+}
+
+TEST_F(FileTimeText, IsTheBareDateWithoutATime)
+{
+    AddFile({{L"InternalName", L"HF3"}});
+    const Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time(
+        [](LCID, DWORD, const SYSTEMTIME*, LPCWSTR, LPWSTR text, int) {
+            text[0] = L'x';
+            return 0;
+        });
+    EXPECT_EQ(L"5.11.2026", GetFileTimeText(kPath));
+    EXPECT_EQ(1, time.Calls());
+}
+
+// --- The folder of a COM server ---
+
+constexpr wchar_t kEngineServer[] = L"SOFTWARE\\Classes\\CLSID\\{0C5E92B1-7F3A-4D68-B2C4-9A81E6F05D17}\\LocalServer32";
+constexpr wchar_t kActiveServer[] = L"SOFTWARE\\Classes\\CLSID\\{6A1D44E2-93B7-4C0F-8E55-1F2B7C9D3A60}\\LocalServer32";
+
+class ServerDirectory : public ProductTest {
+protected:
+    static std::wstring DirectoryOf(const wchar_t* server)
+    {
+        RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kEngineServer, nullptr, server);
+        return GetServerDirectory(kEngineServer);
+    }
+};
+
+TEST_F(ServerDirectory, IsThatOfTheServersFile)
+{
+    EXPECT_EQ(L"C:\\Velundra\\", DirectoryOf(L"C:\\Velundra\\VLEngine.exe"));
+    EXPECT_EQ(L"D:\\", DirectoryOf(L"D:\\VLEngine.exe"));
+    EXPECT_EQ(L"\\\\server\\share\\", DirectoryOf(L"\\\\server\\share\\VLEngine.exe"));
+}
+
+TEST_F(ServerDirectory, DoesWithoutTheQuotesAndBlanksAroundThePath)
+{
+    const std::wstring expected = L"C:\\Program Files\\Velundra\\";
+    for (const wchar_t* const server : {
+             L"C:\\Program Files\\Velundra\\VLEngine.exe",
+             L"\"C:\\Program Files\\Velundra\\VLEngine.exe\"",
+             L"\"C:\\Program Files\\Velundra\\VLEngine.exe\" ",
+             L"C:\\Program Files\\Velundra\\VLEngine.exe   ",
+             L"  C:\\Program Files\\Velundra\\VLEngine.exe",
+             L" \" \"C:\\Program Files\\Velundra\\VLEngine.exe\" \" ",
+             L"\"C:\\Program Files\\Velundra\\VLEngine.exe",
+         }) {
+        EXPECT_EQ(expected, DirectoryOf(server)) << server;
+    }
+}
+
+TEST_F(ServerDirectory, KeepsOtherBlankCharacters)
+{
+    EXPECT_EQ(L"\tC:\\Velundra\\", DirectoryOf(L"\tC:\\Velundra\\VLEngine.exe"));
+}
+
+TEST_F(ServerDirectory, KeepsArgumentsOfTheServer)
+{
+    EXPECT_EQ(L"C:\\Velundra\\", DirectoryOf(L"C:\\Velundra\\VLEngine.exe -automation"));
+    // The last slash or backslash ends the folder, wherever it stands, and only the quotes at the ends go.
+    EXPECT_EQ(L"C:\\Velundra\\VLEngine.exe /", DirectoryOf(L"C:\\Velundra\\VLEngine.exe /automation"));
+    EXPECT_EQ(L"C:\\Velundra\\VLEngine.exe\" -log:C:\\Logs\\",
+              DirectoryOf(L"\"C:\\Velundra\\VLEngine.exe\" -log:C:\\Logs\\a.txt"));
+}
+
+TEST_F(ServerDirectory, IsEmptyForABareName)
+{
+    EXPECT_EQ(L"", DirectoryOf(L"VLEngine.exe"));
+    EXPECT_EQ(L"", DirectoryOf(L"\"VLEngine.exe\""));
+    EXPECT_EQ(L"C:", DirectoryOf(L"C:VLEngine.exe"));
+}
+
+TEST_F(ServerDirectory, IsEmptyForAnEmptyValue)
+{
+    EXPECT_EQ(L"", DirectoryOf(L""));
+    EXPECT_EQ(L"", DirectoryOf(L"\" \""));
+}
+
+TEST_F(ServerDirectory, IsEmptyWithoutTheKeyOrItsValue)
+{
+    EXPECT_EQ(L"", GetServerDirectory(kEngineServer));
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kEngineServer, L"ServerExecutable", L"C:\\Velundra\\VLEngine.exe");
+    EXPECT_EQ(L"", GetServerDirectory(kEngineServer));
+}
+
+TEST_F(ServerDirectory, IsEmptyWhereTheValueIsNoText)
+{
+    RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kEngineServer, nullptr, REG_MULTI_SZ,
+                            ListBytes({L"C:\\Velundra\\VLEngine.exe"}));
+    EXPECT_EQ(L"", GetServerDirectory(kEngineServer));
+}
+
+TEST_F(ServerDirectory, DoesNotExpandVariables)
+{
+    const std::wstring server = L"%SystemRoot%\\Velundra\\VLEngine.exe";
+    RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kEngineServer, nullptr, REG_EXPAND_SZ,
+                            BytesOf({server.c_str(), server.size() + 1}));
+    EXPECT_EQ(L"%SystemRoot%\\Velundra\\", GetServerDirectory(kEngineServer));
+}
+
+TEST_F(ServerDirectory, IsReadFromTheMachinesKeyForReadingAlone)
+{
+    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
+        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
+            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
+            EXPECT_STREQ(kActiveServer, path);
+            EXPECT_EQ(0x20019U, access);
+            return open.Original(root, path, options, access, key);
+        });
+    EXPECT_EQ(L"", GetServerDirectory(kActiveServer));
+    EXPECT_EQ(1, open.Calls());
+}
+
+TEST_F(ServerDirectory, IsEmptyWhereTheKeyCannotBeRead)
+{
+    EXPECT_EQ(L"C:\\Velundra\\", DirectoryOf(L"C:\\Velundra\\VLEngine.exe"));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS { return ERROR_ACCESS_DENIED; });
+    EXPECT_EQ(L"", GetServerDirectory(kEngineServer));
+    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
+        [](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS { return ERROR_ACCESS_DENIED; });
+    EXPECT_EQ(L"", GetServerDirectory(kEngineServer));
+}
+
+// --- The section ---
+
+// What becomes of a file that has no version resource, and of one that is not there.
+enum class Lack { NoLine, TimeAlone, NotFound };
+
+struct ListedFile {
+    const wchar_t* folder;
+    const wchar_t* name;
+    Lack withoutResource;
+    Lack missing;
+};
+
+constexpr wchar_t kInstall[] = L"C:\\Velundra";
+constexpr wchar_t kEngine[] = L"D:\\Engine";
+constexpr wchar_t kActive[] = L"E:\\Active Server";
+constexpr wchar_t kDrivers[] = L"C:\\WINNT\\System32\\Drivers";
+constexpr wchar_t kSystem[] = L"C:\\WINNT\\System32";
+
+constexpr ListedFile kListedFiles[] = {
+    {kInstall, L"VLAgent.exe", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLAgentS1.exe", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLVmGuest.dll", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLVmGuestPS.dll", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLExchange.exe", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLVMDefrag.exe", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLDB.dll", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"Velundra.exe", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLRenew.dll", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLRenewPS.dll", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLRenewUI.exe", Lack::NoLine, Lack::NoLine},
+    {kInstall, L"VLCmd.exe", Lack::NoLine, Lack::NoLine},
+    {kEngine, L"VLEngine.exe", Lack::TimeAlone, Lack::NoLine},
+    {kEngine, L"VLEnginePS.dll", Lack::TimeAlone, Lack::NoLine},
+    {kEngine, L"VLUtils.dll", Lack::TimeAlone, Lack::NoLine},
+    {kActive, L"activevl.dll", Lack::NoLine, Lack::NoLine},
+    {kActive, L"activevlLib.dll", Lack::NoLine, Lack::NoLine},
+    {kActive, L"AxactivevlLib.dll", Lack::NoLine, Lack::NoLine},
+    {kActive, L"VLServerPlugIn.dll", Lack::NoLine, Lack::NoLine},
+    {kDrivers, L"VLVolumeFS.sys", Lack::NotFound, Lack::NotFound},
+    {kDrivers, L"VLFsFilter.sys", Lack::NotFound, Lack::NotFound},
+    {kSystem, L"VLBoot.exe", Lack::NotFound, Lack::NotFound},
+};
+
+std::wstring PathOf(const ListedFile& file)
+{
+    return std::wstring(file.folder) + L'\\' + file.name;
+}
+
+std::wstring LineFor(const ListedFile& file, Lack lack)
+{
+    switch (lack) {
+    case Lack::TimeAlone:
+        return std::wstring(file.name) + L" : .  5.11.2026 8:30:0\n";
+    case Lack::NotFound:
+        return std::wstring(file.name) + L" : Not found\n";
+    default:
+        return {};
+    }
+}
+
+class FileVersionSection : public ProgramFileFacts {
+protected:
+    FileVersionSection()
+    {
+        program.MoveTo(std::wstring(kInstall) + L"\\VLCmd.exe");
+        RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kEngineServer, nullptr, L"\"D:\\Engine\\VLEngine.exe\"");
+        RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kActiveServer, nullptr, L"E:\\Active Server\\activevl.dll ");
+    }
+
+    // The section around these lines.
+    static std::wstring SectionWith(const std::wstring& lines)
+    {
+        return L"\n\nINSTALL DIRECTORY\n\nC:\\Velundra\\\n\n\nFILE VERSION INFORMATION\n\n" + lines + L"\n";
+    }
+
+    // The lines where that one file is all that there is.
+    static std::wstring LinesWith(const ListedFile& file, const std::wstring& line)
+    {
+        std::wstring lines;
+        for (const ListedFile& listed : kListedFiles) {
+            lines += &listed == &file ? line : LineFor(listed, listed.missing);
+        }
+        return lines;
+    }
+
+    InstalledProgram program;
+    SystemFolders folders;
+};
+
+TEST_F(FileVersionSection, TellsEachFileInItsOrder)
+{
+    WORD number = 0;
+    std::wstring lines;
+    for (const ListedFile& file : kListedFiles) {
+        files.Add(PathOf(file), {14, 0, ++number, 7});
+        lines += std::wstring(file.name) + L" : 14.0." + std::to_wstring(number) + L".7.  5.11.2026 8:30:0\n";
+    }
+    EXPECT_EQ(SectionWith(lines), GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, SaysOfDriversAndBootProgramAloneThatTheyAreMissing)
+{
+    EXPECT_EQ(SectionWith(L"VLVolumeFS.sys : Not found\n"
+                          L"VLFsFilter.sys : Not found\n"
+                          L"VLBoot.exe : Not found\n"),
+              GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, LooksForEachFileInItsFolder)
+{
+    std::vector<std::wstring> paths;
+    for (const ListedFile& file : kListedFiles) {
+        paths.push_back(PathOf(file));
+    }
+    static_cast<void>(GetFileVersionSection());
+    EXPECT_EQ(paths, files.asked);
+}
+
+TEST_F(FileVersionSection, TellsVersionTimeAndHotfixOfEachFile)
+{
+    for (const ListedFile& file : kListedFiles) {
+        files.files.clear();
+        files.Add(PathOf(file), {14, 0, 1, 2}, {{L"InternalName", L"VL HF3"}}).written = {2025, 1, 0, 2, 3, 4, 5, 0};
+        EXPECT_EQ(
+            SectionWith(LinesWith(file, std::wstring(file.name) + L" : 14.0.1.2.  2.1.2025 5:4:5.  HOTFIX: HF3\n")),
+            GetFileVersionSection());
+    }
+}
+
+TEST_F(FileVersionSection, TellsTheTimeOfAnEngineFileWithoutVersionAndNothingOfOthers)
+{
+    for (const ListedFile& file : kListedFiles) {
+        files.files.clear();
+        files.Add(PathOf(file));
+        EXPECT_EQ(SectionWith(LinesWith(file, LineFor(file, file.withoutResource))), GetFileVersionSection());
+    }
+}
+
+TEST_F(FileVersionSection, TellsTheHotfixOfAnEngineFileWithoutVersion)
+{
+    for (const ListedFile& file : kListedFiles) {
+        files.files.clear();
+        files.Add(PathOf(file), {1, 2, 3, 4}, {{L"InternalName", L"VL HF3"}}).version.reset();
+        const std::wstring line = file.withoutResource == Lack::TimeAlone
+                                      ? std::wstring(file.name) + L" : .  5.11.2026 8:30:0.  HOTFIX: HF3\n"
+                                      : LineFor(file, file.withoutResource);
+        EXPECT_EQ(SectionWith(LinesWith(file, line)), GetFileVersionSection());
+    }
+}
+
+TEST_F(FileVersionSection, HasTheVersionAloneWhereTheTimeCannotBeHad)
+{
+    const Replaced<"FindFirstFileW", decltype(::FindFirstFileW)> findFirst(
+        [](LPCWSTR, LPWIN32_FIND_DATAW) -> HANDLE { return INVALID_HANDLE_VALUE; });
+    for (const ListedFile& file : kListedFiles) {
+        files.files.clear();
+        files.Add(PathOf(file), {14, 0, 1, 2});
+        EXPECT_EQ(SectionWith(LinesWith(file, std::wstring(file.name) + L" : 14.0.1.2\n")), GetFileVersionSection());
+    }
+}
+
+TEST_F(FileVersionSection, RunsVersionAndDateTogetherWhereTheTimeOfDayCannotBeHad)
+{
+    const Replaced<"GetTimeFormatW", decltype(::GetTimeFormatW)> time(
+        [](LCID, DWORD, const SYSTEMTIME*, LPCWSTR, LPWSTR, int) { return 0; });
+    files.Add(L"D:\\Engine\\VLUtils.dll");
+    files.Add(L"C:\\Velundra\\VLDB.dll", {14, 0, 1, 2});
+    EXPECT_EQ(SectionWith(L"VLDB.dll : 14.0.1.25.11.2026\n"
+                          L"VLUtils.dll : 5.11.2026\n"
+                          L"VLVolumeFS.sys : Not found\n"
+                          L"VLFsFilter.sys : Not found\n"
+                          L"VLBoot.exe : Not found\n"),
+              GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, LooksForFilesOfAServerThatIsNotRegisteredByTheirNames)
+{
+    ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kEngineServer));
+    ASSERT_EQ(ERROR_SUCCESS, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kActiveServer));
+    files.Add(L"VLEngine.exe");
+    files.Add(L"VLServerPlugIn.dll", {1, 2, 3, 4});
+    files.Add(L"VLAgent.exe", {1, 2, 3, 4}); // that is not where the tool is installed
+    EXPECT_EQ(SectionWith(L"VLEngine.exe : .  5.11.2026 8:30:0\n"
+                          L"VLServerPlugIn.dll : 1.2.3.4.  5.11.2026 8:30:0\n"
+                          L"VLVolumeFS.sys : Not found\n"
+                          L"VLFsFilter.sys : Not found\n"
+                          L"VLBoot.exe : Not found\n"),
+              GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, AsksForThePathOfTheProgramInto1024Characters)
+{
+    const Replaced<"GetModuleFileNameW", decltype(::GetModuleFileNameW)> moduleFileName(
+        [&](HMODULE module, LPWSTR path, DWORD size) {
+            EXPECT_EQ(nullptr, module);
+            EXPECT_EQ(1024U, size);
+            return moduleFileName.Original(module, path, size);
+        });
+    static_cast<void>(GetFileVersionSection());
+    EXPECT_LE(1, moduleFileName.Calls());
+}
+
+TEST_F(FileVersionSection, HasAnEmptyInstallDirectoryWhereWindowsTellsNone)
+{
+    const Replaced<"GetModuleFileNameW", decltype(::GetModuleFileNameW)> moduleFileName(
+        [](HMODULE, LPWSTR, DWORD) { return 0U; });
+    files.Add(L"VLCmd.exe", {1, 2, 3, 4});
+    EXPECT_EQ(L"\n\nINSTALL DIRECTORY\n\n\n\n\nFILE VERSION INFORMATION\n\n"
+              L"VLCmd.exe : 1.2.3.4.  5.11.2026 8:30:0\n"
+              L"VLVolumeFS.sys : Not found\n"
+              L"VLFsFilter.sys : Not found\n"
+              L"VLBoot.exe : Not found\n\n",
+              GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, LooksForDriversByTheirFolderAloneWhereWindowsTellsNoSystemDirectory)
+{
+    folders.system.clear();
+    files.Add(L"Drivers\\VLVolumeFS.sys", {1, 2, 3, 4});
+    files.Add(L"VLBoot.exe", {5, 6, 7, 8});
+    EXPECT_EQ(SectionWith(L"VLVolumeFS.sys : 1.2.3.4.  5.11.2026 8:30:0\n"
+                          L"VLFsFilter.sys : Not found\n"
+                          L"VLBoot.exe : 5.6.7.8.  5.11.2026 8:30:0\n"),
+              GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, DoesNotDoubleTheBackslashOfASystemDirectoryAtARoot)
+{
+    folders.system = L"S:\\";
+    files.Add(L"S:\\Drivers\\VLFsFilter.sys", {1, 2, 3, 4});
+    files.Add(L"S:\\VLBoot.exe", {5, 6, 7, 8});
+    EXPECT_EQ(SectionWith(L"VLVolumeFS.sys : Not found\n"
+                          L"VLFsFilter.sys : 1.2.3.4.  5.11.2026 8:30:0\n"
+                          L"VLBoot.exe : 5.6.7.8.  5.11.2026 8:30:0\n"),
+              GetFileVersionSection());
+}
+
+TEST_F(FileVersionSection, LosesNothingWhenMemoryRunsOut)
+{
+    for (const ListedFile& file : kListedFiles) {
+        files.Add(PathOf(file), {14, 0, 1, 2}, {{L"ProductName", L"Velundra HF3"}});
+    }
+    const std::wstring whole = GetFileVersionSection();
+    for (int allocation = 1;; ++allocation) {
+        const FailingMemory memory(allocation);
+        try {
+            const std::wstring section = GetFileVersionSection();
+            // A server whose path does not find room in memory counts as not registered.
+            EXPECT_EQ(memory.HasFailed(), section != whole);
+            EXPECT_FALSE(memory.HasThrown());
+        } catch (const std::bad_alloc&) {
+            EXPECT_TRUE(memory.HasThrown());
+        }
+        ASSERT_EQ("", census.Imbalance()) << allocation;
+        if (!memory.HasFailed()) {
+            break;
+        }
+    }
+}
+
+// --- Real files ---
+
+class RealFile : public ProductTest {
+protected:
+    // A file that was built beside the test program.
+    static std::filesystem::path Built(const wchar_t* name)
+    {
+        wchar_t path[1024] = {};
+        GetModuleFileNameW(nullptr, path, 1024);
+        return std::filesystem::path(path).replace_filename(name);
+    }
+
+    // The last write as Windows itself tells it of an open file.
+    static std::wstring WrittenAt(const std::wstring& path)
+    {
+        WIN32_FILE_ATTRIBUTE_DATA file{};
+        SYSTEMTIME universal{};
+        SYSTEMTIME local{};
+        wchar_t date[64] = {};
+        wchar_t time[64] = {};
+        EXPECT_NE(FALSE, GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &file));
+        EXPECT_NE(FALSE, FileTimeToSystemTime(&file.ftLastWriteTime, &universal));
+        EXPECT_NE(FALSE, SystemTimeToTzSpecificLocalTime(nullptr, &universal, &local));
+        EXPECT_NE(0, GetDateFormatW(0, 0, &local, nullptr, date, 64));
+        EXPECT_NE(0, GetTimeFormatW(0, 0, &local, nullptr, time, 64));
+        return std::wstring(L".  ") + date + L' ' + time;
+    }
+
+    // A program file in the scratch folder that has this version resource.
+    [[nodiscard]] std::wstring ProgramWith(const DescribedFile& described) const
+    {
+        std::wstring path = folder.PathOf(L"Program.exe");
+        std::filesystem::copy_file(Built(L"trace_writer.exe"), path, std::filesystem::copy_options::overwrite_existing);
+        std::vector<BYTE> resource = VersionResourceOf(described);
+        const HANDLE update = BeginUpdateResourceW(path.c_str(), FALSE);
+        EXPECT_NE(nullptr, update);
+        EXPECT_NE(FALSE, UpdateResourceW(update, MAKEINTRESOURCEW(16), MAKEINTRESOURCEW(VS_VERSION_INFO),
+                                         MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US), resource.data(),
+                                         static_cast<DWORD>(resource.size())));
+        EXPECT_NE(FALSE, EndUpdateResourceW(update, FALSE));
+        return path;
+    }
+
+    ScratchFolder folder;
+};
+
+TEST_F(RealFile, OfTheProductHasItsVersionAndNoHotfix)
+{
+    const std::wstring path = Built(L"VLCmd.exe").wstring();
+    EXPECT_EQ(L"14.0.0.0", GetFileVersionText(path));
+    EXPECT_EQ(L"", GetHotfixTag(path));
+    EXPECT_EQ(WrittenAt(path), GetFileTimeText(path));
+}
+
+TEST_F(RealFile, OfTheSystemHasItsVersion)
+{
+    wchar_t system[MAX_PATH] = {};
+    ASSERT_NE(0U, GetSystemDirectoryW(system, MAX_PATH));
+    for (const wchar_t* const name : {L"kernel32.dll", L"user32.dll", L"version.dll"}) {
+        const std::wstring path = std::wstring(system) + L'\\' + name;
+        DWORD ignored = 0;
+        std::vector<BYTE> block(GetFileVersionInfoSizeW(path.c_str(), &ignored));
+        ASSERT_FALSE(block.empty()) << path;
+        ASSERT_NE(FALSE, GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
+        VS_FIXEDFILEINFO* fixed = nullptr;
+        UINT size = 0;
+        ASSERT_NE(FALSE, VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&fixed), &size));
+        wchar_t version[40] = {};
+        swprintf(version, std::size(version), L"%lu.%lu.%lu.%lu", fixed->dwFileVersionMS / 0x10000,
+                 fixed->dwFileVersionMS % 0x10000, fixed->dwFileVersionLS / 0x10000, fixed->dwFileVersionLS % 0x10000);
+        EXPECT_EQ(version, GetFileVersionText(path));
+        EXPECT_EQ(WrittenAt(path), GetFileTimeText(path));
+    }
+}
+
+TEST_F(RealFile, WithoutAVersionResourceHasATimeAlone)
+{
+    folder.AddFile(L"plain.txt", "no program");
+    for (const std::wstring& path : {folder.PathOf(L"plain.txt"), Built(L"trace_writer.exe").wstring()}) {
+        EXPECT_EQ(L"", GetFileVersionText(path));
+        EXPECT_EQ(L"", GetHotfixTag(path));
+        EXPECT_EQ(WrittenAt(path), GetFileTimeText(path));
+    }
+}
+
+TEST_F(RealFile, ThatIsMissingHasNothing)
+{
+    EXPECT_EQ(L"", GetFileVersionText(folder.PathOf(L"missing.exe")));
+    EXPECT_EQ(L"", GetHotfixTag(folder.PathOf(L"missing.exe")));
+    EXPECT_EQ(L"", GetFileTimeText(folder.PathOf(L"missing.exe")));
+}
+
+TEST_F(RealFile, MayHaveTheFixedPartAlone)
+{
+    DescribedFile described;
+    described.version = {1, 20, 300, 4000};
+    const std::wstring path = ProgramWith(described);
+    EXPECT_EQ(L"1.20.300.4000", GetFileVersionText(path));
+    EXPECT_EQ(L"", GetHotfixTag(path));
+}
+
+TEST_F(RealFile, MayHaveStringsAlone)
+{
+    DescribedFile described;
+    described.strings = {{L"InternalName", L"Program exp7"}};
+    const std::wstring path = ProgramWith(described);
+    EXPECT_EQ(L"", GetFileVersionText(path));
+    EXPECT_EQ(L"exp7", GetHotfixTag(path));
+    EXPECT_EQ(WrittenAt(path) + L".  HOTFIX: exp7", GetFileTimeText(path));
+}
+
+TEST_F(RealFile, MayHaveBoth)
+{
+    DescribedFile described;
+    described.version = {1, 2, 3, 4};
+    described.strings = {{L"FileVersion", L"9.8.7.6"}, {L"OriginalFilename", L"Program.exe HF12"}};
+    const std::wstring path = ProgramWith(described);
+    EXPECT_EQ(L"1.2.3.4", GetFileVersionText(path));
+    EXPECT_EQ(L"HF12", GetHotfixTag(path));
+    EXPECT_EQ(WrittenAt(path) + L".  HOTFIX: HF12", GetFileTimeText(path));
+}
+
+} // namespace
