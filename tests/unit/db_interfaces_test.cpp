@@ -11,15 +11,15 @@ using namespace vldb;
 using testing_support::ExpectPositions;
 
 template <typename Interface>
-constexpr bool IsPure = std::is_abstract_v<Interface> && !std::has_virtual_destructor_v<Interface> &&
-                        !std::is_destructible_v<Interface> && sizeof(Interface) == sizeof(void*);
+constexpr bool kIsPure = std::is_abstract_v<Interface> && !std::has_virtual_destructor_v<Interface> &&
+                         !std::is_destructible_v<Interface> && sizeof(Interface) == sizeof(void*);
 
 // Nobody destroys an object through its face.
-static_assert(IsPure<IDbManager>);
-static_assert(IsPure<IDbConnection>);
-static_assert(IsPure<IDbTransaction>);
-static_assert(IsPure<IDbCommand>);
-static_assert(IsPure<IDbReader>);
+static_assert(kIsPure<IDbManager>);
+static_assert(kIsPure<IDbConnection>);
+static_assert(kIsPure<IDbTransaction>);
+static_assert(kIsPure<IDbCommand>);
+static_assert(kIsPure<IDbReader>);
 
 TEST(DbInterfaces, HaveTheManagersOperationsInTheirOrder)
 {
