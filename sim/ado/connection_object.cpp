@@ -89,7 +89,7 @@ Answer ConnectionObject::OnExecute(const Call& call)
         return refusal;
     }
     call.PutBack(1, static_cast<LONG>(rowCount));
-    return call.ReturnObject(MakeObject<RecordsetObject>(std::move(cursor), win::ComPtr<ConnectionObject>(this)));
+    return call.ReturnObject(MakeObject<RecordsetObject>(std::move(cursor)));
 }
 
 Answer ConnectionObject::OnBeginTrans(const Call& call)

@@ -1,5 +1,6 @@
 #include "ado/recordset_object.h"
 
+#include "ado/connection_object.h"
 #include "ado/fields_object.h"
 #include "ado/object_state.h"
 
@@ -20,9 +21,7 @@ const std::array<Member<RecordsetObject>, 8> RecordsetObject::kMembers = {{
     {L"State", 1054, kReadOnly, 0, 0, &RecordsetObject::OnState},
 }};
 
-RecordsetObject::RecordsetObject(std::shared_ptr<Cursor> cursor, win::ComPtr<ConnectionObject> connection)
-    : cursor_(std::move(cursor)), connection_(std::move(connection))
-{}
+RecordsetObject::RecordsetObject(std::shared_ptr<Cursor> cursor) : cursor_(std::move(cursor)) {}
 
 std::shared_ptr<Cursor> RecordsetObject::SharedCursor() const
 {
@@ -56,7 +55,6 @@ Answer RecordsetObject::OnOpen(const Call& call)
 // Runs the source over a connection object, or over a connection of its own that a connection string describes.
 Answer RecordsetObject::RunOver(const VARIANT& activeConnection, std::wstring_view source)
 {
-    win::ComPtr<ConnectionObject> connection;
     std::shared_ptr<Session> session;
     if (V_VT(&activeConnection) == VT_BSTR) {
         session = std::make_shared<Session>();
@@ -65,6 +63,7 @@ Answer RecordsetObject::RunOver(const VARIANT& activeConnection, std::wstring_vi
             return refusal;
         }
     } else {
+        win::ComPtr<ConnectionObject> connection;
         connection.Attach(ConnectionObject::From(activeConnection));
         if (!connection || !connection->SharedSession()->IsOpen()) {
             return InvalidConnection();
@@ -77,7 +76,6 @@ Answer RecordsetObject::RunOver(const VARIANT& activeConnection, std::wstring_vi
     if (!refusal) {
         const std::lock_guard guard(lock_);
         cursor_ = std::move(cursor);
-        connection_ = std::move(connection);
     }
     return refusal;
 }

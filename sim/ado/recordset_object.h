@@ -1,6 +1,7 @@
 #pragma once
 
-#include "ado/connection_object.h"
+#include "ado/dispatch_object.h"
+#include "ado/session.h"
 
 #include <array>
 #include <memory>
@@ -14,7 +15,7 @@ public:
     RecordsetObject() = default;
 
     // The recordset of a statement that a connection has run.
-    RecordsetObject(std::shared_ptr<Cursor> cursor, win::ComPtr<ConnectionObject> connection);
+    explicit RecordsetObject(std::shared_ptr<Cursor> cursor);
 
 private:
     friend class DispatchObject<RecordsetObject>;
@@ -37,9 +38,8 @@ private:
     static const wchar_t* const kSource;
     static const std::array<Member<RecordsetObject>, 8> kMembers;
 
-    mutable win::CriticalSection lock_; // guards the two below; never held while the cursor works
-    std::shared_ptr<Cursor> cursor_;
-    win::ComPtr<ConnectionObject> connection_; // in use as long as the recordset is open
+    mutable win::CriticalSection lock_; // guards what is below; never held while the cursor works
+    std::shared_ptr<Cursor> cursor_;    // keeps the connection's session
 };
 
 } // namespace sim::ado

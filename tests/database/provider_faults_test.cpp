@@ -113,15 +113,12 @@ protected:
     {
         const ComPtr<sim::ado::ConnectionObject> connection = sim::ado::MakeObject<sim::ado::ConnectionObject>();
         const ComPtr<sim::ado::RecordsetObject> rows = sim::ado::MakeObject<sim::ado::RecordsetObject>();
-        const auto text = [](std::wstring_view content) { return Variant::OfText(content); };
-        std::wstring fault = Fault(Call(connection.Get(), L"Open", Arguments(text(database.AdoString()))));
+        std::wstring fault = Fault(OpenReply(connection));
         for (const wchar_t* const step : {L"BeginTrans", L"CommitTrans"}) {
             fault = fault.empty() ? Fault(Call(connection.Get(), step)) : fault;
         }
         if (fault.empty()) {
-            fault = Fault(Call(rows.Get(), L"Open",
-                               Arguments(text(L"SELECT VolumeId, VolumeName FROM Volumes ORDER BY VolumeId"),
-                                         Variant::OfObject(connection.Get()))));
+            fault = Fault(OpenReply(rows, connection));
         }
         for (const wchar_t* const step : {L"MoveFirst", L"MoveNext", L"MoveFirst"}) {
             fault = fault.empty() ? Fault(Call(rows.Get(), step)) : fault;
@@ -129,7 +126,7 @@ protected:
         if (fault.empty()) {
             Reply reply = Get(rows.Get(), L"Fields");
             if (reply.result == S_OK) {
-                reply = Get(ObjectOf(reply).Get(), L"Item", Arguments(text(L"VolumeName")));
+                reply = Get(ObjectOf(reply).Get(), L"Item", Arguments(Variant::OfText(L"VolumeName")));
             }
             if (reply.result == S_OK) {
                 reply = Get(ObjectOf(reply).Get(), L"Value");
@@ -140,6 +137,35 @@ protected:
             }
         }
         return fault.empty() ? Fault(Call(rows.Get(), L"Close")) : fault;
+    }
+
+    [[nodiscard]] Reply OpenReply(const ComPtr<sim::ado::ConnectionObject>& connection) const
+    {
+        return Call(connection.Get(), L"Open", Arguments(Variant::OfText(database.AdoString())));
+    }
+
+    static Reply OpenReply(const ComPtr<sim::ado::RecordsetObject>& rows,
+                           const ComPtr<sim::ado::ConnectionObject>& connection)
+    {
+        return Call(rows.Get(), L"Open",
+                    Arguments(Variant::OfText(L"SELECT VolumeId, VolumeName FROM Volumes ORDER BY VolumeId"),
+                              Variant::OfObject(connection.Get())));
+    }
+
+    // An open connection.
+    [[nodiscard]] ComPtr<sim::ado::ConnectionObject> Open() const
+    {
+        ComPtr<sim::ado::ConnectionObject> connection = sim::ado::MakeObject<sim::ado::ConnectionObject>();
+        EXPECT_EQ(L"", Fault(OpenReply(connection)));
+        return connection;
+    }
+
+    // A recordset of the two volumes, on the first.
+    static ComPtr<sim::ado::RecordsetObject> OpenVolumes(const ComPtr<sim::ado::ConnectionObject>& connection)
+    {
+        ComPtr<sim::ado::RecordsetObject> rows = sim::ado::MakeObject<sim::ado::RecordsetObject>();
+        EXPECT_EQ(L"", Fault(OpenReply(rows, connection)));
+        return rows;
     }
 
     static std::wstring Fault(const Reply& reply) { return reply.result == S_OK ? std::wstring() : Shown(reply); }
@@ -203,6 +229,57 @@ TEST_F(ProviderFaults, MemoryMayRunOutAtAnyTime)
         EXPECT_TRUE(fault.empty() || fault == L"0x8007000E") << allocation << ": " << fault;
     }
     EXPECT_GT(allocation, 50);
+}
+
+// Refuses every call of a function of ODBC that it stands in for.
+constexpr auto kRefuse = [](auto...) { return static_cast<SQLRETURN>(SQL_ERROR); };
+
+TEST_F(ProviderFaults, LeaveATransactionAsItWas)
+{
+    const ComPtr<sim::ado::ConnectionObject> connection = Open();
+    {
+        const Replaced<"SQLSetConnectAttr", decltype(::SQLSetConnectAttr)> begin(kRefuse);
+        EXPECT_EQ(DISP_E_EXCEPTION, Call(connection.Get(), L"BeginTrans").result);
+    }
+    // There is none yet.
+    EXPECT_EQ(L"OK I4 1", Shown(Call(connection.Get(), L"BeginTrans")));
+    {
+        const Replaced<"SQLEndTran", decltype(::SQLEndTran)> end(kRefuse);
+        EXPECT_EQ(DISP_E_EXCEPTION, Call(connection.Get(), L"CommitTrans").result);
+        EXPECT_EQ(DISP_E_EXCEPTION, Call(connection.Get(), L"RollbackTrans").result);
+    }
+    // It is still there to be ended.
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(connection.Get(), L"RollbackTrans")));
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(connection.Get(), L"Close")));
+}
+
+TEST_F(ProviderFaults, CloseARecordsetThatCannotGoBackToItsFirstRow)
+{
+    const ComPtr<sim::ado::ConnectionObject> connection = Open();
+    const ComPtr<sim::ado::RecordsetObject> rows = OpenVolumes(connection);
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(rows.Get(), L"MoveNext")));
+    {
+        const Replaced<"SQLFetch", decltype(::SQLFetch)> fetch(kRefuse);
+        EXPECT_EQ(DISP_E_EXCEPTION, Call(rows.Get(), L"MoveFirst").result);
+    }
+    EXPECT_EQ(L"OK I4 0", Shown(Get(rows.Get(), L"State")));
+}
+
+// A client that goes to the first row before it reads costs the database nothing.
+TEST_F(ProviderFaults, AreNotInvitedByAStatementThatRunsMoreOftenThanItMust)
+{
+    const ComPtr<sim::ado::ConnectionObject> connection = Open();
+    const Replaced<"SQLExecDirect", decltype(::SQLExecDirect)> execute(
+        [&](SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length) {
+            return execute.Original(statement, text, length);
+        });
+    const ComPtr<sim::ado::RecordsetObject> rows = OpenVolumes(connection);
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(rows.Get(), L"MoveFirst")));
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(rows.Get(), L"MoveFirst")));
+    EXPECT_EQ(1, execute.Calls());
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(rows.Get(), L"MoveNext")));
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(rows.Get(), L"MoveFirst")));
+    EXPECT_EQ(2, execute.Calls());
 }
 
 // The SQLSTATEs of the drivers and what they become.

@@ -155,6 +155,15 @@ TEST_F(Provider, TakesTheConnectionStringFromThePropertyToo)
     EXPECT_EQ(L"OK BSTR y", Answer(connection, L"SELECT 'y'"));
 }
 
+TEST_F(Provider, KeepsTheConnectionStringThatItWasOpenedWith)
+{
+    const ComPtr<IDispatch> connection = Connect();
+    EXPECT_EQ(L"OK BSTR " + database.AdoString(), Shown(Get(connection.Get(), L"ConnectionString")));
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(connection.Get(), L"Close")));
+    EXPECT_EQ(L"OK EMPTY", Shown(Call(connection.Get(), L"Open")));
+    EXPECT_EQ(L"OK BSTR z", Answer(connection, L"SELECT 'z'"));
+}
+
 TEST_F(Provider, DoesNothingWhileTheConnectionIsClosed)
 {
     const ComPtr<IDispatch> connection = CreateByName(L"ADODB.Connection");

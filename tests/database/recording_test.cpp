@@ -3,6 +3,7 @@
 #include "registry_keys.h"
 
 #include "support/registry_sandbox.h"
+#include "support/replaced_function.h"
 #include "support/statistics_database.h"
 
 #include <gmock/gmock.h>
@@ -330,11 +331,20 @@ TEST_F(RecordedStatistics, HaveARowForAnOfflinePass)
 
 TEST_F(RecordedStatistics, AreDatedWithTheLocalTimeOfTheEndOfTheWork)
 {
+    // The computer stands two hours east of Greenwich.
+    const testing_support::Replaced<"FileTimeToLocalFileTime", decltype(::FileTimeToLocalFileTime)> toLocal(
+        [](const FILETIME* time, LPFILETIME local) {
+            ULARGE_INTEGER ticks{{time->dwLowDateTime, time->dwHighDateTime}};
+            ticks.QuadPart += 2 * 3600 * 10'000'000ULL;
+            *local = {ticks.LowPart, ticks.HighPart};
+            return TRUE;
+        });
+    constexpr double kHour = 1.0 / 24;
     FinishedWork work = Work(RecordedWork::Analysis);
     work.ago = 3600s;
-    const double before = LocalDate(3600s);
+    const double before = UtcDate({}) + kHour;
     EXPECT_EQ(std::nullopt, Record(work));
-    const double after = LocalDate(3600s);
+    const double after = UtcDate({}) + kHour;
     const auto rows = database.Query(L"SELECT StatsDate FROM StatsAnalyze");
     ASSERT_EQ(2U, rows.size());
     EXPECT_EQ(rows[0], rows[1]);
@@ -346,11 +356,13 @@ TEST_F(RecordedStatistics, AreDatedWithTheLocalTimeOfTheEndOfTheWork)
 
 TEST_F(RecordedStatistics, KnowAVolumeInAnyCaseAndAddThoseTheyDoNotKnow)
 {
+    database.Execute(L"INSERT INTO Volumes VALUES (7, 'D:')");
     database.Execute(L"INSERT INTO Volumes VALUES (41, 'c:')");
     EXPECT_EQ(std::nullopt, Record(Work(RecordedWork::Analysis)));
     EXPECT_EQ(std::nullopt, Record(Work(RecordedWork::Analysis)));
     const auto volumes = database.Query(L"SELECT VolumeId, VolumeName FROM Volumes ORDER BY VolumeId");
-    EXPECT_THAT(volumes, ElementsAre(std::vector<odbc::Value>{41, std::wstring(L"c:")},
+    EXPECT_THAT(volumes, ElementsAre(std::vector<odbc::Value>{7, std::wstring(L"D:")},
+                                     std::vector<odbc::Value>{41, std::wstring(L"c:")},
                                      std::vector<odbc::Value>{42, std::wstring(L"C:\\")}));
     EXPECT_EQ(2U, RowsOf(L"StatsAnalyze", L"c:").size());
     EXPECT_EQ(2U, RowsOf(L"StatsAnalyze", L"C:\\").size());

@@ -53,9 +53,101 @@ std::string NoonText()
     return DateText(noon);
 }
 
+// A kind of report.
+struct ReportCase {
+    const char* name;
+    const wchar_t* command;
+    const wchar_t* table;
+    const wchar_t* figures; // of the row that the report is of, behind its date
+    std::wstring others;    // figures of any other row
+    std::string head;       // {computer} stands for this computer's name
+    std::string report;     // {drive} stands for the drive, {noon} for the date
+};
+
+const ReportCase kAnalysis = {"Analysis",
+                              L"/sta",
+                              L"StatsAnalyze",
+                              L"6442450945, 1523, 211, 1073741824, 28.5, 7.45, 0, 1000000, 0, 100",
+                              L"1, 2, 3, 4, 5, 6, 7, 8, 9, 10",
+                              "\nLocal Computer            :   {computer}\n",
+                              "\nDrive                     :   {drive}\n"
+                              "Date                      :   {noon}\n"
+                              "Free Space                :   6.01 GB\n"
+                              "Total Files               :   1523\n"
+                              "Fragmented Files          :   211\n"
+                              "Largest Free Space        :   1024 MB\n"
+                              "Free Space Fragmentation  :   28.5%\n"
+                              "File Fragmentation        :   7.5%\n"
+                              "MFT Excess Fragments      :   0\n"
+                              "Metadata Excess Fragments :   1000000\n"
+                              "Directory Fragmentation   :   0.0%\n"
+                              "Drive Performance         :   100.0%\n"
+                              "\n"};
+
+const ReportCase kOnline = {"Online",
+                            L"/sto",
+                            L"StatsDefragOnline",
+                            L"1099511627776, 88214, 19977, 0, 1048577, 1025, 62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, "
+                            L"55, 99.96",
+                            L"1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15",
+                            "\nLocal Computer                  :   {computer}\n",
+                            "\nDrive                           :   {drive}\n"
+                            "Date                            :   {noon}\n"
+                            "Free Space                      :   1 TB\n"
+                            "Total Files                     :   88214\n"
+                            "Fragmented Files Before         :   19977\n"
+                            "Fragmented Files After          :   0\n"
+                            "Largest Free Space Before       :   1.01 MB\n"
+                            "Largest Free Space After        :   1.01 KB\n"
+                            "Free Space Fragmentation Before :   62.5%\n"
+                            "Free Space Fragmentation After  :   30.1%\n"
+                            "File Fragmentation Before       :   33.8%\n"
+                            "File Fragmentation After        :   5.6%\n"
+                            "MFT Excess Fragments            :   31\n"
+                            "Metadata Excess Fragments       :   88\n"
+                            "Drive Performance Before        :   55.0%\n"
+                            "Drive Performance After         :   100.0%\n"
+                            "\n"};
+
+const ReportCase kOffline = {"Offline",
+                             L"/stf",
+                             L"StatsDefragOffline",
+                             L"22, 14, 109, 66, 2480, 312",
+                             L"1, 2, 3, 4, 5, 6",
+                             "\nLocal Computer                   :   {computer}\n",
+                             "\nDrive                            :   {drive}\n"
+                             "Date                             :   {noon}\n"
+                             "MFT Excess Fragments Before      :   22\n"
+                             "MFT Excess Fragments After       :   14\n"
+                             "Metadata Excess Fragments Before :   109\n"
+                             "Metadata Excess Fragments After  :   66\n"
+                             "Directory Fragments Before       :   2480\n"
+                             "Directory Fragments After        :   312\n"
+                             "\n"};
+
+std::string Replacing(std::string text, std::string_view placeholder, std::string_view by)
+{
+    return text.replace(text.find(placeholder), placeholder.size(), by);
+}
+
+std::string HeadOf(const ReportCase& report)
+{
+    return Replacing(report.head, "{computer}", Narrow(ComputerName()));
+}
+
+std::string ReportOf(const ReportCase& report, const std::string& drive)
+{
+    return Replacing(Replacing(report.report, "{drive}", drive), "{noon}", NoonText());
+}
+
 std::string AnalysisHead()
 {
-    return "\nLocal Computer            :   " + Narrow(ComputerName()) + "\n";
+    return HeadOf(kAnalysis);
+}
+
+std::string AnalysisOf(const std::string& drive)
+{
+    return ReportOf(kAnalysis, drive);
 }
 
 std::string NoData(const std::string& drive)
@@ -79,32 +171,17 @@ protected:
         database.Execute(L"INSERT INTO Volumes VALUES (" + std::to_wstring(number) + L", '" + literal + L"')");
     }
 
-    // The row of AnalysisOf, at noon on 9 March 2026.
-    void AddAnalysis(int volume)
+    void AddRow(const ReportCase& report, int volume, const std::wstring& date, const std::wstring& figures)
     {
-        database.Execute(L"INSERT INTO StatsAnalyze VALUES (" + std::to_wstring(volume) +
-                         L", 46090.5, 6442450945, 1523, 211, 1073741824, 28.5, 7.45, 0, 1000000, 0, 100)");
+        database.Execute(L"INSERT INTO " + std::wstring(report.table) + L" VALUES (" + std::to_wstring(volume) + L", " +
+                         date + L", " + figures + L")");
     }
 
-    static std::string AnalysisOf(const std::string& drive)
-    {
-        return "\nDrive                     :   " + drive +
-               "\n"
-               "Date                      :   " +
-               NoonText() +
-               "\n"
-               "Free Space                :   6.01 GB\n"
-               "Total Files               :   1523\n"
-               "Fragmented Files          :   211\n"
-               "Largest Free Space        :   1024 MB\n"
-               "Free Space Fragmentation  :   28.5%\n"
-               "File Fragmentation        :   7.5%\n"
-               "MFT Excess Fragments      :   0\n"
-               "Metadata Excess Fragments :   1000000\n"
-               "Directory Fragmentation   :   0.0%\n"
-               "Drive Performance         :   100.0%\n"
-               "\n";
-    }
+    // The row that the report is of, at noon on 9 March 2026.
+    void AddRow(const ReportCase& report, int volume) { AddRow(report, volume, L"46090.5", report.figures); }
+
+    // The row of AnalysisOf.
+    void AddAnalysis(int volume) { AddRow(kAnalysis, volume); }
 
     // The driver of SQLite tells every fault alike.
     static DatabaseError NoTable() { return StatisticsDatabase::IsPostgres() ? kNoTable : kUnspecified; }
@@ -124,71 +201,73 @@ protected:
 
 // --- The reports ---
 
-TEST_F(DatabaseReports, ShowTheNewestAnalysis)
-{
-    AddVolume(1, L"C:");
-    database.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46090.4, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10)");
-    AddAnalysis(1);
-    database.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46000, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10)");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/stat-analyze", L"C:"}));
-}
+class EachOfTheDatabaseReports : public DatabaseReports, public testing::WithParamInterface<ReportCase> {
+protected:
+    static Outcome Run(std::vector<std::wstring> drives)
+    {
+        drives.insert(drives.begin(), GetParam().command);
+        return RunTool(drives);
+    }
 
-TEST_F(DatabaseReports, ShowTheNewestOnlinePass)
-{
-    AddVolume(7, L"D:");
-    database.Execute(
-        L"INSERT INTO StatsDefragOnline VALUES (7, 46090.25, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, "
-        L"15)");
-    database.Execute(
-        L"INSERT INTO StatsDefragOnline VALUES (7, 46090.5, 1099511627776, 88214, 19977, 0, 1048577, 1025, "
-        L"62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
-    EXPECT_EQ(BannerAnd("\nLocal Computer                  :   " + Narrow(ComputerName()) +
-                        "\n"
-                        "\n"
-                        "Drive                           :   D:\n"
-                        "Date                            :   " +
-                        NoonText() +
-                        "\n"
-                        "Free Space                      :   1 TB\n"
-                        "Total Files                     :   88214\n"
-                        "Fragmented Files Before         :   19977\n"
-                        "Fragmented Files After          :   0\n"
-                        "Largest Free Space Before       :   1.01 MB\n"
-                        "Largest Free Space After        :   1.01 KB\n"
-                        "Free Space Fragmentation Before :   62.5%\n"
-                        "Free Space Fragmentation After  :   30.1%\n"
-                        "File Fragmentation Before       :   33.8%\n"
-                        "File Fragmentation After        :   5.6%\n"
-                        "MFT Excess Fragments            :   31\n"
-                        "Metadata Excess Fragments       :   88\n"
-                        "Drive Performance Before        :   55.0%\n"
-                        "Drive Performance After         :   100.0%\n"
-                        "\n"),
-              RunTool({L"/sto", L"D:"}));
-}
+    static std::string Head() { return HeadOf(GetParam()); }
+    static std::string Report(const std::string& drive) { return ReportOf(GetParam(), drive); }
+};
 
-TEST_F(DatabaseReports, ShowTheNewestOfflinePass)
+TEST_P(EachOfTheDatabaseReports, ShowsTheNewestRow)
 {
     AddVolume(7, L"D:\\Mounts\\Archive");
-    database.Execute(L"INSERT INTO StatsDefragOffline VALUES (7, 46090.5, 22, 14, 109, 66, 2480, 312)");
-    database.Execute(L"INSERT INTO StatsDefragOffline VALUES (7, 46089.5, 1, 2, 3, 4, 5, 6)");
-    EXPECT_EQ(BannerAnd("\nLocal Computer                   :   " + Narrow(ComputerName()) +
-                        "\n"
-                        "\n"
-                        "Drive                            :   D:\\Mounts\\Archive\n"
-                        "Date                             :   " +
-                        NoonText() +
-                        "\n"
-                        "MFT Excess Fragments Before      :   22\n"
-                        "MFT Excess Fragments After       :   14\n"
-                        "Metadata Excess Fragments Before :   109\n"
-                        "Metadata Excess Fragments After  :   66\n"
-                        "Directory Fragments Before       :   2480\n"
-                        "Directory Fragments After        :   312\n"
-                        "\n"),
-              RunTool({L"/stf", L"D:\\Mounts\\Archive"}));
+    AddRow(GetParam(), 7, L"46090.25", GetParam().others);
+    AddRow(GetParam(), 7);
+    AddRow(GetParam(), 7, L"46000", GetParam().others);
+    EXPECT_EQ(BannerAnd(Head() + Report("D:\\Mounts\\Archive")), Run({L"D:\\Mounts\\Archive"}));
 }
+
+TEST_P(EachOfTheDatabaseReports, TellsWhereThereAreNoStatistics)
+{
+    AddVolume(1, L"E:");
+    EXPECT_EQ(BannerAnd(Head() + NoData("E:") + NoData("Q:")), Run({L"E:", L"Q:"}));
+}
+
+TEST_P(EachOfTheDatabaseReports, StopsAtTheFirstDriveThatFails)
+{
+    AddVolume(1, L"C:");
+    AddVolume(2, L"D:");
+    AddVolume(3, L"E:");
+    AddRow(GetParam(), 1);
+    AddRow(GetParam(), 3);
+    // NULL is no number.
+    database.Execute(L"INSERT INTO " + std::wstring(GetParam().table) + L" (VolumeId, StatsDate) VALUES (2, 46090.5)");
+    EXPECT_EQ(BannerAnd(Head() + Report("C:") + Failed("D:", kTypeMismatch), kTypeMismatch.code),
+              Run({L"C:", L"D:", L"E:"}));
+    EXPECT_EQ(BannerAnd(Head() + Report("C:") + NoData("Q:") + Report("E:")), Run({L"C:", L"Q:", L"E:"}));
+}
+
+TEST_P(EachOfTheDatabaseReports, FailsWithoutItsTable)
+{
+    database.Execute(L"DROP TABLE " + std::wstring(GetParam().table));
+    EXPECT_EQ(BannerAnd(Head() + Failed("C:", NoTable()), NoTable().code), Run({L"C:", L"D:"}));
+}
+
+TEST_P(EachOfTheDatabaseReports, FailsWithoutTheDatabase)
+{
+    SetCoreValue(L"ConnectionString", database.MissingProductString());
+    EXPECT_EQ(BannerAnd(Head() + Failed("C:", kUnspecified), kUnspecified.code), Run({L"C:"}));
+}
+
+TEST_P(EachOfTheDatabaseReports, FailsWithoutAKnownProvider)
+{
+    const Outcome failed = BannerAnd(Head() + Failed("C:", kNoConnection), kNoConnection.code);
+    for (const std::wstring& text : {L"ODBC:" + database.AdoString(), database.AdoString(), std::wstring(L"ADO"),
+                                     std::wstring(L":x"), std::wstring()}) {
+        SetCoreValue(L"ConnectionString", text);
+        EXPECT_EQ(failed, Run({L"C:"})) << Narrow(text);
+    }
+    values.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString");
+    EXPECT_EQ(failed, Run({L"C:"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, EachOfTheDatabaseReports, testing::Values(kAnalysis, kOnline, kOffline),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 TEST_F(DatabaseReports, FindADriveInAnyCaseAndShowItAsTyped)
 {
@@ -196,16 +275,6 @@ TEST_F(DatabaseReports, FindADriveInAnyCaseAndShowItAsTyped)
     AddAnalysis(1);
     EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
     EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("c:")), RunTool({L"/sta", L"c:"}));
-}
-
-TEST_F(DatabaseReports, TellWhereThereAreNoStatistics)
-{
-    AddVolume(1, L"E:");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + NoData("E:") + NoData("Q:")), RunTool({L"/sta", L"E:", L"Q:"}));
-    const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
-    EXPECT_EQ(BannerAnd(online + NoData("E:")), RunTool({L"/sto", L"E:"}));
-    const std::string offline = "\nLocal Computer                   :   " + Narrow(ComputerName()) + "\n";
-    EXPECT_EQ(BannerAnd(offline + NoData("E:")), RunTool({L"/stf", L"E:"}));
 }
 
 TEST_F(DatabaseReports, ShowDrivesInTheirOrderAndGoOnPastOneWithoutData)
@@ -220,51 +289,13 @@ TEST_F(DatabaseReports, ShowDrivesInTheirOrderAndGoOnPastOneWithoutData)
 
 // --- What goes wrong ---
 
-TEST_F(DatabaseReports, StopAtTheFirstDriveThatFails)
-{
-    AddVolume(1, L"C:");
-    AddVolume(2, L"D:");
-    AddVolume(3, L"E:");
-    AddAnalysis(1);
-    AddAnalysis(3);
-    // NULL is no number.
-    database.Execute(L"INSERT INTO StatsAnalyze (VolumeId, StatsDate) VALUES (2, 46090.5)");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:") + Failed("D:", kTypeMismatch), kTypeMismatch.code),
-              RunTool({L"/sta", L"C:", L"D:", L"E:"}));
-}
-
 TEST_F(DatabaseReports, FailAlsoForAValueThatIsNotShown)
 {
     AddVolume(1, L"C:");
     database.Execute(
         L"INSERT INTO StatsDefragOnline VALUES (1, 46090.5, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, NULL, 14, "
         L"15)");
-    const std::string online = "\nLocal Computer                  :   " + Narrow(ComputerName()) + "\n";
-    EXPECT_EQ(BannerAnd(online + Failed("C:", kTypeMismatch), kTypeMismatch.code), RunTool({L"/sto", L"C:"}));
-}
-
-TEST_F(DatabaseReports, FailWithoutTheTable)
-{
-    database.Execute(L"DROP TABLE StatsAnalyze");
-    EXPECT_EQ(BannerAnd(AnalysisHead() + Failed("C:", NoTable()), NoTable().code), RunTool({L"/sta", L"C:", L"D:"}));
-}
-
-TEST_F(DatabaseReports, FailWithoutTheDatabase)
-{
-    SetCoreValue(L"ConnectionString", database.MissingProductString());
-    EXPECT_EQ(BannerAnd(AnalysisHead() + Failed("C:", kUnspecified), kUnspecified.code), RunTool({L"/sta", L"C:"}));
-}
-
-TEST_F(DatabaseReports, FailWithoutAKnownProvider)
-{
-    const Outcome failed = BannerAnd(AnalysisHead() + Failed("C:", kNoConnection), kNoConnection.code);
-    for (const std::wstring& text : {L"ODBC:" + database.AdoString(), database.AdoString(), std::wstring(L"ADO"),
-                                     std::wstring(L":x"), std::wstring()}) {
-        SetCoreValue(L"ConnectionString", text);
-        EXPECT_EQ(failed, RunTool({L"/sta", L"C:"})) << Narrow(text);
-    }
-    values.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString");
-    EXPECT_EQ(failed, RunTool({L"/sta", L"C:"}));
+    EXPECT_EQ(BannerAnd(HeadOf(kOnline) + Failed("C:", kTypeMismatch), kTypeMismatch.code), RunTool({L"/sto", L"C:"}));
 }
 
 TEST_F(DatabaseReports, CompareTheProviderWithoutCase)

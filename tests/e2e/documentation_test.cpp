@@ -178,7 +178,8 @@ TEST_P(Documentation, ShowsWhatTheToolPrints)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Pages, Documentation, testing::Values(L"README.md", L"docs/commands.md"),
+INSTANTIATE_TEST_SUITE_P(Pages, Documentation,
+                         testing::Values(L"README.md", L"docs/commands.md", L"docs/statistics.md"),
                          [](const auto& test) { return std::filesystem::path(test.param).stem().string(); });
 
 } // namespace

@@ -114,6 +114,89 @@ TEST_F(Statistics, EndWhenTheProxyCannotBeSecured)
               SimulatedComputer::Run({L"/sta", L"C:", L"/c", L"SRV1"}));
 }
 
+// The other computer's engine has been told to behave in another way.
+class UnusualStatistics : public testing::Test {
+protected:
+    static std::string PointOf(const std::string& drive, const std::string& figures)
+    {
+        return "[drive " + drive + "]\npoint = 2026-03-05 05:00:00, " + figures + "\n";
+    }
+
+    // What the drives' statistics look like while the engine has this scenario.
+    static Outcome Run(const std::string& server, std::vector<std::wstring> drives)
+    {
+        const SimulatedComputer computer(kNetwork);
+        computer.AddFile(L"srv1.scenario", server);
+        const EngineProcess there(computer, L"SRV1");
+        return Show(std::move(drives));
+    }
+
+    static Outcome Show(std::vector<std::wstring> drives)
+    {
+        drives.insert(drives.begin(), L"/sta");
+        drives.insert(drives.end(), {L"/c", L"SRV1"});
+        return SimulatedComputer::Run(drives);
+    }
+
+    static constexpr char kComputer[] = "Remote Computer:   SRV1\n";
+    static constexpr char kNotRead[] = "Error occurred while getting statistics.\n\n";
+};
+
+TEST_F(UnusualStatistics, AreRoundedToWholePercents)
+{
+    EXPECT_EQ(BannerAnd(kComputer + std::string("Drive   :   C:\nDate    :   ") + DateOf(5, 5, 0) +
+                        "\n"
+                        "\t\t\t\tBefore\tAfter\n"
+                        "File Fragmentation\t\t7%\t8%\n"
+                        "Free Space Fragmentation\t0%\t1%\n"
+                        "Performance\t\t\t99%\t100%\n"),
+              Run(PointOf("C:\\", "7.45, 7.5, 0.49, 0.5, 99.49, 99.5"), {L"C:"}));
+}
+
+TEST_F(UnusualStatistics, EndWithoutAWordWhereADriveHasNoStatisticsObject)
+{
+    const std::string drives = kServer1;
+    EXPECT_EQ(BannerAnd(kComputer + PointOfC("C:"), 0x80070005),
+              Run(drives + Failing("GetStatistics", "0x80070005", "D:\\"), {L"C:", L"D:", L"E:"}));
+    EXPECT_EQ(BannerAnd(kComputer + PointOfC("C:"), 0x80070002), Run(drives, {L"C:", L"Q:", L"E:"}));
+    EXPECT_EQ(BannerAnd(kComputer, 0x80004003),
+              Run(drives + "[fault]\nmethod = GetStatistics\nanswer = null\n", {L"C:", L"D:"}));
+}
+
+// Each run of the tool gets one figure further: the first fails at the first call, the second at its second.
+TEST_F(UnusualStatistics, TellThatAFigureCannotBeReadWhicheverItIs)
+{
+    constexpr int kDoubles = 7;
+    std::string server = kServer1 + Failing("GetInteger", "0x80041234", {}, "1");
+    for (int run = 1, call = 0; run <= kDoubles; ++run) {
+        call += run;
+        server += Failing("GetDouble", "0x8004" + std::to_string(1000 + run), {}, std::to_string(call));
+    }
+    const SimulatedComputer computer(kNetwork);
+    computer.AddFile(L"srv1.scenario", server);
+    const EngineProcess there(computer, L"SRV1");
+    EXPECT_EQ(BannerAnd(kComputer + std::string(kNotRead), 0x80041234), Show({L"C:", L"D:"}));
+    for (std::uint32_t run = 1; run <= kDoubles; ++run) {
+        EXPECT_EQ(BannerAnd(kComputer + std::string(kNotRead), 0x80041000 + run), Show({L"C:", L"D:"})) << run;
+    }
+    EXPECT_EQ(BannerAnd(kComputer + PointOfC("C:")), Show({L"C:"}));
+}
+
+TEST_F(UnusualStatistics, TellThatAFigureIsNotHeld)
+{
+    const std::string held = PointOf("C:\\", "12.5, 1.4, 30, 11.2, 80, 96.5");
+    const std::string notHeld = PointOf("D:\\", "12.5, 1.4, 30, 11.2, 80, -");
+    EXPECT_EQ(BannerAnd(kComputer + PointOfC("C:") + kNotRead, 0x80070490), Run(held + notHeld, {L"C:", L"D:", L"C:"}));
+}
+
+TEST_F(UnusualStatistics, AreNoneWhereThereIsLessThanOnePoint)
+{
+    EXPECT_EQ(
+        BannerAnd(kComputer + std::string("No statistics data available for C: drive.\n") +
+                  "No statistics data available for C: drive.\n" + PointOfC("C:")),
+        Run(kServer1 + Answering("GetInteger", "1", "0") + Answering("GetInteger", "2", "-1"), {L"C:", L"C:", L"C:"}));
+}
+
 class LocalStatistics : public Statistics {
 protected:
     LocalStatistics() { testing_support::RegisterProvider(); }

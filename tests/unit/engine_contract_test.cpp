@@ -1,71 +1,16 @@
 #include "engine/engine_contract.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <cstddef>
-#include <functional>
-#include <utility>
-#include <vector>
+#include "support/slot_positions.h"
 
 namespace {
+
+using testing_support::ExpectPositions;
 
 constexpr GUID kAgentClass{0x0C5E92B1, 0x7F3A, 0x4D68, {0xB2, 0xC4, 0x9A, 0x81, 0xE6, 0xF0, 0x5D, 0x17}};
 constexpr GUID kAgent{0x7E2C5F14, 0x1B98, 0x4A3D, {0x9C, 0x60, 0xD4, 0xE8, 0xA2, 0xB7, 0xF0, 0x39}};
 constexpr GUID kServiceClass{0x3B7E1A90, 0x5D24, 0x4C6B, {0xA8, 0xF3, 0x0E, 0x9D, 0x27, 0xC4, 0xB6, 0x15}};
 constexpr GUID kService{0xA41D6C83, 0xE29F, 0x4B57, {0x8D, 0x0A, 0x6F, 0x3B, 0x95, 0xC1, 0xE2, 0xD8}};
 constexpr GUID kRefresh{0xD5903B2E, 0x47AC, 0x4F18, {0xB6, 0xE1, 0x82, 0xC7, 0xA0, 0xF9, 0x4D, 0x3B}};
-
-// What every slot of the object below does when it is called. It throws instead of returning, because it does not know
-// how many arguments its caller passed and would have to clean up.
-struct SlotCalled {
-    std::size_t slot;
-};
-
-using Slot = HRESULT(WINAPI*)();
-
-template <std::size_t Number>
-HRESULT WINAPI TellSlot()
-{
-    throw SlotCalled{Number};
-}
-
-template <std::size_t... Numbers>
-constexpr std::array<Slot, sizeof...(Numbers)> MakeSlots(std::index_sequence<Numbers...> /*numbers*/)
-{
-    return {&TellSlot<Numbers>...};
-}
-
-constexpr std::array<Slot, 60> kSlots = MakeSlots(std::make_index_sequence<60>());
-
-// What the binary standard says an interface pointer points at: the address of a table of functions.
-struct RawObject {
-    const Slot* table;
-};
-constinit RawObject rawObject{kSlots.data()};
-
-template <typename Interface>
-struct Method {
-    const char* name;
-    std::size_t slot;
-    std::function<void(Interface&)> call;
-};
-
-template <typename Interface>
-void ExpectPositions(const std::vector<Method<Interface>>& methods)
-{
-    // The compiler must not see that no C++ object of the interface stands there.
-    void* volatile address = &rawObject;
-    auto& object = *static_cast<Interface*>(address);
-    for (const Method<Interface>& method : methods) {
-        try {
-            method.call(object);
-            ADD_FAILURE() << method.name << " called no slot of the table";
-        } catch (const SlotCalled& called) {
-            EXPECT_EQ(method.slot, called.slot) << method.name;
-        }
-    }
-}
 
 TEST(EngineContract, ClassesHaveTheirIdentifiers)
 {

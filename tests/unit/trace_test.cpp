@@ -708,6 +708,34 @@ TEST_F(MovedTraceFile, StaysWhereItIsWhenItCannotBeMoved)
     EXPECT_EQ(5U, std::filesystem::file_size(folder.PathOf(L"Velundra_TraceLog_2026-03-04 050607 008.txt")));
 }
 
+// Without that time there is no name to move it to.
+TEST_F(MovedTraceFile, StaysWhereItIsWhenItsLastWriteIsNotKnown)
+{
+    CVLTrace trace;
+    MakeFullFile({2026, 3, 0, 4, 5, 6, 7, 8});
+    const Replaced<"GetFileTime", decltype(::GetFileTime)> time(
+        [](HANDLE, LPFILETIME, LPFILETIME, LPFILETIME) { return FALSE; });
+    EXPECT_EQ(0U, Write(trace));
+    EXPECT_EQ(std::set<std::wstring>{kTraceFile}, Files());
+    EXPECT_GT(Size(), 10 * kMegabyte);
+}
+
+TEST_F(MovedTraceFile, IsClosedAndStillUnderTheMutexWhenItIsMoved)
+{
+    CVLTrace trace;
+    MakeFullFile({2026, 3, 0, 4, 5, 6, 7, 8});
+    const Replaced<"ReleaseMutex", decltype(::ReleaseMutex)> release(
+        [&](HANDLE mutex) { return release.Original(mutex); });
+    const Replaced<"MoveFileW", decltype(::MoveFileW)> move([&](LPCWSTR from, LPCWSTR to) {
+        EXPECT_EQ(0, release.Calls());
+        EXPECT_EQ(kMutexAlone, census.Imbalance());
+        return move.Original(from, to);
+    });
+    EXPECT_EQ(0U, Write(trace));
+    EXPECT_EQ(1, move.Calls());
+    EXPECT_EQ(1, release.Calls());
+}
+
 TEST_F(MovedTraceFile, StaysWhereItIsWhenTheRecordCouldNotBeWritten)
 {
     CVLTrace trace;
@@ -889,33 +917,6 @@ TEST_F(TracedMessage, GivesTheErrorOfWritingIt)
     EXPECT_EQ(5U, trace.TraceMessage(0, L"src", L"fn", 1, L"text"));
 }
 
-TEST_F(TracedMessage, IsWrittenUnderTheObjectsLock)
-{
-    CVLTrace trace;
-    int depth = 0;
-    int deepest = 0;
-    const Replaced<"EnterCriticalSection", decltype(::EnterCriticalSection)> enter([&](LPCRITICAL_SECTION section) {
-        const auto* const at = reinterpret_cast<const char*>(section);
-        const auto* const first = reinterpret_cast<const char*>(&trace);
-        depth += at >= first && at < first + sizeof trace ? 1 : 0;
-        enter.Original(section);
-    });
-    const Replaced<"LeaveCriticalSection", decltype(::LeaveCriticalSection)> leave([&](LPCRITICAL_SECTION section) {
-        const auto* const at = reinterpret_cast<const char*>(section);
-        const auto* const first = reinterpret_cast<const char*>(&trace);
-        depth -= at >= first && at < first + sizeof trace ? 1 : 0;
-        leave.Original(section);
-    });
-    const Replaced<"WriteFile", decltype(::WriteFile)> write(
-        [&](HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped) {
-            deepest = std::max(deepest, depth);
-            return write.Original(file, data, size, written, overlapped);
-        });
-    EXPECT_EQ(0U, trace.TraceMessage(0, L"src", L"fn", 1, L"text"));
-    EXPECT_EQ(1, deepest);
-    EXPECT_EQ(0, depth);
-}
-
 class TracedOperation : public TraceLog {};
 
 TEST_F(TracedOperation, IsWrittenWhenTheSettingIsOneAlone)
@@ -971,6 +972,70 @@ TEST_F(TracedOperation, RecordsItsEntryAndEveryWayOfLeavingIt)
     EXPECT_EQ(Lines{L"source (Read) *** ENTER ***"}, operations.Take());
     TraceStep(L"source", L"Close", 6, L"Call m_Connection->Close()");
     EXPECT_EQ(Lines{L"source (Close) Call m_Connection->Close()"}, operations.Take());
+}
+
+// How often the trace log's own critical section is entered and not yet left.
+class HeldLock {
+public:
+    explicit HeldLock(const CVLTrace& trace) : begin_(reinterpret_cast<const char*>(&trace)) {}
+
+    [[nodiscard]] int Depth() const { return depth_; }
+
+private:
+    [[nodiscard]] int IsOwn(LPCRITICAL_SECTION section) const
+    {
+        const auto* const at = reinterpret_cast<const char*>(section);
+        return at >= begin_ && at < begin_ + sizeof(CVLTrace) ? 1 : 0;
+    }
+
+    const char* begin_;
+    int depth_ = 0;
+    Replaced<"EnterCriticalSection", decltype(::EnterCriticalSection)> enter_{[this](LPCRITICAL_SECTION section) {
+        enter_.Original(section);
+        depth_ += IsOwn(section);
+    }};
+    Replaced<"LeaveCriticalSection", decltype(::LeaveCriticalSection)> leave_{[this](LPCRITICAL_SECTION section) {
+        depth_ -= IsOwn(section);
+        leave_.Original(section);
+    }};
+};
+
+class LockedTrace : public TraceLog {
+protected:
+    LockedTrace() { Set(L"TraceEntryExit", 1); }
+};
+
+TEST_F(LockedTrace, IsWhatMessagesAndOperationsAreWrittenTo)
+{
+    CVLTrace trace;
+    const HeldLock lock(trace);
+    std::vector<int> depths;
+    const Replaced<"WriteFile", decltype(::WriteFile)> write(
+        [&](HANDLE file, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped) {
+            depths.push_back(lock.Depth());
+            return write.Original(file, data, size, written, overlapped);
+        });
+    EXPECT_EQ(0U, trace.TraceMessage(0, L"src", L"fn", 1, L"text"));
+    trace.TraceOperation(L"src", L"fn", 1, L"text");
+    EXPECT_EQ((std::vector<int>{1, 1, 1}), depths); // the byte-order mark and two records
+    EXPECT_EQ(0, lock.Depth());
+}
+
+TEST_F(LockedTrace, IsWhatTheSettingsAreReadInto)
+{
+    int calls = 0;
+    std::optional<HeldLock> lock;
+    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
+        [&](HKEY, LPCWSTR, DWORD, REGSAM, PHKEY) -> LSTATUS {
+            ++calls;
+            EXPECT_EQ(lock ? 1 : 0, lock ? lock->Depth() : 0);
+            return ERROR_ACCESS_DENIED;
+        });
+    CVLTrace trace;
+    lock.emplace(trace);
+    EXPECT_EQ(5U, trace.LoadSettings());
+    EXPECT_EQ(2, calls);
+    EXPECT_EQ(0, lock->Depth());
 }
 
 // --- Module filter ---
