@@ -51,7 +51,7 @@ HANDLE DescribedVolumes::Searches::First(std::vector<std::wstring> found, LPWSTR
     std::reverse(found.begin(), found.end());
     Give(found, text, length);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number that looks like an address.
-    const auto search = reinterpret_cast<HANDLE>(++lastHandle_);
+    auto* const search = reinterpret_cast<HANDLE>(++lastHandle_);
     left_.emplace(search, std::move(found));
     return search;
 }

@@ -428,7 +428,8 @@ TEST_F(Eligibility, AsksARemovableDiskForBothSetsOfBusesAndAFixedOneForOne)
 TEST_F(Eligibility, IsDeniedToEveryOtherTypeOfDrive)
 {
     SetSetting(1);
-    for (const unsigned type : {DRIVE_UNKNOWN, DRIVE_NO_ROOT_DIR, DRIVE_REMOTE, DRIVE_CDROM, DRIVE_RAMDISK, 7}) {
+    constexpr UINT kTypes[] = {DRIVE_UNKNOWN, DRIVE_NO_ROOT_DIR, DRIVE_REMOTE, DRIVE_CDROM, DRIVE_RAMDISK, 7};
+    for (const UINT type : kTypes) {
         Volume().driveType = type;
         for (const STORAGE_BUS_TYPE bus : kAllBuses) {
             Volume().bus = bus;

@@ -117,7 +117,8 @@ TEST_F(VolumeList, HasRemovableDisksOnKnownBusesAmongTheEligible)
 TEST_F(VolumeList, HasEverythingElseAmongTheOthers)
 {
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreKey, L"ShowAllOtherRemoveableDrives", 1);
-    for (const unsigned type : {DRIVE_CDROM, DRIVE_REMOTE, DRIVE_RAMDISK, DRIVE_UNKNOWN, DRIVE_NO_ROOT_DIR}) {
+    constexpr UINT kTypes[] = {DRIVE_CDROM, DRIVE_REMOTE, DRIVE_RAMDISK, DRIVE_UNKNOWN, DRIVE_NO_ROOT_DIR};
+    for (const UINT type : kTypes) {
         windows.Add().driveType = type;
     }
     windows.Add().fileSystem = L"RAW";
