@@ -109,6 +109,90 @@ TEST_F(RegistryDump, ShowsThirteenBytesToTheLine)
               Format(REG_BINARY, bytes(27)));
 }
 
+TEST_F(RegistryDump, GoesOnFromLineToLineForALargeValue)
+{
+    // 12 bytes on the first line, 13 on each of 76 more.
+    std::wstring data = L"07";
+    for (int i = 1; i < 12; ++i) {
+        data += L",07";
+    }
+    for (int line = 0; line < 76; ++line) {
+        data += L"\\\r\n  ";
+        for (int i = 0; i < 13; ++i) {
+            data += L",07";
+        }
+    }
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_BINARY\r\n - Data: " + data + L"\r\n\r\n",
+              Format(REG_BINARY, std::vector<BYTE>(1000, 7)));
+}
+
+TEST_F(RegistryDump, CrossesOutTheBytesByWhichAValueHasGrownMeanwhile)
+{
+    RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kPath, L"V", REG_BINARY, {1, 2});
+    int sizes = 0;
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            const LSTATUS status = query.Original(asked, name, reserved, type, data, size);
+            // The first time, room is made for the data; then they are counted.
+            if (data == nullptr && size != nullptr && ++sizes == 2) {
+                *size += 2;
+            }
+            return status;
+        });
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_BINARY\r\n - Data: 01,02,XX,XX\r\n\r\n",
+              FormatRegistryValue(key.Get(), L"V"));
+    EXPECT_EQ(2, sizes);
+}
+
+TEST_F(RegistryDump, EndsAfterTheTypeWhereBytesCannotBeRead)
+{
+    const std::wstring head = L" - Value Name: V\r\n - Type: REG_BINARY\r\n";
+    RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kPath, L"V", REG_BINARY, {1, 2});
+    {
+        const Replaced<"GlobalAlloc", decltype(::GlobalAlloc)> allocate(
+            [](UINT, SIZE_T) -> HGLOBAL { return nullptr; });
+        EXPECT_EQ(head, FormatRegistryValue(key.Get(), L"V"));
+    }
+    {
+        const Replaced<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> create(
+            [](HGLOBAL, BOOL, LPSTREAM*) -> HRESULT { return E_OUTOFMEMORY; });
+        EXPECT_EQ(head, FormatRegistryValue(key.Get(), L"V"));
+    }
+    // The queries after the type: the size, the data, the size again.
+    for (int failing = 2; failing <= 4; ++failing) {
+        const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+            [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) -> LSTATUS {
+                return query.Calls() == failing ? ERROR_ACCESS_DENIED
+                                                : query.Original(asked, name, reserved, type, data, size);
+            });
+        EXPECT_EQ(head, FormatRegistryValue(key.Get(), L"V")) << failing;
+        EXPECT_EQ(failing, query.Calls());
+    }
+}
+
+TEST_F(RegistryDump, ShowsNothingOfAValueWhoseTypeCannotBeRead)
+{
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"V", L"x");
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS { return ERROR_ACCESS_DENIED; });
+    EXPECT_EQ(L"", FormatRegistryValue(key.Get(), L"V"));
+    EXPECT_EQ(L"* P\r\n", DumpRegistryKey(key.Get(), L"P"));
+    EXPECT_EQ(L"*P\r\n", DumpRegistryValue(key.Get(), L"P", L"V"));
+}
+
+TEST_F(RegistryDump, LeavesOutAKeyBelowThatCannotBeOpened)
+{
+    const std::wstring path = kPath;
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, path + L"\\A\\Deep");
+    RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, path + L"\\B");
+    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open([&](HKEY root, LPCWSTR name, DWORD options,
+                                                                        REGSAM access, PHKEY opened) -> LSTATUS {
+        EXPECT_EQ(0x20019U, access);
+        return name == std::wstring(L"A") ? ERROR_ACCESS_DENIED : open.Original(root, name, options, access, opened);
+    });
+    EXPECT_EQ(L"* P\\B\r\n* P\r\n", DumpRegistryKey(key.Get(), L"P"));
+}
+
 TEST_F(RegistryDump, ShowsTheKeysBelowFirstAndItsOwnValuesLast)
 {
     const std::wstring path = kPath;
