@@ -265,8 +265,10 @@ TEST_F(ProviderFaults, CloseARecordsetThatCannotGoBackToItsFirstRow)
     EXPECT_EQ(L"OK I4 0", Shown(Get(rows.Get(), L"State")));
 }
 
+class ProviderStatements : public ProviderFaults {};
+
 // A client that goes to the first row before it reads costs the database nothing.
-TEST_F(ProviderFaults, AreNotInvitedByAStatementThatRunsMoreOftenThanItMust)
+TEST_F(ProviderStatements, RunAgainOnlyOnceTheFirstRowIsPast)
 {
     const ComPtr<sim::ado::ConnectionObject> connection = Open();
     const Replaced<"SQLExecDirect", decltype(::SQLExecDirect)> execute(

@@ -335,7 +335,7 @@ TEST_F(RecordedStatistics, AreDatedWithTheLocalTimeOfTheEndOfTheWork)
     const testing_support::Replaced<"FileTimeToLocalFileTime", decltype(::FileTimeToLocalFileTime)> toLocal(
         [](const FILETIME* time, LPFILETIME local) {
             ULARGE_INTEGER ticks{{time->dwLowDateTime, time->dwHighDateTime}};
-            ticks.QuadPart += 2 * 3600 * 10'000'000ULL;
+            ticks.QuadPart += 2ULL * 3600 * 10'000'000;
             *local = {ticks.LowPart, ticks.HighPart};
             return TRUE;
         });

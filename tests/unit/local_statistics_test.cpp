@@ -7,6 +7,7 @@
 #include "support/product_test.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 namespace {
@@ -492,23 +493,37 @@ struct ValueCase {
     const wchar_t* percent;
 };
 
-class StatisticsValue : public EngineTest, public ::testing::WithParamInterface<ValueCase> {};
+class StatisticsNumber : public EngineTest {
+protected:
+    // The report of a drive that has this value in every column.
+    std::wstring ReportOf(double value)
+    {
+        RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kCore, L"ConnectionString", L"ADO:");
+        FakeAdo ado;
+        ado.columns.assign(11, L"column");
+        ado.rows = {AdoRow(11, value)};
+        EXPECT_EQ(0U, ShowAnalyzeStats(L"C:"));
+        return output.Take();
+    }
+
+    // What stands behind the label in its line.
+    static std::wstring Behind(const std::wstring& label, const std::wstring& report)
+    {
+        const std::size_t at = report.find(L"\n" + label);
+        EXPECT_NE(std::wstring::npos, at) << ::testing::PrintToString(report);
+        const std::size_t begin = at + 1 + label.size();
+        return report.substr(begin, report.find(L'\n', begin) - begin);
+    }
+};
+
+class StatisticsValue : public StatisticsNumber, public ::testing::WithParamInterface<ValueCase> {};
 
 TEST_P(StatisticsValue, IsWrittenAsItsColumnIs)
 {
-    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kCore, L"ConnectionString", L"ADO:");
-    FakeAdo ado;
-    ado.columns.assign(11, L"column");
-    ado.rows = {AdoRow(11, GetParam().value)};
-    EXPECT_EQ(0U, ShowAnalyzeStats(L"C:"));
-    const std::wstring text = output.Take();
-    EXPECT_NE(std::wstring::npos,
-              text.find(L"\nFree Space                :   " + std::wstring(GetParam().size) + L"\n"))
-        << ::testing::PrintToString(text);
-    EXPECT_NE(std::wstring::npos,
-              text.find(L"\nTotal Files               :   " + std::wstring(GetParam().number) + L"\n"));
-    EXPECT_NE(std::wstring::npos,
-              text.find(L"\nFile Fragmentation        :   " + std::wstring(GetParam().percent) + L"\n"));
+    const std::wstring report = ReportOf(GetParam().value);
+    EXPECT_EQ(GetParam().size, Behind(L"Free Space                :   ", report));
+    EXPECT_EQ(GetParam().number, Behind(L"Total Files               :   ", report));
+    EXPECT_EQ(GetParam().percent, Behind(L"File Fragmentation        :   ", report));
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, StatisticsValue,
@@ -523,5 +538,15 @@ INSTANTIATE_TEST_SUITE_P(Values, StatisticsValue,
                                            ValueCase{1208925819614629174706176.0, L"1 YB", L"1208925819614629174706176",
                                                      L"1208925819614629174706176.0%"},
                                            ValueCase{-5.5, L"-5 B", L"-5.5", L"-5.5%"}));
+
+// The largest one has 309 digits.
+TEST_F(StatisticsNumber, IsWrittenWholeHoweverLongItIs)
+{
+    const std::wstring report = ReportOf(std::numeric_limits<double>::max());
+    const std::wstring number = Behind(L"Total Files               :   ", report);
+    EXPECT_EQ(309U, number.size());
+    EXPECT_TRUE(number.starts_with(L"17976931348623157"));
+    EXPECT_EQ(number + L".0%", Behind(L"File Fragmentation        :   ", report));
+}
 
 } // namespace
