@@ -1,16 +1,36 @@
 #include "volumes/volume_list.h"
 
 #include "support/described_volumes.h"
+#include "support/failing_memory.h"
 #include "support/product_test.h"
 #include "support/registry.h"
 #include "volumes/string_array.h"
 
+#include <algorithm>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace {
 
 using namespace testing_support;
+
+// Calls it with one allocation after the other failing, until none fails; how many there are.
+template <typename Call>
+int FailEachAllocation(Call call)
+{
+    for (int failing = 1;; ++failing) {
+        const FailingMemory memory(failing);
+        try {
+            call();
+        } catch (const std::bad_alloc&) {
+            EXPECT_TRUE(memory.HasFailed());
+        }
+        if (!memory.HasFailed()) {
+            return failing - 1;
+        }
+    }
+}
 
 // --- The lists of volumes ---
 
@@ -199,6 +219,19 @@ TEST_F(VolumeList, KeepsAnEmptyNameAsItIs)
     const Lists lists = Enumerate();
     EXPECT_EQ(StringList{L""}, lists.other);
     EXPECT_EQ(Names({2}), lists.eligible);
+}
+
+TEST_F(VolumeList, GivesBackWhatItHoldsWithoutMemory)
+{
+    AddInLetter(L'A', L"\\Device\\Floppy0");
+    AddInLetter(L'E', L"\\Device\\HarddiskVolume1");
+    windows.Add().driveType = DRIVE_CDROM;
+    const int allocations = FailEachAllocation([&] {
+        win::Variant eligible;
+        win::Variant other;
+        EnumerateLocalVolumes(1, 1, eligible, other);
+    });
+    EXPECT_GT(allocations, 5);
 }
 
 // --- Floppies ---
@@ -481,6 +514,56 @@ TEST_F(MountPath, FillsABufferOf261CharactersAndNoMore)
     windows.Add({L"C:\\y" + folder});
     EXPECT_EQ(L"C:\\" + folder, Find(VolumeNameOf(2)));
     EXPECT_EQ(L"", Find(VolumeNameOf(3)));
+}
+
+TEST_F(MountPath, GivesBackWhatItHoldsWithoutMemory)
+{
+    windows.Add({L"C:\\"});
+    windows.Add({L"C:\\A folder with a long name\\", L"C:\\Another folder with a long name\\"});
+    const std::wstring name = VolumeNameOf(3);
+    std::wstring path;
+    const int allocations = FailEachAllocation([&] { FindVolumeMountPath(name, path); });
+    EXPECT_GT(allocations, 3);
+    EXPECT_EQ(L"", path);
+}
+
+// --- The volumes of the machine that the test runs on ---
+
+class RealVolumes : public ProductTest {};
+
+TEST_F(RealVolumes, AreInOneOfTheListsOrFloppies)
+{
+    StringList expected;
+    wchar_t name[261] = {};
+    const win::FindVolume search(FindFirstVolumeW(name, 261));
+    ASSERT_TRUE(search);
+    do {
+        expected.emplace_back(name, std::wstring(name).size() - 1);
+    } while (FindNextVolumeW(search.Get(), name, 261) != FALSE);
+
+    win::Variant eligible;
+    win::Variant other;
+    EnumerateLocalVolumes(1, 1, eligible, other);
+    StringList found = ToStringList(eligible);
+    for (const std::wstring& volume : ToStringList(other)) {
+        found.push_back(volume);
+    }
+    EXPECT_FALSE(found.empty());
+    std::sort(expected.begin(), expected.end());
+    std::sort(found.begin(), found.end());
+    EXPECT_TRUE(std::includes(expected.begin(), expected.end(), found.begin(), found.end()));
+    for (const std::wstring& volume : found) {
+        EXPECT_EQ(48U, volume.size());
+    }
+}
+
+TEST_F(RealVolumes, AreFoundAtTheirDriveRoots)
+{
+    wchar_t name[261] = {};
+    ASSERT_NE(FALSE, GetVolumeNameForVolumeMountPointW(L"C:\\", name, 261));
+    std::wstring path;
+    FindVolumeMountPath(name, path);
+    EXPECT_EQ(L"C:\\", path);
 }
 
 } // namespace
