@@ -663,10 +663,10 @@ TEST_F(BootIni, IsGivenBackWithAllElseWhenMemoryRunsOut)
     for (int allocation = 1;; ++allocation) {
         const FailingMemory memory(allocation);
         try {
-            EXPECT_EQ(whole, GetFileSystemSection());
-            EXPECT_FALSE(memory.HasFailed());
+            ASSERT_EQ(whole, GetFileSystemSection());
+            ASSERT_FALSE(memory.HasFailed());
         } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasFailed());
+            ASSERT_TRUE(memory.HasFailed());
         }
         ASSERT_EQ("", census.Imbalance()) << allocation;
         if (!memory.HasFailed()) {

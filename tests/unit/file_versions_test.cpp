@@ -765,10 +765,10 @@ TEST_F(FileVersionSection, LosesNothingWhenMemoryRunsOut)
         try {
             const std::wstring section = GetFileVersionSection();
             // A server whose path does not find room in memory counts as not registered.
-            EXPECT_EQ(memory.HasFailed(), section != whole);
-            EXPECT_FALSE(memory.HasThrown());
+            ASSERT_EQ(memory.HasFailed(), section != whole);
+            ASSERT_FALSE(memory.HasThrown());
         } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasThrown());
+            ASSERT_TRUE(memory.HasThrown());
         }
         ASSERT_EQ("", census.Imbalance()) << allocation;
         if (!memory.HasFailed()) {

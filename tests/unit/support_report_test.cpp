@@ -395,10 +395,10 @@ TEST_F(SupportReport, GivesEverythingBackWhenMemoryRunsOut)
         try {
             const std::wstring report = BuildSupportReport();
             // A text of the registry that does not find room in memory is left out.
-            EXPECT_EQ(memory.HasFailed(), report.size() < whole.size());
-            EXPECT_FALSE(memory.HasThrown());
+            ASSERT_EQ(memory.HasFailed(), report.size() < whole.size());
+            ASSERT_FALSE(memory.HasThrown());
         } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasThrown());
+            ASSERT_TRUE(memory.HasThrown());
             ++thrown;
         }
         ASSERT_EQ("", census.Imbalance()) << allocation;

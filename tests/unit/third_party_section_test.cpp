@@ -173,10 +173,10 @@ TEST_F(ThirdPartySoftware, GivesEverythingBackWhenMemoryRunsOut)
     for (int allocation = 1;; ++allocation) {
         const FailingMemory memory(allocation);
         try {
-            EXPECT_EQ(whole, GetThirdPartySection());
-            EXPECT_FALSE(memory.HasFailed());
+            ASSERT_EQ(whole, GetThirdPartySection());
+            ASSERT_FALSE(memory.HasFailed());
         } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasFailed());
+            ASSERT_TRUE(memory.HasFailed());
         }
         ASSERT_EQ("", census.Imbalance()) << allocation;
         if (!memory.HasFailed()) {
