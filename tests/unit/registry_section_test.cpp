@@ -62,8 +62,8 @@ TEST_F(RegistryDump, ShowsNoDataOfTheNoneType)
 
 TEST_F(RegistryDump, ShowsOnlyTheNameOfOtherTypes)
 {
-    for (const unsigned type : {REG_QWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_RESOURCE_LIST}) {
-        EXPECT_EQ(L" - Value Name: V\r\n", Format(type, {1, 0, 0, 0})) << type;
+    for (const int type : {REG_QWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_RESOURCE_LIST}) {
+        EXPECT_EQ(L" - Value Name: V\r\n", Format(static_cast<DWORD>(type), {1, 0, 0, 0})) << type;
     }
 }
 
