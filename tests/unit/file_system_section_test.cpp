@@ -1,12 +1,11 @@
 #include "support/file_system_section.h"
 
 #include "support/described_volumes.h"
-#include "support/failing_memory.h"
+#include "support/failing_allocations.h"
 #include "support/product_test.h"
 #include "support/scratch_folder.h"
 
 #include <filesystem>
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -660,19 +659,10 @@ TEST_F(BootIni, IsGivenBackWithAllElseWhenMemoryRunsOut)
     AddNtfs({L"D:\\"});
     AddFat({L"F:\\"}).clustersError = 21;
     const std::wstring whole = GetFileSystemSection();
-    for (int allocation = 1;; ++allocation) {
-        const FailingMemory memory(allocation);
-        try {
-            EXPECT_EQ(whole, GetFileSystemSection());
-            EXPECT_FALSE(memory.HasFailed());
-        } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasFailed());
-        }
-        ASSERT_EQ("", census.Imbalance()) << allocation;
-        if (!memory.HasFailed()) {
-            break;
-        }
-    }
+    FailEachAllocation(census, [&](const FailingMemory& memory) {
+        EXPECT_EQ(whole, GetFileSystemSection());
+        EXPECT_FALSE(memory.HasFailed());
+    });
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "support/file_versions.h"
 
 #include "support/described_files.h"
-#include "support/failing_memory.h"
+#include "support/failing_allocations.h"
 #include "support/installed_program.h"
 #include "support/plain_dates.h"
 #include "support/product_test.h"
@@ -760,21 +760,11 @@ TEST_F(FileVersionSection, LosesNothingWhenMemoryRunsOut)
         files.Add(PathOf(file), {14, 0, 1, 2}, {{L"ProductName", L"Velundra HF3"}});
     }
     const std::wstring whole = GetFileVersionSection();
-    for (int allocation = 1;; ++allocation) {
-        const FailingMemory memory(allocation);
-        try {
-            const std::wstring section = GetFileVersionSection();
-            // A server whose path does not find room in memory counts as not registered.
-            EXPECT_EQ(memory.HasFailed(), section != whole);
-            EXPECT_FALSE(memory.HasThrown());
-        } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasThrown());
-        }
-        ASSERT_EQ("", census.Imbalance()) << allocation;
-        if (!memory.HasFailed()) {
-            break;
-        }
-    }
+    FailEachAllocation(census, [&](const FailingMemory& memory) {
+        const std::wstring section = GetFileVersionSection();
+        // A server whose path does not find room in memory counts as not registered.
+        EXPECT_EQ(memory.HasFailed(), section != whole);
+    });
 }
 
 // --- Real files ---

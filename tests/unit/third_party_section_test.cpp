@@ -1,11 +1,10 @@
 #include "support/third_party_section.h"
 
 #include "support/described_files.h"
-#include "support/failing_memory.h"
+#include "support/failing_allocations.h"
 #include "support/product_test.h"
 #include "support/system_folders.h"
 
-#include <new>
 #include <string>
 #include <vector>
 
@@ -170,19 +169,10 @@ TEST_F(ThirdPartySoftware, GivesEverythingBackWhenMemoryRunsOut)
     files.Add(std::wstring(kFolder) + kDrivers[0], {1, 2, 3, 4});
     RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, std::wstring(kServicesKey) + kServices[0]);
     const std::wstring whole = Section(kDrivers[0], L"1.2.3.4", kServices[0]);
-    for (int allocation = 1;; ++allocation) {
-        const FailingMemory memory(allocation);
-        try {
-            EXPECT_EQ(whole, GetThirdPartySection());
-            EXPECT_FALSE(memory.HasFailed());
-        } catch (const std::bad_alloc&) {
-            EXPECT_TRUE(memory.HasFailed());
-        }
-        ASSERT_EQ("", census.Imbalance()) << allocation;
-        if (!memory.HasFailed()) {
-            break;
-        }
-    }
+    FailEachAllocation(census, [&](const FailingMemory& memory) {
+        EXPECT_EQ(whole, GetThirdPartySection());
+        EXPECT_FALSE(memory.HasFailed());
+    });
 }
 
 } // namespace
