@@ -16,9 +16,14 @@ struct KeptConnection {
     win::ComPtr<IClassFactory> factory;
 };
 
-std::mutex lock; // guards the two below
+// The engine's type library, by which the proxies are made.
+constexpr GUID kEngineLibrary{0x91B6F3D0, 0x7A45, 0x4E2C, {0x8F, 0x1D, 0xB0, 0x5C, 0x92, 0xE4, 0x73, 0x6A}};
+constexpr WORD kLibraryVersion = 14;
+
+std::mutex lock; // guards what is below
 int apartments = 0;
 std::vector<KeptConnection> kept;
+win::ComPtr<ITypeLib> library;
 
 } // namespace
 
@@ -34,6 +39,7 @@ void UncountApartment()
     const std::lock_guard guard(lock);
     if (--apartments == 0) {
         released = std::exchange(kept, {});
+        library.Reset();
     }
 }
 
@@ -44,6 +50,10 @@ void KeepConnection(REFCLSID identifier)
         kept, [&](const KeptConnection& known) { return IsEqualGUID(known.identifier, identifier); });
     if (isKept) {
         return;
+    }
+    if (!library) {
+        // Where it is not registered there is no proxy, and nothing to be kept for one.
+        static_cast<void>(LoadRegTypeLib(kEngineLibrary, kLibraryVersion, 0, LOCALE_NEUTRAL, library.Put()));
     }
     KeptConnection connection{identifier, {}};
     if (FAILED(CoGetClassObject(identifier, CLSCTX_LOCAL_SERVER, nullptr, __uuidof(IClassFactory),

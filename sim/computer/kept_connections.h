@@ -4,9 +4,9 @@
 
 namespace sim {
 
-// Wine finds what the proxies of one server share by its address while the last of its users frees it, so that threads
-// that work with a server at the same time can die of a page fault. Connections of this library's own, kept as long as
-// the program uses COM, leave the program's threads nothing to free.
+// Wine finds what the proxies of one server share, and the type library that they are made by, while the last user of
+// it frees it, so that threads that work with a server at the same time can die of a page fault or wait for ever.
+// Connections and a library of this DLL's own, kept as long as the program uses COM, leave the threads nothing to free.
 
 // Counts a successful CoInitializeEx of the program, and one CoUninitialize about to be called. The last one lets go of
 // all that is kept.
