@@ -86,6 +86,11 @@ HANDLE WINAPI MakeEvent(SECURITY_ATTRIBUTES* security, BOOL manualReset, BOOL in
     return Fails(L"CreateEventW") ? nullptr : CreateEventW(security, manualReset, initialState, name);
 }
 
+HANDLE WINAPI MakeMutex(SECURITY_ATTRIBUTES* security, BOOL owned, const wchar_t* name)
+{
+    return Fails(L"CreateMutexW") ? nullptr : CreateMutexW(security, owned, name);
+}
+
 } // namespace
 
 std::span<const Replacement> SystemReplacements()
@@ -97,6 +102,7 @@ std::span<const Replacement> SystemReplacements()
         Replace("GlobalMemoryStatusEx", &GlobalMemoryStatusEx, &MemoryStatus),
         Replace("CreateThread", &CreateThread, &StartThread),
         Replace("CreateEventW", &CreateEventW, &MakeEvent),
+        Replace("CreateMutexW", &CreateMutexW, &MakeMutex),
     };
     return kReplacements;
 }

@@ -15,6 +15,7 @@ const WindowsFunction* FindWindowsFunction(std::wstring_view name)
         {L"CoSetProxyBlanket", true, false},
         {L"CreateEventW", false, false},
         {L"CreateFileW", false, true},
+        {L"CreateMutexW", false, false},
         {L"CreateThread", false, false},
         {L"DeviceIoControl", false, true},
         {L"EnterCriticalPolicySection", false, false},

@@ -3,6 +3,7 @@
 #include "engine_process.h"
 #include "expected.h"
 #include "registry_value.h"
+#include "simulated_computer.h"
 
 #include "support/statistics_database.h"
 #include "support/trace_file.h"
@@ -410,6 +411,7 @@ TEST_F(DatabaseReports, TraceTheirWorkOnTheDatabase)
     AddAnalysis(1);
     const testing_support::ScratchFolder folder;
     SetCoreValue(L"TraceFilePath", folder.Path());
+    SetCoreValue(L"TraceModuleList", L"vlcmd.exe");
     SetCoreValue(L"TraceFunctionName", std::uint32_t{1});
     SetCoreValue(L"TraceEntryExit", std::uint32_t{1});
     EXPECT_EQ(BannerAnd(AnalysisHead() + AnalysisOf("C:")), RunTool({L"/sta", L"C:"}));
@@ -500,20 +502,16 @@ double Now()
 
 constexpr double kSecond = 1.0 / 86400;
 
-// Work on the drive takes a little longer than the five seconds between two looks of the tool.
-constexpr char kDrive[] = "[engine]\n"
-                          "analyze-seconds = 6\n"
-                          "defragment-seconds = 6\n"
-                          "offline-seconds = 6\n"
-                          "[drive C:\\]\n";
+constexpr char kDrive[] = "[drive C:\\]\n";
 
 TEST_F(DatabaseReports, ShowFreshFiguresAfterAnAnalysisThatIsWaitedFor)
 {
     AddVolume(1, L"C:");
     AddAnalysis(1);
-    const EngineProcess engine(kDrive);
+    const SimulatedComputer computer(FastClock() + kDrive);
+    const EngineProcess engine(computer);
     const double before = Now();
-    const Outcome outcome = RunTool({L"/an", L"C:", L"/w"});
+    const Outcome outcome = SimulatedComputer::Run({L"/an", L"C:", L"/w"});
     const double after = Now();
     const std::vector<double> row = NewestRow(database, L"StatsAnalyze", L"C:");
     ASSERT_EQ(11U, row.size());
@@ -561,8 +559,9 @@ TEST_F(DatabaseReports, ShowFreshFiguresAfterAnAnalysisThatIsWaitedFor)
 
 TEST_F(DatabaseReports, ShowTheLastOptimisations)
 {
-    const EngineProcess engine(kDrive);
-    EXPECT_EQ(0U, RunTool({L"/dol", L"C:", L"/w"}).exitCode);
+    const SimulatedComputer computer(FastClock() + kDrive);
+    const EngineProcess engine(computer);
+    EXPECT_EQ(0U, SimulatedComputer::Run({L"/dol", L"C:", L"/w"}).exitCode);
     const std::vector<double> online = NewestRow(database, L"StatsDefragOnline", L"C:");
     ASSERT_EQ(16U, online.size());
     const std::string onlineReport = RunTool({L"/sto", L"C:"}).output;
@@ -572,7 +571,7 @@ TEST_F(DatabaseReports, ShowTheLastOptimisations)
                 testing::HasSubstr("File Fragmentation Before       :   " + PercentText(online[9]) +
                                    "\r\nFile Fragmentation After        :   " + PercentText(online[10]) + "\r\n"));
 
-    EXPECT_EQ(0U, RunTool({L"/of", L"C:", L"/d", L"/w"}).exitCode);
+    EXPECT_EQ(0U, SimulatedComputer::Run({L"/of", L"C:", L"/d", L"/w"}).exitCode);
     const std::vector<double> offline = NewestRow(database, L"StatsDefragOffline", L"C:\\");
     ASSERT_EQ(7U, offline.size());
     EXPECT_THAT(RunTool({L"/stf", L"C:\\"}).output,
@@ -582,12 +581,13 @@ TEST_F(DatabaseReports, ShowTheLastOptimisations)
 TEST_F(DatabaseReports, FailWhereTheEngineHasNotBeenAbleToRecord)
 {
     database.Execute(L"DROP TABLE StatsAnalyze");
-    const EngineProcess engine(kDrive);
+    const SimulatedComputer computer(FastClock() + kDrive);
+    const EngineProcess engine(computer);
     EXPECT_EQ(BannerAnd("Analyze started on drive C:\\.\n"
                         "Analyze completed.\n" +
                             AnalysisHead() + Failed("C:", NoTable()),
                         NoTable().code),
-              RunTool({L"/an", L"C:", L"/w"}));
+              SimulatedComputer::Run({L"/an", L"C:", L"/w"}));
     EXPECT_THAT(engine.Log(), testing::Contains(testing::StartsWith("statistics of \"C:\\\" not recorded: \"")));
     EXPECT_EQ(BannerAnd("Drive name: C:\\Status: Idle\n"), RunTool({L"/st"}));
 }
@@ -595,7 +595,7 @@ TEST_F(DatabaseReports, FailWhereTheEngineHasNotBeenAbleToRecord)
 TEST_F(DatabaseReports, ReadNoDatabaseWhereAComputerIsNamed)
 {
     SetCoreValue(L"ConnectionString", database.MissingProductString());
-    const EngineProcess engine("[drive C:\\]\n");
+    const EngineProcess engine(kDrive);
     for (const wchar_t* const command : {L"/sta", L"/sto", L"/stf"}) {
         const Outcome outcome = RunTool({command, L"C:\\", L"/c", ComputerName()});
         EXPECT_THAT(outcome.output, testing::StartsWith(Redirected(

@@ -1,6 +1,7 @@
 #include "expected.h"
 #include "process.h"
 #include "registry_value.h"
+#include "simulated_computer.h"
 #include "support/scratch_folder.h"
 #include "support/trace_file.h"
 
@@ -17,13 +18,14 @@ using namespace testing_support;
 using Lines = std::vector<std::wstring>;
 
 // The shipped program's trace log, in a folder of the test's own. It connects to no database, so that its records are
-// few.
+// few. Other tests' programs may run meanwhile, whose records must not be there.
 class ToolTrace : public testing::Test {
 protected:
     ToolTrace()
     {
         settings_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString", L"NONE:");
         settings_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, L"TraceFilePath", folder_.Path());
+        settings_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, L"TraceModuleList", L"vlcmd.exe");
         settings_.emplace_back(HKEY_LOCAL_MACHINE, kCoreKey, L"TraceFunctionName", 1U);
     }
 
@@ -63,13 +65,12 @@ TEST_F(ToolTrace, IsNotThereUnlessItIsAskedFor)
 }
 
 // The usage screen needs no database and asks nothing of the log, which is there all the same: it has tried to make its
-// mutex, whose name something else has taken.
+// mutex.
 TEST_F(ToolTrace, IsThereBeforeTheProgramsFirstLine)
 {
     Set(L"TraceLevel", 100000);
-    const win::KernelHandle taken(CreateEventW(nullptr, FALSE, FALSE, L"Global\\VL140_LogFileMutex"));
-    ASSERT_TRUE(taken);
-    EXPECT_EQ(0U, RunTool({L"/?"}).exitCode);
+    const SimulatedComputer computer("[windows-fault]\nfunction = CreateMutexW\nerror = 6\n");
+    EXPECT_EQ(0U, SimulatedComputer::Run({L"/?"}).exitCode);
     EXPECT_EQ((Lines{L"VLTrace (CVLTrace::CVLTrace) Call to CreateMutex() failed.  Microsoft Error Code = 6",
                      L"VLTrace (CVLTrace::CVLTrace) Mutex could not be successfully created or opened. Log file I/O "
                      L"will NOT be mutexed."}),
