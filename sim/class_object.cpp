@@ -37,48 +37,11 @@ HRESULT Create(const std::shared_ptr<Engine>& engine, REFIID iid, void** object,
     return created->QueryInterface(iid, object);
 }
 
-template <typename... Parameters>
-win::ComPtr<ClassObject> MakeClass(Parameters&&... parameters)
-{
-    win::ComPtr<ClassObject> object;
-    object.Attach(new ClassObject(std::forward<Parameters>(parameters)...));
-    return object;
-}
-
 } // namespace
 
 ClassObject::ClassObject(std::shared_ptr<Engine> engine, Method createMethod, Creator create)
     : engine_(std::move(engine)), createMethod_(createMethod), create_(create)
 {}
-
-HRESULT ClassObject::QueryInterface(REFIID iid, void** object)
-{
-    if (object == nullptr) {
-        return E_POINTER;
-    }
-    const GUID wanted = CopyGuid(&iid);
-    if (!IsEqualGUID(wanted, __uuidof(IUnknown)) && !IsEqualGUID(wanted, __uuidof(IClassFactory))) {
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
-    *object = static_cast<IClassFactory*>(this);
-    AddRef();
-    return S_OK;
-}
-
-ULONG ClassObject::AddRef()
-{
-    return ++references_;
-}
-
-ULONG ClassObject::Release()
-{
-    const ULONG left = --references_;
-    if (left == 0) {
-        delete this;
-    }
-    return left;
-}
 
 HRESULT ClassObject::CreateInstance(IUnknown* outer, REFIID iid, void** object)
 {
@@ -111,12 +74,12 @@ HRESULT ClassObject::LockServer(BOOL lock)
 
 win::ComPtr<ClassObject> MakeAgentClass(std::shared_ptr<Engine> engine)
 {
-    return MakeClass(std::move(engine), Method::AgentCreateInstance, &Create<AgentObject>);
+    return MakeObject<ClassObject>(std::move(engine), Method::AgentCreateInstance, &Create<AgentObject>);
 }
 
 win::ComPtr<ClassObject> MakeServiceClass(std::shared_ptr<Engine> engine)
 {
-    return MakeClass(std::move(engine), Method::ServiceCreateInstance, &Create<ServiceObject>);
+    return MakeObject<ClassObject>(std::move(engine), Method::ServiceCreateInstance, &Create<ServiceObject>);
 }
 
 } // namespace sim

@@ -1,5 +1,6 @@
 #include "interface_anchor.h"
 
+#include "counted_object.h"
 #include "guid.h"
 #include "registry_keys.h"
 
@@ -7,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 
 namespace sim {
 
@@ -16,13 +16,9 @@ namespace {
 const std::array<GUID, 6> kInterfaces = {__uuidof(IVLAgent),   __uuidof(IVLDrive),    __uuidof(IVLService),
                                          __uuidof(IVLRefresh), __uuidof(IVLSchedule), __uuidof(IVLStatistics)};
 
-#pragma GCC diagnostic push
-// An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 // An object that says it has every interface of the engine. As no client ever gets it, none of their methods is called,
 // so that IUnknown is all that it needs to have.
-class AnchorObject final : public IUnknown {
+class AnchorObject final : public CountedObject<IUnknown> {
 public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
     {
@@ -39,25 +35,7 @@ public:
         AddRef();
         return S_OK;
     }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
-
-private:
-    virtual ~AnchorObject() = default;
-
-    std::atomic<ULONG> references_ = 1;
 };
-
-#pragma GCC diagnostic pop
 
 } // namespace
 
@@ -76,8 +54,7 @@ HRESULT InterfaceAnchor::Hold()
     if (FAILED(loaded)) {
         return loaded;
     }
-    win::ComPtr<IUnknown> anchor;
-    anchor.Attach(new AnchorObject);
+    const win::ComPtr<AnchorObject> anchor = MakeObject<AnchorObject>();
     for (const GUID& iid : kInterfaces) {
         win::ComPtr<IStream> stream;
         HRESULT result = CreateStreamOnHGlobal(nullptr, TRUE, stream.Put());

@@ -2,14 +2,12 @@
 
 #include "ado/errors.h"
 #include "ado/module.h"
+#include "counted_object.h"
 #include "guid.h"
 #include "odbc/odbc.h"
 #include "text.h"
 
-#include "win/com_ptr.h"
-
 #include <algorithm>
-#include <atomic>
 #include <new>
 #include <span>
 #include <string_view>
@@ -75,44 +73,11 @@ constexpr WORD kItem = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
 // Fills EXCEPINFO, where the caller wants it, and answers DISP_E_EXCEPTION.
 [[nodiscard]] HRESULT Raise(const Refusal& refusal, const wchar_t* source, EXCEPINFO* exception);
 
-#pragma GCC diagnostic push
-// An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
-// What the objects of the module have in common: the reference count, and calls by name through IDispatch. Object is
-// the class itself; it has a table kMembers and a name kSource under which it refuses. Every object holds the module.
+// What the objects of the module have in common: calls by name through IDispatch. Object is the class itself; it has a
+// table kMembers and a name kSource under which it refuses. Every object holds the module.
 template <typename Object>
-class DispatchObject : public IDispatch {
+class DispatchObject : public SingleInterfaceObject<IDispatch> {
 public:
-    DispatchObject(const DispatchObject&) = delete;
-    DispatchObject& operator=(const DispatchObject&) = delete;
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override
-    {
-        if (object == nullptr) {
-            return E_POINTER;
-        }
-        const GUID wanted = CopyGuid(&iid);
-        if (!IsEqualGUID(wanted, __uuidof(IUnknown)) && !IsEqualGUID(wanted, __uuidof(IDispatch))) {
-            *object = nullptr;
-            return E_NOINTERFACE;
-        }
-        *object = static_cast<IDispatch*>(this);
-        AddRef();
-        return S_OK;
-    }
-
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-
-    ULONG STDMETHODCALLTYPE Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0) {
-            delete static_cast<Object*>(this);
-        }
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override
     {
         if (count == nullptr) {
@@ -186,26 +151,10 @@ public:
         }
     }
 
-protected:
-    DispatchObject() = default;
-    virtual ~DispatchObject() = default;
-
 private:
     static std::span<const Member<Object>> Members() { return Object::kMembers; }
 
     ModuleHold hold_;
-    std::atomic<ULONG> references_ = 1;
 };
-
-#pragma GCC diagnostic pop
-
-// A new object, owned.
-template <typename Object, typename... Parameters>
-[[nodiscard]] win::ComPtr<Object> MakeObject(Parameters&&... parameters)
-{
-    win::ComPtr<Object> object;
-    object.Attach(new Object(std::forward<Parameters>(parameters)...));
-    return object;
-}
 
 } // namespace sim::ado

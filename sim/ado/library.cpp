@@ -19,7 +19,7 @@ HMODULE library = nullptr;
 template <typename Object>
 HRESULT Create(REFIID iid, void** object)
 {
-    return MakeObject<Object>()->QueryInterface(iid, object);
+    return sim::MakeObject<Object>()->QueryInterface(iid, object);
 }
 
 struct ServedClass {

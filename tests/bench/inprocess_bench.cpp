@@ -3,6 +3,7 @@
 // megabytes.
 
 #include "cmd/command_line.h"
+#include "counted_object.h"
 #include "engine/engine_contract.h"
 #include "messages/translation_file.h"
 #include "reserved_slots.h"
@@ -41,30 +42,16 @@ HRESULT NotCalled()
 }
 
 template <typename Slots>
-class Counted : public Slots {
+class Counted : public sim::CountedObject<Slots> {
 public:
-    virtual ~Counted() = default;
-
     HRESULT WINAPI QueryInterface(REFIID /*interfaceId*/, void** object) override
     {
         *object = nullptr;
         return E_NOINTERFACE;
     }
-    ULONG WINAPI AddRef() override { return ++references_; }
-    ULONG WINAPI Release() override
-    {
-        const ULONG left = --references_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
 
 protected:
     HRESULT OnReserved(std::wstring_view /*interfaceName*/, unsigned /*slot*/) override { return NotCalled(); }
-
-private:
-    ULONG references_ = 1;
 };
 
 class BenchDrive final : public Counted<sim::DriveSlots> {

@@ -111,8 +111,8 @@ protected:
     // that is not well.
     [[nodiscard]] std::wstring Use() const
     {
-        const ComPtr<sim::ado::ConnectionObject> connection = sim::ado::MakeObject<sim::ado::ConnectionObject>();
-        const ComPtr<sim::ado::RecordsetObject> rows = sim::ado::MakeObject<sim::ado::RecordsetObject>();
+        const ComPtr<sim::ado::ConnectionObject> connection = sim::MakeObject<sim::ado::ConnectionObject>();
+        const ComPtr<sim::ado::RecordsetObject> rows = sim::MakeObject<sim::ado::RecordsetObject>();
         std::wstring fault = Fault(OpenReply(connection));
         for (const wchar_t* const step : {L"BeginTrans", L"CommitTrans"}) {
             fault = fault.empty() ? Fault(Call(connection.Get(), step)) : fault;
@@ -155,7 +155,7 @@ protected:
     // An open connection.
     [[nodiscard]] ComPtr<sim::ado::ConnectionObject> Open() const
     {
-        ComPtr<sim::ado::ConnectionObject> connection = sim::ado::MakeObject<sim::ado::ConnectionObject>();
+        ComPtr<sim::ado::ConnectionObject> connection = sim::MakeObject<sim::ado::ConnectionObject>();
         EXPECT_EQ(L"", Fault(OpenReply(connection)));
         return connection;
     }
@@ -163,7 +163,7 @@ protected:
     // A recordset of the two volumes, on the first.
     static ComPtr<sim::ado::RecordsetObject> OpenVolumes(const ComPtr<sim::ado::ConnectionObject>& connection)
     {
-        ComPtr<sim::ado::RecordsetObject> rows = sim::ado::MakeObject<sim::ado::RecordsetObject>();
+        ComPtr<sim::ado::RecordsetObject> rows = sim::MakeObject<sim::ado::RecordsetObject>();
         EXPECT_EQ(L"", Fault(OpenReply(rows, connection)));
         return rows;
     }

@@ -28,25 +28,9 @@ TEST(OfflineCommand, PreparesTheDriveAndStartsThePass)
 {
     const EngineProcess engine(kDriveC);
     EXPECT_EQ(BannerAnd(kStarted), RunTool({L"/of", L"C:", L"/s"}));
-    EXPECT_EQ((std::vector<std::string>{
-                  "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#1",
-                  "agent#1 IVLAgent::GetDriveList() -> 0x00000000 driveList=\"vol-c\"",
-                  "agent#1 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#1[C:\\]",
-                  "drive#1[C:\\] IVLDrive::GetDriveName() -> 0x00000000 name=\"C:\\\"",
-                  "drive#1[C:\\] released",
-                  "agent#1 released",
-                  "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#2",
-                  "agent#2 IVLAgent::CheckAccess() -> 0x00000000 rights=1",
-                  "agent#2 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#2[C:\\]",
-                  "drive#2[C:\\] IVLDrive::GetMountPoint() -> 0x00000000 mountPoint=\"C:\\\"",
-                  "agent#2 IVLAgent::PrepareOffline(drive=\"C:\\\", reserved=0) -> 0x00000000",
-                  "agent#2 IVLAgent::OptimizeOffline(drive=\"C:\\\", fileTypes=2) -> 0x00000000",
-                  "drive#2[C:\\] released",
-                  "agent#2 released",
-                  "VLService::CreateInstance(iid=IVLRefresh) -> 0x00000000 object=service#1",
-                  "service#1 IVLRefresh::Refresh() -> 0x00000000",
-                  "service#1 released",
-              }),
+    EXPECT_EQ(LogOfWorkOnDriveC("C:\\", Notice::Sent,
+                                {"agent#2 IVLAgent::PrepareOffline(drive=\"C:\\\", reserved=0) -> 0x00000000",
+                                 "agent#2 IVLAgent::OptimizeOffline(drive=\"C:\\\", fileTypes=2) -> 0x00000000"}),
               engine.Log());
 }
 
@@ -135,32 +119,15 @@ TEST(RefusedOfflinePass, IsScheduledForTheNextBootWithoutWaiting)
                         "reboot.\n" +
                         std::string(kBootTimeScheduled)),
               RunTool({L"/of", L"C:", L"/w"}));
-    EXPECT_EQ((std::vector<std::string>{
-                  "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#1",
-                  "agent#1 IVLAgent::GetDriveList() -> 0x00000000 driveList=\"vol-c\"",
-                  "agent#1 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#1[C:\\]",
-                  "drive#1[C:\\] IVLDrive::GetDriveName() -> 0x00000000 name=\"C:\\\"",
-                  "drive#1[C:\\] released",
-                  "agent#1 released",
-                  "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#2",
-                  "agent#2 IVLAgent::CheckAccess() -> 0x00000000 rights=1",
-                  "agent#2 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#2[C:\\]",
-                  "drive#2[C:\\] IVLDrive::GetMountPoint() -> 0x00000000 mountPoint=\"C:\\ (System)\"",
-                  "agent#2 IVLAgent::PrepareOffline(drive=\"C:\\\", reserved=0) -> 0x80070015",
-                  "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#3",
-                  "agent#3 IVLAgent::CheckAccess() -> 0x00000000 rights=1",
-                  "agent#3 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#3[C:\\]",
-                  "drive#3[C:\\] IVLDrive::GetMountPoint() -> 0x00000000 mountPoint=\"C:\\ (System)\"",
-                  "drive#3[C:\\] IVLDrive::GetOfflineFileTypes() -> 0x00000000 fileTypes=3",
-                  "agent#3 IVLAgent::ScheduleBootTime(drive=\"C:\\\", fileTypes=3) -> 0x00000000",
-                  "drive#3[C:\\] released",
-                  "agent#3 released",
-                  "drive#2[C:\\] released",
-                  "agent#2 released",
-                  "VLService::CreateInstance(iid=IVLRefresh) -> 0x00000000 object=service#1",
-                  "service#1 IVLRefresh::Refresh() -> 0x00000000",
-                  "service#1 released",
-              }),
+    EXPECT_EQ(LogOfWorkOnDriveC("C:\\ (System)", Notice::Sent,
+                                {"agent#2 IVLAgent::PrepareOffline(drive=\"C:\\\", reserved=0) -> 0x80070015",
+                                 "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#3",
+                                 "agent#3 IVLAgent::CheckAccess() -> 0x00000000 rights=1",
+                                 "agent#3 IVLAgent::GetDrive(driveName=\"vol-c\") -> 0x00000000 drive=drive#3[C:\\]",
+                                 "drive#3[C:\\] IVLDrive::GetMountPoint() -> 0x00000000 mountPoint=\"C:\\ (System)\"",
+                                 "drive#3[C:\\] IVLDrive::GetOfflineFileTypes() -> 0x00000000 fileTypes=3",
+                                 "agent#3 IVLAgent::ScheduleBootTime(drive=\"C:\\\", fileTypes=3) -> 0x00000000",
+                                 "drive#3[C:\\] released", "agent#3 released"}),
               engine.Log());
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/com_object.h"
+#include "counted_object.h"
 
 #include <atomic>
 #include <optional>
@@ -11,7 +11,7 @@ namespace testing_support {
 
 // An error object with a description, or one whose description cannot be had. Its description comes from the test
 // program, so that a resource census sees it, which one of CreateErrorInfo's object would escape.
-class ErrorObject final : public ComObject<IErrorInfo> {
+class ErrorObject final : public sim::SingleInterfaceObject<IErrorInfo> {
 public:
     // Gives the calling thread an error object, as a method that fails does; null stands for no description.
     static void SetForThread(std::optional<std::wstring> description)

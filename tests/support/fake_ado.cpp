@@ -1,6 +1,5 @@
 #include "support/fake_ado.h"
 
-#include "support/com_object.h"
 #include "support/error_object.h"
 
 #include <gtest/gtest.h>
@@ -73,7 +72,7 @@ HRESULT WINAPI TellLater(EXCEPINFO* info)
 class FakeAdo::Objects {
 public:
     // What every object shares: late binding, the books, the faults.
-    class Object : public ComObject<IDispatch> {
+    class Object : public sim::SingleInterfaceObject<IDispatch> {
     public:
         Object(FakeAdo& ado, const wchar_t* name, std::vector<std::wstring> members)
             : ado_(ado), name_(name), members_(std::move(members))

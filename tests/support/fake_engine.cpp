@@ -1,5 +1,6 @@
 #include "support/fake_engine.h"
 
+#include "counted_object.h"
 #include "reserved_slots.h"
 #include "win/bstr.h"
 #include "win/com_ptr.h"
@@ -28,39 +29,16 @@ std::wstring Text(const OLECHAR* text)
 // The engine's COM objects.
 class FakeEngine::Objects {
 public:
-    // What every object shares: reference counting, QueryInterface, the engine's books.
+    // What every object shares: its interfaces and the engine's books.
     template <typename... Slots>
-    class Object : public Slots... {
+    class Object : public sim::CountedObject<Slots...> {
     public:
         explicit Object(FakeEngine& engine) : engine_(engine) { ++engine_.liveObjects_; }
-        Object(const Object&) = delete;
-        Object(Object&&) = delete;
-        virtual ~Object() { --engine_.liveObjects_; }
-        Object& operator=(const Object&) = delete;
-        Object& operator=(Object&&) = delete;
+        ~Object() override { --engine_.liveObjects_; }
 
         HRESULT WINAPI QueryInterface(REFIID interfaceId, void** object) override
         {
-            *object = nullptr;
-            using First = std::tuple_element_t<0, std::tuple<typename Slots::Contract...>>;
-            if (interfaceId == IID_IUnknown) {
-                *object = static_cast<First*>(this);
-            }
-            (Offer<typename Slots::Contract>(interfaceId, object), ...);
-            if (*object == nullptr) {
-                return E_NOINTERFACE;
-            }
-            AddRef();
-            return S_OK;
-        }
-        ULONG WINAPI AddRef() override { return ++references_; }
-        ULONG WINAPI Release() override
-        {
-            const ULONG left = --references_;
-            if (left == 0) {
-                delete this;
-            }
-            return left;
+            return this->template OfferInterfaces<typename Slots::Contract...>(interfaceId, object);
         }
 
     protected:
@@ -72,17 +50,6 @@ public:
         }
 
         FakeEngine& engine_;
-
-    private:
-        template <typename Interface>
-        void Offer(REFIID interfaceId, void** object)
-        {
-            if (interfaceId == __uuidof(Interface)) {
-                *object = static_cast<Interface*>(this);
-            }
-        }
-
-        std::atomic<ULONG> references_ = 1;
     };
 
     static HRESULT Enter(FakeEngine& engine, const wchar_t* object, const std::wstring& method,

@@ -5,6 +5,7 @@
 #include "support/registry_data.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -343,7 +344,8 @@ TEST_F(ReadingText, FindsAListOfAnotherTypeInvalidAlsoWhereItDoesNotFit)
 {
     Set(REG_SZ, BytesOf({L"longer\0", 7}));
     EXPECT_EQ(13, ReadList(4));
-    for (const unsigned type : {REG_NONE, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_LINK, REG_QWORD}) {
+    for (const DWORD type :
+         std::initializer_list<DWORD>{REG_NONE, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_LINK, REG_QWORD}) {
         Set(type, ListBytes({L"A"}));
         EXPECT_EQ(13, ReadList()) << type;
     }
@@ -454,9 +456,9 @@ class ReadingTypeAndSize : public ReadingText {};
 TEST_F(ReadingTypeAndSize, GivesWhatEveryTypeOfValueHas)
 {
     const std::vector<BYTE> data = {1, 2, 3, 4, 5, 6, 7, 8};
-    for (const unsigned wanted :
-         {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_MULTI_SZ,
-          REG_RESOURCE_LIST, REG_FULL_RESOURCE_DESCRIPTOR, REG_RESOURCE_REQUIREMENTS_LIST, REG_QWORD}) {
+    for (const DWORD wanted : std::initializer_list<DWORD>{
+             REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK, REG_MULTI_SZ,
+             REG_RESOURCE_LIST, REG_FULL_RESOURCE_DESCRIPTOR, REG_RESOURCE_REQUIREMENTS_LIST, REG_QWORD}) {
         Set(wanted, data);
         DWORD type = 0xFFFF;
         DWORD size = 0xFFFF;
@@ -602,8 +604,9 @@ TEST_F(ReadingBytes, GivesTheErrorOfAValueThatDoesNotFit)
 
 TEST_F(ReadingBytes, FindsAValueOfAnotherTypeInvalidAndLeavesTheBuffer)
 {
-    for (const unsigned type : {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK,
-                                REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
+    for (const DWORD type :
+         std::initializer_list<DWORD>{REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK,
+                                      REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
         Set(type, SomeBytes(8));
         for (const std::size_t capacity : {0U, 4U, 8U, 100U}) {
             EXPECT_EQ(13, Read(capacity)) << type;
@@ -682,8 +685,9 @@ private:
 TEST_F(StreamingAValue, GivesTheBytesOfEveryType)
 {
     const std::vector<BYTE> data = {0, 1, 0xFE, 0xFF};
-    for (const unsigned type : {REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN, REG_LINK,
-                                REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
+    for (const DWORD type :
+         std::initializer_list<DWORD>{REG_NONE, REG_SZ, REG_EXPAND_SZ, REG_BINARY, REG_DWORD, REG_DWORD_BIG_ENDIAN,
+                                      REG_LINK, REG_MULTI_SZ, REG_RESOURCE_LIST, REG_QWORD}) {
         Set(type, data);
         ASSERT_EQ(0, Read()) << type;
         EXPECT_EQ(data, Content()) << type;
