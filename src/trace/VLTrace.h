@@ -80,7 +80,7 @@ private:
     bool traceFunctionName_ = false;
 
     bool hasNames_ = false;
-    win::LocalBlock everyone_; // security descriptor
+    win::SecurityDescriptor everyone_;
 };
 
 // The process's trace log. Every program that includes this file constructs it before its entry point runs.

@@ -11,7 +11,7 @@ constexpr wchar_t kNoAccessControl[] = L"D:NO_ACCESS_CONTROL";
 // The same as a list.
 constexpr wchar_t kAllRightsForEveryone[] = L"D:(A;;GA;;;WD)";
 
-DWORD Convert(const wchar_t* text, LocalBlock& descriptor) noexcept
+DWORD Convert(const wchar_t* text, SecurityDescriptor& descriptor) noexcept
 {
     return ConvertStringSecurityDescriptorToSecurityDescriptorW(text, SDDL_REVISION_1, descriptor.Put(), nullptr) !=
                    FALSE
@@ -20,7 +20,7 @@ DWORD Convert(const wchar_t* text, LocalBlock& descriptor) noexcept
 }
 
 // Whether the descriptor has a list of rights with nothing in it, by which nobody has any.
-bool KeepsEveryoneOut(const LocalBlock& descriptor) noexcept
+bool KeepsEveryoneOut(const SecurityDescriptor& descriptor) noexcept
 {
     BOOL isPresent = FALSE;
     BOOL isDefaulted = FALSE;
@@ -31,7 +31,7 @@ bool KeepsEveryoneOut(const LocalBlock& descriptor) noexcept
 
 } // namespace
 
-DWORD MakeAccessByEveryone(LocalBlock& descriptor) noexcept
+DWORD MakeAccessByEveryone(SecurityDescriptor& descriptor) noexcept
 {
     const DWORD error = Convert(kNoAccessControl, descriptor);
     // Wine passes over the word and makes of the text the very opposite of what it says.

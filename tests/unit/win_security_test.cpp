@@ -19,7 +19,7 @@ protected:
     }
 
     // Whether the descriptor's list of rights is missing, or else how many entries it has.
-    static int Entries(const win::LocalBlock& descriptor)
+    static int Entries(const win::SecurityDescriptor& descriptor)
     {
         BOOL isPresent = FALSE;
         BOOL isDefaulted = FALSE;
@@ -38,7 +38,7 @@ protected:
         return descriptor;
     }
 
-    win::LocalBlock descriptor;
+    win::SecurityDescriptor descriptor;
 };
 
 TEST_F(AccessByEveryone, IsADescriptorThatKeepsNobodyOut)
