@@ -3,6 +3,7 @@
 #include "support/described_files.h"
 #include "support/failing_allocations.h"
 #include "support/installed_program.h"
+#include "support/opened_keys.h"
 #include "support/plain_dates.h"
 #include "support/product_test.h"
 #include "support/registry_data.h"
@@ -495,15 +496,9 @@ TEST_F(ServerDirectory, DoesNotExpandVariables)
 
 TEST_F(ServerDirectory, IsReadFromTheMachinesKeyForReadingAlone)
 {
-    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
-        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
-            EXPECT_STREQ(kActiveServer, path);
-            EXPECT_EQ(0x20019U, access);
-            return open.Original(root, path, options, access, key);
-        });
+    const OpenedKeys keys;
     EXPECT_EQ(L"", GetServerDirectory(kActiveServer));
-    EXPECT_EQ(1, open.Calls());
+    EXPECT_EQ(std::vector<std::wstring>{kActiveServer}, keys.Paths());
 }
 
 TEST_F(ServerDirectory, IsEmptyWhereTheKeyCannotBeRead)

@@ -5,6 +5,7 @@
 #include "support/described_windows.h"
 #include "support/failing_allocations.h"
 #include "support/installed_program.h"
+#include "support/opened_keys.h"
 #include "support/plain_dates.h"
 #include "support/product_test.h"
 #include "support/registry_data.h"
@@ -301,13 +302,7 @@ TEST_F(SupportReport, IsStoppedByNothingThatWindowsRefuses)
 
 TEST_F(SupportReport, ReadsEachKeyOnceInTheOrderOfItsSections)
 {
-    std::vector<std::wstring> paths;
-    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
-        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            EXPECT_EQ(0x20019U, access);
-            paths.push_back((root == HKEY_CURRENT_USER ? L"HKCU\\" : L"") + std::wstring(path));
-            return open.Original(root, path, options, access, key);
-        });
+    const OpenedKeys keys;
     static_cast<void>(BuildSupportReport());
     EXPECT_EQ((std::vector<std::wstring>{
                   L"Software\\Microsoft\\Windows NT\\CurrentVersion",
@@ -338,7 +333,7 @@ TEST_F(SupportReport, ReadsEachKeyOnceInTheOrderOfItsSections)
                   L"SYSTEM\\CurrentControlSet\\Services\\Srescan",
                   L"SYSTEM\\CurrentControlSet\\Services\\sptd",
               }),
-              paths);
+              keys.Paths());
 }
 
 TEST_F(SupportReport, HasTheRequestedKeysInTheirOrder)

@@ -1,6 +1,7 @@
 #include "support/system_section.h"
 
 #include "support/described_windows.h"
+#include "support/opened_keys.h"
 #include "support/product_test.h"
 #include "support/registry_data.h"
 
@@ -111,18 +112,11 @@ TEST_F(SystemInformation, GetsByWithAnEmptyRegistry)
 
 TEST_F(SystemInformation, OpensItsKeysForReadingAlone)
 {
-    std::vector<std::wstring> paths;
-    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
-        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
-            EXPECT_EQ(0x20019U, access);
-            paths.emplace_back(path);
-            return open.Original(root, path, options, access, key);
-        });
+    const OpenedKeys keys;
     static_cast<void>(GetSystemInformationSection());
     static_cast<void>(GetBiosDateSection());
     EXPECT_EQ((std::vector<std::wstring>{kWindowsKey, kFirstProcessorKey, kProcessorsKey, kMemoryKey, kHardwareKey}),
-              paths);
+              keys.Paths());
 }
 
 // --- The computer's name ---

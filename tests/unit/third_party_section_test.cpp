@@ -2,6 +2,7 @@
 
 #include "support/described_files.h"
 #include "support/failing_allocations.h"
+#include "support/opened_keys.h"
 #include "support/product_test.h"
 #include "support/system_folders.h"
 
@@ -138,19 +139,12 @@ TEST_F(ThirdPartySoftware, FindsAllThatIsThere)
 
 TEST_F(ThirdPartySoftware, OpensTheKeysForReadingAlone)
 {
-    std::vector<std::wstring> paths;
-    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
-        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
-            EXPECT_EQ(0x20019U, access);
-            paths.emplace_back(path);
-            return open.Original(root, path, options, access, key);
-        });
+    const OpenedKeys keys;
     static_cast<void>(GetThirdPartySection());
     EXPECT_EQ((std::vector<std::wstring>{L"SYSTEM\\CurrentControlSet\\Services\\StyleXPHelper",
                                          L"SYSTEM\\CurrentControlSet\\Services\\Srescan",
                                          L"SYSTEM\\CurrentControlSet\\Services\\sptd"}),
-              paths);
+              keys.Paths());
 }
 
 TEST_F(ThirdPartySoftware, CountsAServiceWhoseKeyCannotBeOpenedAsMissing)

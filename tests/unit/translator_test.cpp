@@ -2,6 +2,7 @@
 
 #include "support/failing_memory.h"
 #include "support/installed_program.h"
+#include "support/opened_keys.h"
 #include "support/product_test.h"
 
 #include <atomic>
@@ -102,16 +103,9 @@ TEST_F(MakingATranslator, AsksTheCoreKeyOnly)
 
 TEST_F(MakingATranslator, OpensTheKeyForReading)
 {
-    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
-        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
-            EXPECT_STREQ(L"Software\\Kestrane\\VLCore\\14.0", path);
-            EXPECT_EQ(0U, options);
-            EXPECT_EQ(0x20019U, access);
-            return open.Original(root, path, options, access, key);
-        });
+    const OpenedKeys keys;
     EXPECT_EQ(kPlain, Text());
-    EXPECT_EQ(1, open.Calls());
+    EXPECT_EQ(std::vector<std::wstring>{L"Software\\Kestrane\\VLCore\\14.0"}, keys.Paths());
 }
 
 TEST_F(MakingATranslator, MakesALockThatSpinsTenTimes)
@@ -301,18 +295,11 @@ TEST_F(LoadingATranslation, AsksTheKeyThatItIsTold)
 
 TEST_F(LoadingATranslation, OpensTheKeyForReading)
 {
-    std::wstring paths;
-    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
-        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY key) {
-            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
-            EXPECT_EQ(0x20019U, access);
-            paths += path;
-            paths += L'\n';
-            return open.Original(root, path, options, access, key);
-        });
+    const OpenedKeys keys;
     EXPECT_EQ(0U, LoadTranslation(translator, 0));
     EXPECT_EQ(0U, LoadTranslation(translator, 1));
-    EXPECT_EQ(L"Software\\Kestrane\\VLCore\\14.0\nSoftware\\Kestrane\\VLConsole\\14.0\n", paths);
+    EXPECT_EQ((std::vector<std::wstring>{L"Software\\Kestrane\\VLCore\\14.0", L"Software\\Kestrane\\VLConsole\\14.0"}),
+              keys.Paths());
 }
 
 TEST_F(LoadingATranslation, KeepsTheLanguageThatItHadWhereNoneCanBeRead)
