@@ -21,10 +21,6 @@
 
 #include <psapi.h>
 
-#pragma GCC diagnostic push
-// An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 namespace {
 
 using namespace testing_support;
@@ -259,8 +255,6 @@ Dump MeasureDump(int values)
 }
 
 } // namespace
-
-#pragma GCC diagnostic pop
 
 int main()
 {

@@ -18,10 +18,7 @@ public:
                                           L"TraceFilePath", L"TraceFunctionName", L"TraceLevel", L"TraceModuleList"}) {
             values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, name);
         }
-        for (const wchar_t* const name :
-             {L"AllowLaunch", L"AllowAdvanceConfiguration", L"AllowAnalyze", L"AllowZeroFreeSpace",
-              L"AllowOnlineDefrag", L"AllowOfflineDefrag", L"AllowModifyDriveProps", L"AllowModifySched",
-              L"AllowRunSchedule", L"AllowCheckUpdate", L"AllowFreeSpaceStatus", L"AllowFreeSpaceReclaim"}) {
+        for (const wchar_t* const name : kPolicyValues) {
             values_.Add(HKEY_CURRENT_USER, kPolicyKey, name);
         }
         for (const wchar_t* const name : {L"Scenario", L"CallLog"}) {

@@ -13,10 +13,7 @@ class LaunchingOnly {
 public:
     LaunchingOnly()
     {
-        for (const std::wstring_view name :
-             {L"AllowLaunch", L"AllowAdvanceConfiguration", L"AllowAnalyze", L"AllowZeroFreeSpace",
-              L"AllowOnlineDefrag", L"AllowOfflineDefrag", L"AllowModifyDriveProps", L"AllowModifySched",
-              L"AllowRunSchedule", L"AllowCheckUpdate", L"AllowFreeSpaceStatus", L"AllowFreeSpaceReclaim"}) {
+        for (const std::wstring_view name : kPolicyValues) {
             values_.Add(HKEY_CURRENT_USER, kPolicyKey, std::wstring(name),
                         static_cast<std::uint32_t>(name == L"AllowLaunch" ? 1 : 0));
         }

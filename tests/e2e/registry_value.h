@@ -14,6 +14,11 @@ namespace e2e {
 inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\14.0";
 inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\14.0";
 inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
+// What the product reads of it.
+inline constexpr const wchar_t* kPolicyValues[] = {
+    L"AllowLaunch",       L"AllowAdvanceConfiguration", L"AllowAnalyze",          L"AllowZeroFreeSpace",
+    L"AllowOnlineDefrag", L"AllowOfflineDefrag",        L"AllowModifyDriveProps", L"AllowModifySched",
+    L"AllowRunSchedule",  L"AllowCheckUpdate",          L"AllowFreeSpaceStatus",  L"AllowFreeSpaceReclaim"};
 inline constexpr wchar_t kSimulatorKey[] = L"Software\\Kestrane\\Simulator";
 
 // A registry value, or none, for as long as the object lives; what stood there before comes back, and a key that was

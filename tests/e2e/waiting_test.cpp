@@ -125,6 +125,25 @@ TEST(PolicyChange, ComesDuringACommandAndDoesNotConcernIt)
     EXPECT_EQ(BannerAnd(kOnlineRun), tool.Wait());
 }
 
+// Asked for after three of the tool's looks at the drive, long behind the change.
+TEST(PolicyChange, DoesNotComeToAToolThatCannotRegister)
+{
+    constexpr char kRefused[] = "[windows-fault]\nfunction = RegisterGPNotification\nerror = 5\n";
+    for (const std::string fault : {"", kRefused}) {
+        const SimulatedComputer computer(FastClock() + kLongWork + "[policy]\nchange = 1, AllowLaunch, 0\n" + fault);
+        const EngineProcess engine(computer);
+        Process tool = SimulatedComputer::Start({L"/dol", L"C:", L"/w"});
+        ASSERT_TRUE(ComesAbout([&] { return engine.CallsOf("GetState").size() >= 3; }));
+        if (fault.empty()) {
+            EXPECT_TRUE(ComesAbout([] { return PolicyOfTheRunningTool(L"AllowLaunch") == 0U; }));
+        } else {
+            EXPECT_FALSE(PolicyOfTheRunningTool(L"AllowLaunch"));
+        }
+        EndWork(engine);
+        EXPECT_EQ(BannerAnd(kOnlineRun), tool.Wait());
+    }
+}
+
 TEST(PolicyChange, StartsFromThePolicyOfTheRegistry)
 {
     const RegistryValue forbidden(HKEY_CURRENT_USER, kPolicyKey, L"AllowAnalyze", 0U);

@@ -22,10 +22,6 @@ std::wstring Text(const OLECHAR* text)
 
 } // namespace
 
-// COM interfaces have no virtual destructor by design: an object ends in its own Release.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 // The engine's COM objects.
 class FakeEngine::Objects {
 public:
@@ -306,8 +302,6 @@ public:
     }
     HRESULT WINAPI Refresh() override { return Enter(engine_, L"refresh", L"Refresh", {}); }
 };
-
-#pragma GCC diagnostic pop
 
 FakeEngine::FakeEngine()
     : createLocal_([this](REFCLSID classId, IUnknown*, DWORD context, REFIID interfaceId, void** object) {
