@@ -13,7 +13,7 @@ HEADER = """\
 # Numbers, texts and files come from the sources ("./dev translate --update"); the comments are written here.
 #
 # For all messages: %1, %2, %3 are filled in by the program and may stand in any order, each as often as in English.
-# Blanks at the end stay, and so do \\n (line end) and \\t (tab) at the beginning and the end. What is at most 80 columns
+# Blanks at the end stay, and so do \\n (line end) and \\t (tab) at the beginning and the end. What is at most 79 columns
 # wide on the usage screen stays so; a Japanese or Chinese letter takes two columns. VLCmd, Velundra, Tierweave, switches
 # such as /st, NTFS, MFT, SSD and GUID stay as they are.
 msgid ""
