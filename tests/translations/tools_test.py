@@ -1,11 +1,15 @@
 """Tests of the translations' tools: what they find in sources, what they find wrong in a file, what they write."""
 
+import contextlib
 import dataclasses
+import io
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
 import unittest
+from unittest import mock
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 TOOLS = ROOT / "translations/tools"
@@ -317,6 +321,46 @@ class File(unittest.TestCase):
         self.assertEqual([], [problem for problem in found if not problem.is_warning])
 
 
+class Template(unittest.TestCase):
+    def problems_with(self, text):
+        """What is said of a template of this text."""
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "VLCmd.pot"
+            path.write_text(text, encoding="utf-8")
+            with mock.patch.object(template, "TEMPLATE", path), contextlib.redirect_stderr(io.StringIO()) as said:
+                wrong = translate.check_template()
+        self.assertEqual(bool(said.getvalue()), wrong)
+        return said.getvalue()
+
+    def test_is_what_the_sources_say(self):
+        self.assertEqual("", self.problems_with(template.TEMPLATE.read_text(encoding="utf-8")))
+
+    def test_is_wrong_when_a_message_has_changed_come_or_gone(self):
+        text = template.TEMPLATE.read_text(encoding="utf-8")
+        first, rest = text.split("\n\n", 2)[1:]
+        for changed in (text.replace('msgid "Idle"', 'msgid "Idling"'), text.replace('"1934"', '"1935"'),
+                        text.replace(first + "\n\n", ""), text + '\n#. x\nmsgctxt "1"\nmsgid "x"\nmsgstr ""\n'):
+            self.assertNotEqual(text, changed)
+            self.assertIn("the sources have other messages", self.problems_with(changed))
+
+    def test_says_where_every_message_is_shown(self):
+        text = template.TEMPLATE.read_text(encoding="utf-8")
+        self.assertIn("message 648 has no comment", self.problems_with(re.sub(r"#\. [^\n]*\n(#:[^\n]*\nmsgctxt \"648\")", r"\1", text)))
+
+
+    def test_brings_its_messages_into_a_language(self):
+        old = po.parse(HEADER + '\n# note\n#. old\nmsgctxt "5"\nmsgid "Five"\nmsgstr "Fünf"\n'
+                                '\nmsgctxt "6"\nmsgid "Six"\nmsgstr "Sechs"\n\nmsgctxt "7"\nmsgid "Seven"\nmsgstr "Sieben"\n')
+        new = po.Catalogue({}, [po.Entry(8, "Eight", extracted=["a"]), po.Entry(6, "Six %1", extracted=["b"], flags=["qt-format"]),
+                                po.Entry(5, "Five", extracted=["c"])])
+        self.assertEqual(
+            HEADER + '\n#. a\nmsgctxt "8"\nmsgid "Eight"\nmsgstr ""\n'
+            '\n#. b\n#, fuzzy, qt-format\nmsgctxt "6"\nmsgid "Six %1"\nmsgstr "Sechs"\n'
+            '\n# note\n#. c\nmsgctxt "5"\nmsgid "Five"\nmsgstr "Fünf"\n',
+            po.format_catalogue(template.merge(old, new)),
+        )
+
+
 class TranslationFile(unittest.TestCase):
     ENTRIES = [po.Entry(5, 'a "b"', "\n\tä \\ \"b\"\n"), po.Entry(6, "left", ""), po.Entry(7, "doubtful", "x", flags=["fuzzy"])]
 
@@ -346,9 +390,9 @@ class Languages(unittest.TestCase):
         self.assertEqual({"es", "fr", "de", "ja", "zh_CN"}, {language.code for language in languages.LANGUAGES})
 
     def test_have_the_messages_of_the_template(self):
-        numbers = [e.number for e in po.read(template.TEMPLATE).entries]
+        numbers = {e.number for e in po.read(template.TEMPLATE).entries}
         for language in languages.LANGUAGES:
-            self.assertEqual(numbers, [e.number for e in po.read(language.po).entries], language.code)
+            self.assertEqual(numbers, {e.number for e in po.read(language.po).entries}, language.code)
 
 
 if __name__ == "__main__":

@@ -10,12 +10,13 @@ KEYWORD = re.compile(r"(msgctxt|msgid|msgstr)\s+(.*)", re.DOTALL)
 
 
 class PoError(Exception):
-    """A line of a PO file that cannot be read; holds the line's number and what is wrong."""
+    """A line of a PO file that cannot be read; holds the line's number, what is wrong, and the file where it is known."""
 
     def __init__(self, line, what):
         super().__init__(f"{line}: {what}")
         self.line = line
         self.what = what
+        self.path = None
 
 
 @dataclasses.dataclass
@@ -25,6 +26,7 @@ class Entry:
     number: int
     english: str
     translation: str = ""
+    notes: list = dataclasses.field(default_factory=list)  # the translator's own comments
     extracted: list = dataclasses.field(default_factory=list)
     references: list = dataclasses.field(default_factory=list)
     flags: list = dataclasses.field(default_factory=list)
@@ -38,8 +40,11 @@ class Entry:
 
 @dataclasses.dataclass
 class Catalogue:
+    """What a file holds; begin is its text before the first message."""
+
     header: dict
     entries: list
+    begin: str = ""
 
     def by_number(self):
         return {entry.number: entry for entry in self.entries}
@@ -70,13 +75,14 @@ def header_fields(text):
 class _Reader:
     def __init__(self):
         self.header = None
+        self.header_end = 0
         self.entries = []
         self._begin()
 
     def _begin(self):
         self.fields = {}
         self.lines = {}
-        self.notes = {"#.": [], "#:": [], "#,": []}
+        self.notes = {"# ": [], "#.": [], "#:": [], "#,": []}
         self.first = 0
         self.keyword = None
 
@@ -87,8 +93,8 @@ class _Reader:
             if "msgstr" in self.fields:
                 self.finish(number)
             self.first = self.first or number
-            if line[:2] in self.notes:
-                self.notes[line[:2]].append(line[2:].removeprefix(" ").rstrip())
+            if line.ljust(2)[:2] in self.notes:
+                self.notes[line.ljust(2)[:2]].append(line[2:].removeprefix(" ").rstrip())
         elif found := KEYWORD.match(line):
             keyword = found[1]
             if keyword in self.fields and keyword != "msgstr" or keyword != "msgstr" and "msgstr" in self.fields:
@@ -116,6 +122,7 @@ class _Reader:
             if self.header is not None or self.entries:
                 raise PoError(lines["msgid"], "an empty msgid is the header's; it stands once, first")
             self.header = header_fields(fields["msgstr"])
+            self.header_end = number - 1
             return
         context = fields.get("msgctxt", "")
         if not re.fullmatch(r"[0-9]+", context):
@@ -125,6 +132,7 @@ class _Reader:
                 number=int(context),
                 english=fields["msgid"],
                 translation=fields["msgstr"],
+                notes=notes["# "],
                 extracted=notes["#."],
                 references=[reference for line in notes["#:"] for reference in line.split()],
                 flags=[flag.strip() for line in notes["#,"] for flag in line.split(",")],
@@ -138,28 +146,38 @@ def parse(text):
     """The catalogue that a PO file's text holds. Raises PoError."""
     reader = _Reader()
     number = 0
-    for number, line in enumerate(text.split("\n"), 1):
+    lines = text.split("\n")
+    for number, line in enumerate(lines, 1):
         reader.read(line.rstrip("\r"), number)
     reader.finish(number + 1)
     if reader.header is None:
         raise PoError(1, "the header, an entry with an empty msgid, is missing")
-    return Catalogue(reader.header, reader.entries)
+    return Catalogue(reader.header, reader.entries, "\n".join(lines[: reader.header_end]) + "\n")
 
 
 def read(path):
     """The catalogue of a file. Raises PoError, also for a file that is not UTF-8."""
     data = path.read_bytes()
     try:
-        return parse(data.decode("utf-8"))
-    except UnicodeDecodeError as error:
-        raise PoError(data[: error.start].count(b"\n") + 1, "not UTF-8") from error
+        try:
+            return parse(data.decode("utf-8"))
+        except UnicodeDecodeError as error:
+            raise PoError(data[: error.start].count(b"\n") + 1, "not UTF-8") from error
+    except PoError as error:
+        error.path = path
+        raise
 
 
 def format_entry(entry):
-    lines = [f"#. {note}" for note in entry.extracted]
+    lines = [f"# {note}".rstrip() for note in entry.notes]
+    lines += [f"#. {note}" for note in entry.extracted]
     if entry.references:
         lines.append("#: " + " ".join(entry.references))
     if entry.flags:
         lines.append("#, " + ", ".join(entry.flags))
     lines += [f'msgctxt "{entry.number}"', f"msgid {quote(entry.english)}", f"msgstr {quote(entry.translation)}"]
     return "\n".join(lines) + "\n"
+
+
+def format_catalogue(catalogue):
+    return "\n".join([catalogue.begin, *(format_entry(entry) for entry in catalogue.entries)])

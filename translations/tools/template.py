@@ -1,5 +1,6 @@
 """The template of all translations: what the sources hold, with the comments that stand in it."""
 
+import dataclasses
 import re
 
 import po
@@ -52,6 +53,18 @@ def entry_of(message, comments):
 
 
 def make(messages, comments):
-    """The template's text; comments are lists of lines by number."""
-    entries = (po.format_entry(entry_of(message, comments.get(message.number, []))) for message in messages)
-    return "\n".join([HEADER, *entries])
+    """The template; comments are lists of lines by number."""
+    return po.Catalogue({}, [entry_of(message, comments.get(message.number, [])) for message in messages], HEADER)
+
+
+def merge(catalogue, reference):
+    """A language's catalogue with the template's messages: translations stay with their numbers, and those whose
+    English text has become another one are marked."""
+    known = catalogue.by_number()
+    entries = []
+    for entry in reference.entries:
+        old = known.get(entry.number, entry)
+        is_doubtful = old.translation and (old.is_fuzzy or old.english != entry.english)
+        flags = (["fuzzy"] if is_doubtful else []) + entry.flags
+        entries.append(dataclasses.replace(entry, translation=old.translation, notes=old.notes, flags=flags))
+    return po.Catalogue(catalogue.header, entries, catalogue.begin)

@@ -7,7 +7,6 @@ translate.py list                    tells the languages: code, name of the tran
 """
 
 import pathlib
-import subprocess
 import sys
 
 # The folder holds sources alone.
@@ -51,14 +50,14 @@ def check_template():
     messages, wrong = collected()
     catalogue = po.read(template.TEMPLATE)
     comments = {entry.number: entry.extracted for entry in catalogue.entries}
-    uncommented = [
+    problems = [
         checks.Problem(entry.line, f"message {entry.number} has no comment that says where it is shown")
         for entry in catalogue.entries
         if not entry.extracted
     ]
-    if template.make(messages, comments) != template.TEMPLATE.read_text(encoding="utf-8"):
-        uncommented.append(checks.Problem(1, 'the sources have other messages; "./dev translate --update" mends it'))
-    return tell(template.TEMPLATE, uncommented) or wrong
+    if po.format_catalogue(template.make(messages, comments)) != template.TEMPLATE.read_text(encoding="utf-8"):
+        problems.append(checks.Problem(1, 'the sources have other messages; "./dev translate --update" mends it'))
+    return tell(template.TEMPLATE, problems) or wrong
 
 
 def check(arguments):
@@ -73,11 +72,7 @@ def check(arguments):
 
 def make(arguments):
     code, output, *file = arguments
-    path = pathlib.Path(file[0]) if file else language_of(code).po
-    try:
-        catalogue = po.read(path)
-    except po.PoError as error:
-        return tell(path, [checks.Problem(error.line, error.what)])
+    catalogue = po.read(pathlib.Path(file[0]) if file else language_of(code).po)
     made = pathlib.Path(output)
     made.parent.mkdir(parents=True, exist_ok=True)
     aside = made.with_name(made.name + ".new")
@@ -90,14 +85,11 @@ def update(_):
     messages, wrong = collected()
     if wrong:
         return True
-    comments = {entry.number: entry.extracted for entry in po.read(template.TEMPLATE).entries}
-    template.TEMPLATE.write_text(template.make(messages, comments), encoding="utf-8")
+    made = template.make(messages, {entry.number: entry.extracted for entry in po.read(template.TEMPLATE).entries})
+    template.TEMPLATE.write_text(po.format_catalogue(made), encoding="utf-8")
     for language in languages.LANGUAGES:
-        subprocess.run(
-            ["msgmerge", "--quiet", "--update", "--backup=none", "--no-fuzzy-matching", "--no-wrap",
-             "--add-location=file", str(language.po), str(template.TEMPLATE)],
-            check=True,
-        )
+        merged = template.merge(po.read(language.po), made)
+        language.po.write_text(po.format_catalogue(merged), encoding="utf-8")
     return False
 
 
@@ -116,6 +108,8 @@ def main(arguments):
         sys.exit(__doc__)
     try:
         return 1 if command(arguments[1:]) else 0
+    except po.PoError as error:
+        sys.exit(f"{error.path}:{error}")
     except OSError as error:
         sys.exit(f"translate: {error.filename}: {error.strerror}")
 
