@@ -117,6 +117,7 @@ std::wstring Filled(std::wstring text)
 }
 
 // The text's lines as a console shows them: tabs lead to every eighth column, and blanks at a line's end are not seen.
+// Wine's console has one column for each letter, a wide one too.
 std::vector<std::wstring> OnConsole(const std::wstring& text)
 {
     constexpr std::size_t kTab = 8;
@@ -162,6 +163,8 @@ protected:
         values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString", database.ProductString());
     }
 
+    [[nodiscard]] static std::filesystem::path Launcher() { return ProgramFolder() / L"vlrun.exe"; }
+
     // What the launcher is to start: the copy, which then meets the simulated computer, with the words.
     [[nodiscard]] std::vector<std::wstring> Launching(const std::vector<std::wstring>& words) const
     {
@@ -172,16 +175,15 @@ protected:
 
     [[nodiscard]] Outcome Run(const std::vector<std::wstring>& words) const
     {
-        return Process(kLauncher, Launching(words)).Wait();
+        return Process(Launcher(), Launching(words)).Wait();
     }
 
     [[nodiscard]] std::uint32_t RunOn(TestConsole& console, const std::vector<std::wstring>& words) const
     {
-        return console.Run(kLauncher, Launching(words));
+        return console.Run(Launcher(), Launching(words));
     }
 
 private:
-    const std::filesystem::path kLauncher = ProgramFolder() / L"vlrun.exe";
     testing_support::ScratchFolder folder_;
     std::filesystem::path tool_ = folder_.PathOf(L"VLCmd.exe");
     RegistryValues values_;
@@ -242,7 +244,7 @@ protected:
         database_.Execute(L"INSERT INTO StatsAnalyze VALUES (1, 46090.5, 6442450945, 1523, 211, 1048577, 28.5, 7.45, "
                           L"0, 1000000, 0, 100)");
         database_.Execute(L"INSERT INTO StatsDefragOnline VALUES (1, 46090.5, 1099511627776, 88214, 19977, 0, 512, "
-                          L"1048577, 62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
+                          L"1025, 62.5, 30.14, 33.8, 5.6, 31, 88, 17.3, 55, 99.96)");
         database_.Execute(L"INSERT INTO StatsDefragOffline VALUES (1, 46090.5, 22, 14, 109, 66, 2480, 312)");
         Connect(database_);
     }

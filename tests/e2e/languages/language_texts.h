@@ -20,8 +20,8 @@ struct LanguageTexts {
     const wchar_t* refusal = nullptr;      // VLCmd /an C: where the policy forbids it
     const wchar_t* failure = nullptr;      // VLCmd /an C: where the engine refuses
     const wchar_t* notInstalled = nullptr; // VLCmd /st /c SRV3
-    const wchar_t* analysis = nullptr;     // VLCmd /sta C: with figures in GB, MB and B, 7.5% and 100%
-    const wchar_t* online = nullptr;       // VLCmd /sto C: with figures in TB, B, MB and KB
+    const wchar_t* analysis = nullptr;     // VLCmd /sta C: with figures in GB and MB, 7.5% and 100%
+    const wchar_t* online = nullptr;       // VLCmd /sto C: with figures in TB, B and KB
     const wchar_t* offline = nullptr;      // VLCmd /stf C:
     const wchar_t* remote = nullptr;       // VLCmd /sta C: D: /c SRV1, without figures for D:
 };
