@@ -14,14 +14,19 @@ NAMESPACE = uuid.UUID("5d0f6f0e-3a1c-4c39-9b0f-0c0a6f0d3e11")
 
 # The pages of docs/ for whoever uses the tool, in the order of the start page; the others are for its builders.
 USER_PAGES = {
-    "handbook": "Using the tool well: first steps, scripts, schedules, many computers, problems",
+    "handbook": "First steps, exit codes and what to do, group policy",
+    "scripts": "Using the tool in scripts",
+    "schedules": "Running it at night",
+    "many-computers": "Working on many computers",
+    "reading-output": "Which lines are stable, and reading them with a program",
+    "troubleshooting": "From symptom to cause",
     "commands": "Every command, its words, what it asks the engine, its messages",
     "exit-codes": "Every exit code",
     "statistics": "The statistics reports, and connecting to a database",
     "support-report": "What the support report tells, section by section",
     "trace-log": "Recording what the database layer does",
-    "policies": "What group policy can forbid",
-    "translations": "Translation files",
+    "policies": "What group policy can forbid, and how to deploy it",
+    "translations": "The languages, and translation files",
     "security": "What the tool loads, reads, writes and trusts",
 }
 

@@ -34,8 +34,9 @@ EXPECTED_FILES = {
     "VLCmd.exe", "VLCmd.Completion.ps1", "VLCmd.cdx.json", "THIRD-PARTY-NOTICES.txt",
     "Chinese.tr", "French.tr", "German.tr", "Japanese.tr", "Spanish.tr",
     "policy/VLCmd.admx", "policy/en-US/VLCmd.adml",
-    *(f"docs/{name}.html" for name in ("index", "handbook", "commands", "exit-codes", "statistics", "support-report",
-                                       "trace-log", "policies", "translations", "security")),
+    *(f"docs/{name}.html" for name in (
+        "index", "handbook", "scripts", "schedules", "many-computers", "reading-output", "troubleshooting", "commands",
+        "exit-codes", "statistics", "support-report", "trace-log", "policies", "translations", "security")),
 }
 
 
