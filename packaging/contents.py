@@ -30,6 +30,9 @@ USER_PAGES = {
     "security": "What the tool loads, reads, writes and trusts",
 }
 
+# The section of these pages that is of use only where the project is checked out.
+BUILDERS_SECTION = "Translating"
+
 
 def identifier(*names):
     """The upper-case GUID with braces that belongs to these names."""

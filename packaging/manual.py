@@ -5,7 +5,7 @@ import subprocess
 import tempfile
 import pathlib
 
-from contents import ROOT, USER_PAGES
+from contents import BUILDERS_SECTION, ROOT, USER_PAGES
 
 MANUAL = ROOT / "packaging" / "manual"
 
@@ -17,7 +17,9 @@ def title_of(page):
 def convert(source, destination, **variables):
     command = ["pandoc", "--from=markdown-smart-tex_math_dollars", "--to=html5", "--standalone", "--wrap=preserve",
                f"--template={MANUAL / 'page.html'}", f"--lua-filter={MANUAL / 'pages.lua'}",
-               f"--metadata=pages:{' '.join(USER_PAGES)}", f"--metadata=title:{title_of(source)}",
+               f"--metadata=pages:{' '.join(USER_PAGES)}",
+               f"--metadata=omitted:{BUILDERS_SECTION}",
+               f"--metadata=title:{title_of(source)}",
                *(f"--variable={name}:{value}" for name, value in variables.items()),
                f"--output={destination}", str(source)]
     subprocess.run(command, check=True)

@@ -2,9 +2,23 @@
 -- way of starting the tool (./dev run) becomes the user's.
 
 local pages = {}
+local omitted
 
 local function page_of(text)
   return text:match("^docs/([%w-]+)%.md$") or text:match("^([%w-]+)%.md$")
+end
+
+-- A section goes with everything up to the next heading of its level or above.
+local function without_omitted_sections(document)
+  local kept, level = {}, nil
+  for _, block in ipairs(document.blocks) do
+    if block.t == "Header" and (not level or block.level <= level) then
+      level = pandoc.utils.stringify(block.content) == omitted and block.level or nil
+    end
+    if not level then table.insert(kept, block) end
+  end
+  document.blocks = pandoc.Blocks(kept)
+  return document
 end
 
 -- "docs/NAME.md" and "./dev run WORDS" in running text.
@@ -55,7 +69,9 @@ return {
   {
     Meta = function(meta)
       for name in pandoc.utils.stringify(meta.pages):gmatch("%S+") do pages[name] = true end
+      omitted = pandoc.utils.stringify(meta.omitted)
     end
   },
+  {Pandoc = without_omitted_sections},
   {Code = link_code, Link = link_target, CodeBlock = show_as_used},
 }
