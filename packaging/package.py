@@ -2,7 +2,7 @@
 
 usage: package.py BUILD_TREE DESTINATION [--version A.B.C.D]
 
-The build tree holds the program, its link map and the translations. All times in the files are that of
+The build tree is named by its preset and holds the program, its link map and the translations. All times in the files are that of
 SOURCE_DATE_EPOCH, by default the last commit's, so that the same sources give the same bytes. With VLCMD_SIGN_CERT and
 VLCMD_SIGN_KEY set (files in PEM), program and installer are signed. --version makes an installer of another version,
 for trying out upgrades.
@@ -94,9 +94,11 @@ def main():
     parser.add_argument("tree", type=pathlib.Path)
     parser.add_argument("destination", type=pathlib.Path)
     parser.add_argument("--version", default=project_version())
-    parser.add_argument("--target", choices=TARGETS, default="x64")
     options = parser.parse_args()
-    target, tree, destination = TARGETS[options.target], options.tree.resolve(), options.destination.resolve()
+    tree, destination = options.tree.resolve(), options.destination.resolve()
+    target = next((target for target in TARGETS.values() if target.preset == tree.name), None)
+    if target is None:
+        parser.error(f"there is no package of a build like {tree.name}")
     epoch = source_date()
     name = package_name(options.version, target)
 
