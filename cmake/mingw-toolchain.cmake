@@ -15,3 +15,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 
 # Tests are Windows programs; this script starts them under Wine.
 set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/run-under-wine")
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL i686)
+  list(APPEND CMAKE_CROSSCOMPILING_EMULATOR --32)
+endif()

@@ -1,18 +1,14 @@
-#include "engine_process.h"
-#include "expected.h"
-#include "registry_value.h"
+#include "documentation.h"
 #include "simulated_computer.h"
 #include "support/provider_registration.h"
-#include "support/statistics_database.h"
 #include "text.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -24,23 +20,13 @@ struct Example {
     std::vector<std::string> shown; // without the empty lines at the end
 };
 
-std::vector<std::string> LinesOf(const std::filesystem::path& path)
-{
-    std::ifstream file(path);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 // The examples of a page: in a block between two lines of three backticks, each begins with "$ ./dev run".
 std::vector<Example> ExamplesOf(const std::filesystem::path& page)
 {
     constexpr std::string_view kPrompt = "$ ./dev run";
     std::vector<Example> examples;
     bool inside = false;
-    for (const std::string& line : LinesOf(page)) {
+    for (const std::string& line : LinesOfFile(page)) {
         if (line == "```") {
             inside = false;
         } else if (line.starts_with(kPrompt)) {
@@ -51,9 +37,7 @@ std::vector<Example> ExamplesOf(const std::filesystem::path& page)
         }
     }
     for (Example& example : examples) {
-        while (!example.shown.empty() && example.shown.back().empty()) {
-            example.shown.pop_back();
-        }
+        DropEmptyEnd(example.shown);
     }
     return examples;
 }
@@ -86,52 +70,18 @@ std::vector<std::wstring> WordsOf(const std::string& line)
     return words;
 }
 
-std::string ContentOf(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// The default scenario with a clock that does not keep the test waiting, for commands that wait.
-std::string ScenarioFor(const std::vector<std::wstring>& words)
-{
-    const bool waits = std::ranges::find(words, L"/w") != words.end();
-    return ContentOf(ProgramFolder() / L"default.scenario") + (waits ? "\n[clock]\nspeed = 20\n" : "");
-}
-
 // The lines that a program has written, its exit code as ./dev tells it, and without the empty lines at the end.
 std::vector<std::string> LinesOf(const Outcome& outcome)
 {
     std::string text = outcome.output;
-    std::erase(text, '\r');
     if (outcome.exitCode != 0) {
         char line[64];
         std::snprintf(line, sizeof line, "VLCmd ended with %u (0x%08X)\n", outcome.exitCode, outcome.exitCode);
         text += line;
     }
-    std::vector<std::string> lines;
-    for (std::size_t begin = 0; begin < text.size();) {
-        const std::size_t end = std::min(text.find('\n', begin), text.size());
-        lines.push_back(text.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    while (!lines.empty() && lines.back().empty()) {
-        lines.pop_back();
-    }
+    std::vector<std::string> lines = e2e::LinesOf(std::move(text));
+    DropEmptyEnd(lines);
     return lines;
-}
-
-// "..." stands for any number of lines.
-bool IsShown(const std::vector<std::string>& shown, const std::vector<std::string>& lines)
-{
-    const auto gap = std::ranges::find(shown, "...");
-    if (gap == shown.end()) {
-        return shown == lines;
-    }
-    const auto head = gap - shown.begin();
-    const auto tail = shown.end() - gap - 1;
-    return static_cast<std::ptrdiff_t>(lines.size()) >= head + tail && std::equal(shown.begin(), gap, lines.begin()) &&
-           std::equal(gap + 1, shown.end(), lines.end() - tail);
 }
 
 // Drives that are worked on at once report in any order.
@@ -146,16 +96,11 @@ class Documentation : public testing::TestWithParam<const wchar_t*> {
 protected:
     Documentation() { testing_support::RegisterProvider(); }
 
-    // The computer that ./dev run prepares: a new engine, a new database with its sample.
     static void Check(const Example& example)
     {
         const std::vector<std::wstring> words = WordsOf(example.line);
-        testing_support::StatisticsDatabase database;
-        database.ExecuteAll(ContentOf(SourceFolder() / L"sim" / L"database" / L"sample.sql"));
-        const RegistryValue connection(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString", database.ProductString());
-        const SimulatedComputer computer(ScenarioFor(words));
-        computer.AddFile(L"srv1.scenario", ContentOf(ProgramFolder() / L"srv1.scenario"));
-        const EngineProcess engine(computer);
+        const bool waits = std::ranges::find(words, L"/w") != words.end();
+        const PreparedComputer computer(waits ? PreparedComputer::Clock::Fast : PreparedComputer::Clock::AsItIs);
         const std::vector<std::string> lines = LinesOf(SimulatedComputer::Run(words));
         const auto drives = std::ranges::count_if(words, [](const std::wstring& word) { return word.find(L':') == 1; });
         if (!IsShown(example.shown, lines) && !(drives > 1 && IsShownInAnyOrder(example.shown, lines))) {
@@ -166,13 +111,11 @@ protected:
             ADD_FAILURE() << "./dev run" << example.line << "\nprints\n" << text;
         }
     }
-
-    static std::filesystem::path SourceFolder() { return {VLCMD_SOURCE_FOLDER}; }
 };
 
 TEST_P(Documentation, ShowsWhatTheToolPrints)
 {
-    const std::vector<Example> examples = ExamplesOf(SourceFolder() / GetParam());
+    const std::vector<Example> examples = ExamplesOf(Page(GetParam()));
     ASSERT_FALSE(examples.empty());
     for (const Example& example : examples) {
         Check(example);

@@ -56,7 +56,12 @@ std::string UsageScreen()
 
 std::string ErrorText(std::uint32_t failure, std::string_view returnCode)
 {
-    return "\r\nError text:\r\n" + InOutputPage(SystemText(failure)) + "\r\nReturn code: " + std::string(returnCode);
+    return InOutputPage(WideErrorText(failure, returnCode));
+}
+
+std::wstring WideErrorText(std::uint32_t failure, std::string_view returnCode)
+{
+    return L"\r\nError text:\r\n" + SystemText(failure) + L"\r\nReturn code: " + Wide(returnCode);
 }
 
 std::wstring ComputerName()

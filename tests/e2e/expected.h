@@ -26,6 +26,9 @@ namespace e2e {
 // written in the test.
 [[nodiscard]] std::string ErrorText(std::uint32_t failure, std::string_view returnCode);
 
+// The same as UTF-16, as a console shows it.
+[[nodiscard]] std::wstring WideErrorText(std::uint32_t failure, std::string_view returnCode);
+
 // The name of this computer.
 [[nodiscard]] std::wstring ComputerName();
 

@@ -13,7 +13,7 @@ namespace {
 std::string ContentOf(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
-    std::string content(std::filesystem::file_size(path), '\0');
+    std::string content(static_cast<std::size_t>(std::filesystem::file_size(path)), '\0');
     if (!file.read(content.data(), static_cast<std::streamsize>(content.size()))) {
         throw std::runtime_error("the tool's file cannot be read");
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/format_message.h"
 #include "support/replaced_function.h"
 #include "win/critical_section.h"
 
@@ -88,8 +89,7 @@ private:
     std::vector<std::wstring> asked_;
     std::set<HLOCAL> blocks_; // what was handed out and not freed
 
-    // FormatMessageW's own type carries an attribute that a template argument cannot.
-    Replaced<"FormatMessageW", DWORD(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> formatMessage_{
+    Replaced<"FormatMessageW", FormatMessageFunction> formatMessage_{
         [this](DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR buffer, DWORD size, char** arguments) {
             const std::lock_guard guard(lock_);
             EXPECT_EQ(1024U, language);

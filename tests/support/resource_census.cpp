@@ -1,5 +1,6 @@
 #include "support/resource_census.h"
 
+#include "support/format_message.h"
 #include "support/replaced_function.h"
 #include "win/com_ptr.h"
 #include "win/critical_section.h"
@@ -256,7 +257,7 @@ private:
         return freeLibrary_.Original(module);
     }};
 
-    Watched<"FormatMessageW", DWORD(DWORD, LPCVOID, DWORD, DWORD, LPWSTR, DWORD, char**)> formatMessage_{
+    Watched<"FormatMessageW", FormatMessageFunction> formatMessage_{
         [this](DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR text, DWORD size, char** arguments) {
             const DWORD length = formatMessage_.Original(flags, source, code, language, text, size, arguments);
             if (length != 0 && (flags & FORMAT_MESSAGE_ALLOCATE_BUFFER) != 0) {

@@ -339,7 +339,7 @@ TEST(WindowsEdition, IsNamedByTheFirstRuleThatHolds)
 // --- A 32-bit program on a 64-bit Windows ---
 
 // Stands in for IsWow64Process as GetProcAddress finds it.
-class Wow64 : public ProductTest {
+class Wow64 : public SystemInformation {
 protected:
     using IsWow64 = BOOL(WINAPI*)(HANDLE, PBOOL);
 
@@ -360,23 +360,31 @@ protected:
         return FALSE;
     }
 
-    // What the product finds out when this is IsWow64Process; null where kernel32 has none.
-    static bool IsRunningWith(IsWow64 function)
+    // What the question answers when this is IsWow64Process; null where kernel32 has none.
+    template <typename Question>
+    auto AskedWith(IsWow64 function, Question question)
     {
-        int asked = 0;
         const Replaced<"GetProcAddress", decltype(::GetProcAddress)> getProcAddress(
             [&](HMODULE module, LPCSTR name) -> FARPROC {
                 if (std::string("IsWow64Process") != name) {
                     return getProcAddress.Original(module, name);
                 }
                 EXPECT_EQ(GetModuleHandleW(L"kernel32"), module);
-                ++asked;
+                ++lookUps;
                 return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(function));
             });
-        const bool isRunning = IsRunningUnderWow64();
-        EXPECT_EQ(1, asked);
+        return question();
+    }
+
+    bool IsRunningWith(IsWow64 function)
+    {
+        lookUps = 0;
+        const bool isRunning = AskedWith(function, IsRunningUnderWow64);
+        EXPECT_EQ(1, lookUps);
         return isRunning;
     }
+
+    int lookUps = 0; // of IsWow64Process
 };
 
 TEST_F(Wow64, IsWhatWindowsSays)
@@ -396,6 +404,18 @@ TEST_F(Wow64, IsNotWithoutKernel32)
     const Replaced<"GetModuleHandleW", decltype(::GetModuleHandleW)> getModule(
         [](LPCWSTR) -> HMODULE { return nullptr; });
     EXPECT_FALSE(IsRunningUnderWow64());
+}
+
+TEST_F(Wow64, DecidesInA32BitBuildAlone)
+{
+    constexpr bool kIs64BitBuild = sizeof(void*) == sizeof(std::uint64_t);
+    SetMachineString(kWindowsKey, L"ProductName", L"Windows 10 Pro");
+    EXPECT_EQ(L"Windows 10 Pro 64-bit", AskedWith(Confirms, ProductLine));
+    for (const IsWow64 function : {Denies, Fails, static_cast<IsWow64>(nullptr)}) {
+        EXPECT_EQ(kIs64BitBuild ? L"Windows 10 Pro 64-bit" : L"Windows 10 Pro 32-bit",
+                  AskedWith(function, ProductLine));
+    }
+    EXPECT_EQ(kIs64BitBuild ? 0 : 4, lookUps);
 }
 
 // --- Processors ---
