@@ -1,5 +1,6 @@
 #include "import_table.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -28,8 +29,9 @@ void ForEachSlot(HMODULE module, const char* function, Visit visit)
             if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) {
                 continue;
             }
-            const auto* const byName = At<IMAGE_IMPORT_BY_NAME>(base, name->u1.AddressOfData);
-            if (std::strcmp(reinterpret_cast<const char*>(byName->Name), function) == 0) {
+            // As characters: a linker need not align the names.
+            const auto* const imported = At<char>(base, name->u1.AddressOfData + offsetof(IMAGE_IMPORT_BY_NAME, Name));
+            if (std::strcmp(imported, function) == 0) {
                 visit(slot);
             }
         }
