@@ -9,10 +9,13 @@ target_include_directories(vlcmd_settings INTERFACE "${PROJECT_SOURCE_DIR}/src")
 add_library(vlcmd_checks INTERFACE)
 
 if(MSVC)
-  target_compile_options(vlcmd_settings INTERFACE /W4 /WX /permissive- /utf-8 /EHsc /Zc:__cplusplus)
+  # The resource compiler takes none of these.
+  target_compile_options(vlcmd_settings INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:/W4 /WX /permissive- /utf-8 /EHsc /Zc:__cplusplus>)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  # Both are for code that is not optimised: the compiler refuses /RTC1 together with /O2.
   target_compile_definitions(vlcmd_checks INTERFACE $<$<CONFIG:Debug>:_ITERATOR_DEBUG_LEVEL=2>)
-  target_compile_options(vlcmd_checks INTERFACE /RTC1)
+  target_compile_options(vlcmd_checks INTERFACE $<$<AND:$<CONFIG:Debug>,$<COMPILE_LANGUAGE:CXX>>:/RTC1>)
 else()
   target_compile_options(vlcmd_settings INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Werror

@@ -1,7 +1,7 @@
 # vlcmd_compile_idl(<idl> <header> <type library>)
 #
-# Makes the C++ header and the type library of an interface description: with midl under Visual C++, with widl
-# elsewhere. widl takes the imported descriptions and the standard type library from Wine's development files.
+# Makes the C++ header and the type library of an interface description, both in one folder: with midl under Visual C++,
+# with widl elsewhere. widl takes the imported descriptions and the standard type library from Wine's development files.
 
 if(NOT MSVC)
   find_program(WIDL NAMES x86_64-w64-mingw32-widl widl REQUIRED)
@@ -21,9 +21,14 @@ endif()
 
 function(vlcmd_compile_idl idl header typelib)
   if(MSVC)
+    # midl wants the folder and the names apart. It makes proxy code, too, which nobody compiles.
+    cmake_path(GET header PARENT_PATH folder)
+    cmake_path(GET header FILENAME header_name)
+    cmake_path(GET typelib FILENAME typelib_name)
     add_custom_command(OUTPUT "${header}" "${typelib}"
-      COMMAND midl /nologo /char signed /env ${midl_environment} /h "${header}" /tlb "${typelib}"
-              /iid "${header}.iid.c" /proxy "${header}.proxy.c" /dlldata "${header}.dlldata.c" "${idl}"
+      COMMAND midl /nologo /char signed /env ${midl_environment} /out "${folder}" /h "${header_name}"
+              /tlb "${typelib_name}" /iid "${header_name}.iid.c" /proxy "${header_name}.proxy.c"
+              /dlldata "${header_name}.dlldata.c" "${idl}"
       DEPENDS "${idl}" VERBATIM)
   else()
     add_custom_command(OUTPUT "${header}"

@@ -9,9 +9,11 @@
 
 namespace sim {
 
+#ifdef __GNUC__
 #pragma GCC diagnostic push
 // An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+#endif
 
 // What every COM object has, whatever its interfaces: the reference count and the choice of the interface. Bases are
 // interfaces or classes that derive from one each. The first reference belongs to who makes the object, and the object
@@ -82,7 +84,9 @@ public:
     }
 };
 
+#ifdef __GNUC__
 #pragma GCC diagnostic pop
+#endif
 
 // A new object, owned.
 template <typename Object, typename... Parameters>

@@ -9,7 +9,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 

@@ -4,6 +4,7 @@
 #include "scenario.h"
 
 #include <chrono>
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <vector>

@@ -10,9 +10,11 @@
 // every one of them must be there; whoever implements an interface derives from its class here and answers them all in
 // OnReserved.
 
+#ifdef __GNUC__
 #pragma GCC diagnostic push
 // An interface of COM cannot have a virtual destructor, which would take a slot of its vtable.
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+#endif
 
 namespace sim {
 
@@ -211,4 +213,6 @@ protected:
 
 } // namespace sim
 
+#ifdef __GNUC__
 #pragma GCC diagnostic pop
+#endif

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cwchar>
 #include <set>
 #include <span>
 #include <unordered_map>

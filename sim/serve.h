@@ -5,12 +5,14 @@
 
 #include "win/windows_api.h"
 
+#include <cstdint>
 #include <cwchar>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <variant>
 
 namespace sim {
 

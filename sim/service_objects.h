@@ -2,6 +2,8 @@
 
 #include "com_object.h"
 
+#include <memory>
+
 namespace sim {
 
 // The service beside the drive manager, with its two interfaces.

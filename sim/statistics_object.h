@@ -2,6 +2,9 @@
 
 #include "com_object.h"
 
+#include <memory>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 namespace sim {

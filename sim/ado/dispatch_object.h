@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <new>
+#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace sim::ado {

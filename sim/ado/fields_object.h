@@ -5,6 +5,7 @@
 
 #include <array>
 #include <memory>
+#include <string>
 
 namespace sim::ado {
 

@@ -6,7 +6,6 @@
 #include "ado/recordset_object.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <new>
 
@@ -27,8 +26,10 @@ struct ServedClass {
     ClassFactory::Creator create;
 };
 
-const std::array<ServedClass, 2> kServedClasses = {
-    {{kConnectionClass, &Create<ConnectionObject>}, {kRecordsetClass, &Create<RecordsetObject>}}};
+const ServedClass kServedClasses[] = {
+    {kConnectionClass, &Create<ConnectionObject>},
+    {kRecordsetClass, &Create<RecordsetObject>},
+};
 
 } // namespace
 
@@ -50,7 +51,7 @@ STDAPI DllGetClassObject(REFCLSID classId, REFIID iid, void** object)
     const GUID wanted = sim::CopyGuid(&classId);
     const auto* const found = std::ranges::find_if(
         kServedClasses, [&](const ServedClass& served) { return IsEqualGUID(served.identifier, wanted) != FALSE; });
-    if (found == kServedClasses.end()) {
+    if (found == std::end(kServedClasses)) {
         return CLASS_E_CLASSNOTAVAILABLE;
     }
     win::ComPtr<ClassFactory> factory;

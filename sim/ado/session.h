@@ -5,7 +5,9 @@
 
 #include "win/critical_section.h"
 
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 

@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
+#include <span>
+#include <string>
 
 namespace sim {
 
@@ -39,9 +42,9 @@ HRESULT WINAPI InitializeSecurity(PSECURITY_DESCRIPTOR descriptor, LONG serviceC
 // The identifier under which another computer has the class here; a class that is none of the engine's stays as it is.
 GUID ClassOn(const std::wstring& computer, REFCLSID identifier)
 {
-    const ServerClasses here = ServerClassesOf(L"");
-    const auto* const found =
-        std::ranges::find_if(here, [&](const GUID& known) { return IsEqualGUID(known, identifier); });
+    const ServerClasses classes = ServerClassesOf(L"");
+    const std::span here(classes);
+    const auto found = std::ranges::find_if(here, [&](const GUID& known) { return IsEqualGUID(known, identifier); });
     return found == here.end() ? identifier : ServerClassesOf(computer)[static_cast<std::size_t>(found - here.begin())];
 }
 

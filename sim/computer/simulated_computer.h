@@ -4,6 +4,7 @@
 
 #include "win/windows_api.h"
 
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>

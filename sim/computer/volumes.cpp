@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cwctype>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <utility>

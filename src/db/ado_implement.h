@@ -4,6 +4,9 @@
 #include "win/com_ptr.h"
 #include "win/late_bound.h"
 
+#include <cstdint>
+#include <string>
+
 namespace vldb {
 
 // A connection over an ADO Connection object.

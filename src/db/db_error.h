@@ -4,6 +4,7 @@
 #include "win/windows_api.h"
 
 #include <string>
+#include <utility>
 
 namespace vldb {
 

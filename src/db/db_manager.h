@@ -3,6 +3,8 @@
 #include "db/db_interfaces.h"
 #include "win/owner.h"
 
+#include <string>
+
 namespace vldb {
 
 // Makes the connections of the process.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 std::vector<Result> JobThreads::Finish()
 {

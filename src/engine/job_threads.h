@@ -7,6 +7,7 @@
 #include "win/result_code.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 // The worker threads of one batch. Whatever happens to the batch, they have ended before the object goes.

@@ -2,6 +2,7 @@
 
 #include "messages/catalogue.h"
 
+#include <initializer_list>
 #include <ios>
 #include <memory>
 #include <streambuf>

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <string_view>
 #include <utility>
 
 namespace {

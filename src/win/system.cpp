@@ -5,6 +5,31 @@
 
 namespace win {
 
+namespace {
+
+// Microsoft's headers call GetVersionExW deprecated, because it tells an older version to a program whose manifest does
+// not name the newer one. That answer is the one wanted here, so the warning is off for this one call.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+#elif defined(_MSC_VER)
+#pragma warning(push)
+#pragma warning(disable : 4996)
+#endif
+
+bool ReadVersion(OSVERSIONINFOEXW& version) noexcept
+{
+    return GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) != FALSE;
+}
+
+#ifdef __clang__
+#pragma clang diagnostic pop
+#elif defined(_MSC_VER)
+#pragma warning(pop)
+#endif
+
+} // namespace
+
 std::wstring LocalComputerName()
 {
     std::wstring name(MAX_COMPUTERNAME_LENGTH + 1, L'\0');
@@ -52,10 +77,7 @@ OSVERSIONINFOEXW WindowsVersion() noexcept
 {
     OSVERSIONINFOEXW version{};
     version.dwOSVersionInfoSize = sizeof version;
-    if (GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&version)) == FALSE) {
-        return {};
-    }
-    return version;
+    return ReadVersion(version) ? version : OSVERSIONINFOEXW{};
 }
 
 } // namespace win

@@ -3,6 +3,7 @@
 #include "process.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 

@@ -4,6 +4,7 @@
 #include "simulated_computer.h"
 #include "support/scratch_folder.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>

@@ -6,10 +6,12 @@
 #include "support/scratch_folder.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace testing_support {
 

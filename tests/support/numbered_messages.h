@@ -3,6 +3,7 @@
 #include "messages/translator.h"
 #include "support/registry_sandbox.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace testing_support {
