@@ -1,6 +1,6 @@
 #include "expected.h"
 
-#include "support/usage_screen.h"
+#include "support/known_commands.h"
 #include "win/windows_api.h"
 
 #include <algorithm>
