@@ -8,11 +8,6 @@ namespace sim {
 
 namespace {
 
-std::uint32_t Code(DriveState state)
-{
-    return static_cast<std::uint32_t>(state);
-}
-
 // Makes a drive's times those that they take at the clock's speed.
 void SetSpeed(DriveSetup& drive, double speed)
 {
@@ -114,16 +109,16 @@ bool Machine::AtWork(Time now) const
 
 HRESULT Machine::Analyze(DriveIndex drive, Time now)
 {
-    Start(drive, RecordedWork::Analysis, {{DriveState::Analyzing, setups_[drive].times.analyze}}, now);
+    Start(drive, RecordedWork::Analysis, {{VLStateAnalyzing, setups_[drive].times.analyze}}, now);
     return S_OK;
 }
 
 HRESULT Machine::OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now)
 {
-    if (mode < 0 || mode > kLastOnlineMode) {
+    if (mode < VLModeTierWeave || mode > VLModeSsdOptimize) {
         return E_INVALIDARG;
     }
-    Start(drive, RecordedWork::Online, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
+    Start(drive, RecordedWork::Online, {{VLStateDefragmenting, setups_[drive].times.defragment}}, now);
     return S_OK;
 }
 
@@ -132,13 +127,13 @@ HRESULT Machine::DefragFile(DriveIndex drive, std::wstring_view paths, Time now)
     if (paths.empty()) {
         return E_INVALIDARG;
     }
-    Start(drive, std::nullopt, {{DriveState::Defragmenting, setups_[drive].times.file}}, now);
+    Start(drive, std::nullopt, {{VLStateDefragmenting, setups_[drive].times.file}}, now);
     return S_OK;
 }
 
 HRESULT Machine::ZeroFreeSpace(DriveIndex drive, Time now)
 {
-    Start(drive, std::nullopt, {{DriveState::Defragmenting, setups_[drive].times.defragment}}, now);
+    Start(drive, std::nullopt, {{VLStateDefragmenting, setups_[drive].times.defragment}}, now);
     return S_OK;
 }
 
@@ -159,10 +154,11 @@ HRESULT Machine::OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time
     }
     struct Pass {
         std::uint32_t bit;
-        DriveState state;
+        VLDriveState state;
     };
-    constexpr Pass kPasses[] = {
-        {1, DriveState::OfflineDirectories}, {2, DriveState::OfflineSystemFiles}, {4, DriveState::OfflinePagingFile}};
+    constexpr Pass kPasses[] = {{VLFilesDirectories, VLStateOfflineDirectories},
+                                {VLFilesSystem, VLStateOfflineSystemFiles},
+                                {VLFilesPaging, VLStateOfflinePagingFile}};
     std::vector<Step> steps;
     for (const Pass& pass : kPasses) {
         if ((fileTypes & pass.bit) != 0) {
@@ -228,7 +224,7 @@ HRESULT Machine::RunSchedule(std::wstring_view name, Time now)
             Analyze(drive, now);
             break;
         case ScheduledWork::Defragment:
-            OptimizeOnline(drive, 0, now);
+            OptimizeOnline(drive, VLModeTierWeave, now);
             break;
         case ScheduledWork::Nothing:
             break;
@@ -267,14 +263,14 @@ void Machine::Start(DriveIndex drive, std::optional<RecordedWork> work, const st
     Time end = now;
     for (const Step& step : steps) {
         end += step.length;
-        legs.push_back({Code(step.state), end});
+        legs.push_back({step.state, end});
     }
-    legs.push_back({Code(DriveState::Done), end + setups_[drive].times.done});
+    legs.push_back({VLStateDone, end + setups_[drive].times.done});
 
     const std::scoped_lock guard(lock_);
     Activity& activity = activities_[drive];
     activity.legs = std::move(legs);
-    activity.stateAfter = Code(DriveState::Idle);
+    activity.stateAfter = VLStateIdle;
     activity.work = work;
     activity.workEnd = end;
 }
@@ -284,7 +280,7 @@ void Machine::Stop(DriveIndex drive)
     const std::scoped_lock guard(lock_);
     Activity& activity = activities_[drive];
     activity.legs.clear();
-    activity.stateAfter = Code(DriveState::Idle);
+    activity.stateAfter = VLStateIdle;
     activity.work.reset();
 }
 
@@ -340,10 +336,10 @@ void Machine::Forget(DriveIndex drive, const FinishedWork& work)
 // Replaces the mask of the configured file types by the drive's own; a mask must name a file type and nothing else.
 HRESULT Machine::EffectiveTypes(DriveIndex drive, std::uint32_t& fileTypes) const
 {
-    if (fileTypes == kConfiguredFileTypes) {
+    if (fileTypes == VLFilesConfigured) {
         fileTypes = setups_[drive].offlineTypes;
     }
-    return fileTypes != 0 && (fileTypes & ~kAllFileTypes) == 0 ? S_OK : E_INVALIDARG;
+    return fileTypes != 0 && (fileTypes & ~static_cast<std::uint32_t>(VLFilesAll)) == 0 ? S_OK : E_INVALIDARG;
 }
 
 } // namespace sim

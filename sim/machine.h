@@ -4,6 +4,8 @@
 #include "results.h"
 #include "scenario.h"
 
+#include "engine/engine_contract.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -16,24 +18,6 @@
 #include <vector>
 
 namespace sim {
-
-// The states of a drive that the engine itself brings about; a scenario may show any number.
-enum class DriveState : std::uint32_t {
-    Idle = 0,
-    Analyzing = 1,
-    Defragmenting = 2,
-    OfflineDirectories = 4,
-    OfflineSystemFiles = 5,
-    OfflinePagingFile = 6,
-    Done = 7,
-};
-
-// The modes of an online optimisation are 0 to this.
-constexpr std::int32_t kLastOnlineMode = 4;
-
-// Bits of a file-type mask, and the mask that stands for the drive's configured one.
-constexpr std::uint32_t kAllFileTypes = 7;
-constexpr std::uint32_t kConfiguredFileTypes = 4096;
 
 // A drive's place in the engine's list.
 using DriveIndex = std::size_t;
@@ -139,7 +123,7 @@ private:
     };
 
     struct Step {
-        DriveState state;
+        VLDriveState state;
         std::chrono::milliseconds length;
     };
 

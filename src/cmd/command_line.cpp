@@ -1,6 +1,5 @@
 #include "cmd/command_line.h"
 
-#include "engine/Operations.h"
 #include "engine/drive_spec.h"
 #include "win/result_code.h"
 
@@ -14,50 +13,17 @@ constexpr const wchar_t* kFlags[] = {kAllDrivesSwitch, L"/w", L"/wait", L"/all",
 constexpr const wchar_t* kValueSwitches[] = {kComputerSwitch};
 constexpr const wchar_t* kWaitFlags[] = {L"/w", L"/wait"};
 
-struct CommandWords {
-    CommandCode code;
-    const wchar_t* shortWord;
-    const wchar_t* longWord; // null where there is none
-};
-
-constexpr CommandWords kCommands[] = {
-    {CommandCode::Status, L"/st", L"/status"},
-    {CommandCode::DefragOnly, L"/dol", L"/DefragOnly"},
-    {CommandCode::TierWeave, L"/tw", L"/TierWeave"},
-    {CommandCode::ConsolidateFreeSpace, L"/cfs", L"/ConsolidateFreeSpace"},
-    {CommandCode::SsdOptimize, L"/ssd", L"/SSDOptimize"},
-    {CommandCode::PrepForShrink, L"/prep", L"/PrepForShrink"},
-    {CommandCode::Offline, L"/of", L"/offline"},
-    {CommandCode::DefragFiles, L"/df", L"/DefragFiles"},
-    {CommandCode::Analyze, L"/an", L"/analyze"},
-    {CommandCode::StatAnalyze, L"/sta", L"/stat-analyze"},
-    {CommandCode::StatOnline, L"/sto", L"/stat-online"},
-    {CommandCode::StatOffline, L"/stf", L"/stat-offline"},
-    {CommandCode::Stop, L"/stp", L"/stop"},
-    {CommandCode::ScheduleBoot, L"/sb", L"/schedboot"},
-    {CommandCode::CancelBootTime, L"/cb", L"/CancelBootTime"},
-    {CommandCode::RunSchedule, L"/rs", L"/runschedule"},
-    {CommandCode::QueryFileById, L"/id", L"/QueryFileById"},
-    {CommandCode::SupportInformation, L"/si", L"/SupportInformation"},
-    {CommandCode::Help, L"/?", nullptr},
-};
-
 struct PassFlag {
     const wchar_t* flag;
     std::uint32_t fileTypes;
 };
 
 constexpr PassFlag kPassFlags[] = {
-    {L"/d", kDirectories},
-    {L"/s", kSystemFiles},
-    {L"/p", kPagingFile},
-    {L"/all", kDirectories | kSystemFiles | kPagingFile},
+    {L"/d", VLFilesDirectories},
+    {L"/s", VLFilesSystem},
+    {L"/p", VLFilesPaging},
+    {L"/all", VLFilesAll},
 };
-
-bool IsWord(const std::wstring& word, const wchar_t* spelling)
-{
-    return spelling != nullptr && _wcsicmp(word.c_str(), spelling) == 0;
-}
 
 // Appends the words after the command that are accepted.
 template <typename Accept>
@@ -111,20 +77,6 @@ bool Parse(CommandLine& commandLine, int argc, wchar_t** argv)
     return true;
 }
 
-CommandCode GetCommandCode(const CommandLine& commandLine)
-{
-    if (commandLine.words.empty()) {
-        return CommandCode::None;
-    }
-    const std::wstring& word = commandLine.words.front();
-    for (const CommandWords& command : kCommands) {
-        if (IsWord(word, command.shortWord) || IsWord(word, command.longWord)) {
-            return command.code;
-        }
-    }
-    return CommandCode::None;
-}
-
 bool HasFlag(const CommandLine& commandLine, const std::wstring& switchText)
 {
     return commandLine.presentFlags.contains(switchText);
@@ -155,7 +107,10 @@ std::uint32_t GetOfflinePassMask(const CommandLine& commandLine)
             mask |= pass.fileTypes;
         }
     }
-    return mask == 0 ? kConfiguredFileTypes : mask;
+    if (mask == 0) {
+        return VLFilesConfigured;
+    }
+    return mask;
 }
 
 void GetComputerName(const CommandLine& commandLine, std::wstring& computer)
@@ -190,8 +145,8 @@ Result ResolveDrives(const CommandLine& commandLine, const std::wstring& compute
         return collected;
     }
     win::ComPtr<IVLAgent> agent;
-    if (const HRESULT connection = ConnectToAgent(computer, &agent); connection != S_OK) {
-        return win::ResultOf(win::HResultFromWin32(connection));
+    if (const HRESULT connection = ConnectToAgent(computer, &agent); FAILED(connection)) {
+        return win::ResultOf(connection);
     }
     return win::ResultOf(MatchDrives(*agent, RequestedDrives(words), drives));
 }

@@ -28,30 +28,6 @@ struct CommandLine {
     SwitchValues optionValues; // the last value of each value switch
 };
 
-// What the first word asks for.
-enum class CommandCode : std::uint32_t {
-    None = 0,
-    Status = 1,
-    DefragOnly = 2,
-    TierWeave = 3,
-    ConsolidateFreeSpace = 4,
-    SsdOptimize = 5,
-    PrepForShrink = 6,
-    Offline = 7,
-    DefragFiles = 8,
-    Analyze = 9,
-    StatAnalyze = 10,
-    StatOnline = 11,
-    StatOffline = 12,
-    Stop = 13,
-    ScheduleBoot = 14,
-    CancelBootTime = 15,
-    RunSchedule = 16,
-    QueryFileById = 17,
-    SupportInformation = 18,
-    Help = 19,
-};
-
 // The switches of the command line.
 inline constexpr wchar_t kAllDrivesSwitch[] = L"/alldrives";
 inline constexpr wchar_t kComputerSwitch[] = L"/c";
@@ -62,9 +38,6 @@ void RegisterSwitches(CommandLine& commandLine);
 // Sorts the words of argv, from the second on, into flags, option values and words. A value is taken as it stands, even
 // when it looks like a switch. False when a value switch is the last word.
 [[nodiscard]] bool Parse(CommandLine& commandLine, int argc, wchar_t** argv);
-
-// The command that the first word names, in either spelling and any case.
-[[nodiscard]] CommandCode GetCommandCode(const CommandLine& commandLine);
 
 // Whether the switch was given.
 [[nodiscard]] bool HasFlag(const CommandLine& commandLine, const std::wstring& switchText);
@@ -78,7 +51,7 @@ void RegisterSwitches(CommandLine& commandLine);
 // Whether the command is to wait until its operation has completed: "/w" or "/wait".
 [[nodiscard]] bool HasWaitFlag(const CommandLine& commandLine);
 
-// The file types that "/d", "/s", "/p" and "/all" ask for; kConfiguredFileTypes when none was given.
+// The file types that "/d", "/s", "/p" and "/all" ask for; VLFilesConfigured when none was given.
 [[nodiscard]] std::uint32_t GetOfflinePassMask(const CommandLine& commandLine);
 
 // The target computer: the value of "/c", else a last word like "\\SRV1", kept whole; empty for the local computer.

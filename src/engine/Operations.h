@@ -18,21 +18,6 @@
 
 // --- Runs: analysis and optimisation, one thread per drive ---
 
-// How the engine optimises a drive online; the numbers are the engine's.
-enum class OnlineMode : std::int32_t {
-    TierWeave = 0,
-    DefragOnly = 1,
-    ConsolidateFreeSpace = 2,
-    PrepForShrink = 3,
-    SsdOptimize = 4,
-};
-
-// The file types of an offline pass; the numbers are the engine's.
-inline constexpr std::uint32_t kDirectories = 1;
-inline constexpr std::uint32_t kSystemFiles = 2;
-inline constexpr std::uint32_t kPagingFile = 4;
-inline constexpr std::uint32_t kConfiguredFileTypes = 4096; // whatever is configured for the drive
-
 // One drive of an analysis, or of zeroing free space.
 struct DriveJob {
     std::wstring computer;
@@ -43,23 +28,23 @@ struct DriveJob {
 // One drive of an optimisation.
 struct OptimizeJob : DriveJob {
     bool online = true; // else the offline pass of system files
-    OnlineMode mode = OnlineMode::TierWeave;
-    std::uint32_t fileTypes = kConfiguredFileTypes; // of the offline pass
+    VLOnlineMode mode = VLModeTierWeave;
+    std::uint32_t fileTypes = VLFilesConfigured; // of the offline pass
 };
 
 // Starts the work on every drive, each on a thread of its own, and returns when all threads have ended. Analysing and
-// zeroing return the result of the last drive in the list that failed, 0 when none did; an optimisation returns 0
-// whatever its drives returned. A drive whose thread cannot be started has no part in it.
-[[nodiscard]] Result AnalyzeDrives(const std::wstring& computer, const DriveList& drives, bool wait);
+// zeroing fail when a drive failed, with the last result in list order that is not 0, or 0 where none is; an
+// optimisation returns 0 whatever its drives returned. A drive whose thread cannot be started has no part in it.
+[[nodiscard]] Failure AnalyzeDrives(const std::wstring& computer, const DriveList& drives, bool wait);
 [[nodiscard]] Result OptimizeDrives(const DriveList& drives, const OptimizeJob& settings);
-[[nodiscard]] Result ZeroFreeSpaceOnDrives(const std::wstring& computer, const DriveList& drives, bool wait);
+[[nodiscard]] Failure ZeroFreeSpaceOnDrives(const std::wstring& computer, const DriveList& drives, bool wait);
 
-// The work on one drive, on the calling thread, which is in a COM apartment. Each returns 0, kConnectionFailed, or the
+// The work on one drive, on the calling thread, which is in a COM apartment. Each fails with kConnectionFailed or the
 // low 16 bits of a failing engine call. A refused rights check is kNotPermitted for an analysis; an offline pass that
-// cannot run now is scheduled for the next boot and gives kScheduledForBoot.
-[[nodiscard]] Result AnalyzeDrive(const DriveJob& job);
-[[nodiscard]] Result OptimizeDrive(const OptimizeJob& job);
-[[nodiscard]] Result ZeroFreeSpaceOnDrive(const DriveJob& job);
+// cannot run now is scheduled for the next boot and ends with kScheduledForBoot.
+[[nodiscard]] Failure AnalyzeDrive(const DriveJob& job);
+[[nodiscard]] Failure OptimizeDrive(const OptimizeJob& job);
+[[nodiscard]] Failure ZeroFreeSpaceOnDrive(const DriveJob& job);
 
 // Polls the drive every five seconds until it is idle after having been busy, or has been idle for twelve polls, within
 // which the engine takes up its work. Returns S_OK then; the HRESULT of a failing GetDrive or GetState; with StopEvent

@@ -84,19 +84,18 @@ HRESULT ReportConnectFailure(const std::wstring& computer, HRESULT failure)
     return failure;
 }
 
-HRESULT RequestAccess(IVLAgent& agent)
+Result CheckAccess(IVLAgent& agent, HRESULT* refusal)
 {
     ULONG rights = 0;
     const HRESULT result = agent.CheckAccess(&rights);
-    if (FAILED(result)) {
-        PrintMessage(kAccessDenied);
+    if (SUCCEEDED(result)) {
+        return kSuccess;
     }
-    return result;
-}
-
-Result CheckAccess(IVLAgent& agent)
-{
-    return FAILED(RequestAccess(agent)) ? kNotPermitted : kSuccess;
+    if (refusal != nullptr) {
+        *refusal = result;
+    }
+    PrintMessage(kAccessDenied);
+    return kNotPermitted;
 }
 
 HRESULT GetDrive(IVLAgent& agent, std::wstring_view name, win::ComPtr<IVLDrive>& drive)

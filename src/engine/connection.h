@@ -25,12 +25,9 @@
 // Returns the HRESULT unchanged.
 HRESULT ReportConnectFailure(const std::wstring& computer, HRESULT failure);
 
-// Asks the engine whether the caller may use it. On failure the refusal has been printed and the engine's HRESULT is
-// returned.
-[[nodiscard]] HRESULT RequestAccess(IVLAgent& agent);
-
-// RequestAccess as the result of an operation: 0 or kNotPermitted.
-[[nodiscard]] Result CheckAccess(IVLAgent& agent);
+// Asks the engine whether the caller may use it. Returns 0; or kNotPermitted, after the refusal has been printed, and
+// the engine's HRESULT in refusal.
+[[nodiscard]] Result CheckAccess(IVLAgent& agent, HRESULT* refusal = nullptr);
 
 // The engine's drive of a name; a success without a drive counts as E_POINTER.
 [[nodiscard]] HRESULT GetDrive(IVLAgent& agent, std::wstring_view name, win::ComPtr<IVLDrive>& drive);

@@ -37,7 +37,7 @@ Result ListAllDrives(const std::wstring& computer, DriveList& names)
     return win::CodeOf(walk);
 }
 
-Result FindVolumeIdentity(const std::wstring& computer, std::wstring_view typedDrive, std::wstring& identity)
+Failure FindVolumeIdentity(const std::wstring& computer, std::wstring_view typedDrive, std::wstring& identity)
 {
     identity.clear();
     win::ComPtr<IVLAgent> agent;
@@ -57,7 +57,7 @@ Result FindVolumeIdentity(const std::wstring& computer, std::wstring_view typedD
     if (FAILED(walk)) {
         return win::CodeOf(walk);
     }
-    return found ? kSuccess : kNotMatched;
+    return found ? Failure() : kNotMatched;
 }
 
 RequestedDrives::RequestedDrives(const DriveList& words)

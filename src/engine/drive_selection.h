@@ -23,9 +23,9 @@ using DriveVisit = std::function<bool(std::wstring_view identity, IVLDrive& driv
 [[nodiscard]] Result ListAllDrives(const std::wstring& computer, DriveList& names);
 
 // The engine's identity of the drive that the user typed, compared in its converted form (ConvertDriveSpec) without
-// regard to case. Returns 0, the connection's HRESULT, kNotMatched, or the low 16 bits of a failing engine call.
-[[nodiscard]] Result FindVolumeIdentity(const std::wstring& computer, std::wstring_view typedDrive,
-                                        std::wstring& identity);
+// regard to case. Fails with the connection's HRESULT, kNotMatched, or the low 16 bits of a failing engine call.
+[[nodiscard]] Failure FindVolumeIdentity(const std::wstring& computer, std::wstring_view typedDrive,
+                                         std::wstring& identity);
 
 // Drive words as the user typed them, ready to be compared with the engine's names.
 class RequestedDrives {

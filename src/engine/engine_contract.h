@@ -15,15 +15,3 @@
 {
     return __uuidof(VLService);
 }
-
-// What IVLDrive::GetState tells.
-enum class DriveState : ULONG {
-    Idle = 0,
-    Analyzing = 1,
-    Defragmenting = 2,
-    OfflineVerify = 3,
-    OfflineDirectories = 4,
-    OfflineSystemFiles = 5,
-    OfflinePageFile = 6,
-    Done = 7,
-};

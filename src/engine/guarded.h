@@ -5,10 +5,10 @@
 #include <new>
 #include <stdexcept>
 
-// Runs work() where no exception may pass: at the top of a thread and of the process. Returns its result, or
+// Runs work() where no exception may pass: at the top of a thread and of the process. Returns its Result or Failure, or
 // kOutOfMemory when memory ran out; a text longer than any memory counts as that, too.
 template <typename Work>
-[[nodiscard]] Result Guarded(Work work) noexcept
+[[nodiscard]] auto Guarded(Work work) noexcept -> decltype(work())
 {
     try {
         return work();

@@ -4,18 +4,19 @@
 #include <array>
 #include <cstddef>
 
-std::vector<Result> JobThreads::Finish()
+Failure JobThreads::Finish()
 {
     WaitForAll();
-    std::vector<Result> results;
-    results.reserve(threads_.size());
-    for (win::KernelHandle& thread : threads_) {
+    Result last = kSuccess;
+    for (const win::KernelHandle& thread : threads_) {
         DWORD exitCode = kSuccess;
         GetExitCodeThread(thread.Get(), &exitCode);
-        results.push_back(exitCode);
+        if (exitCode != kSuccess) {
+            last = exitCode;
+        }
     }
     threads_.clear();
-    return results;
+    return anyFailed_ ? Failure(last) : std::nullopt;
 }
 
 void JobThreads::WaitForAll() const

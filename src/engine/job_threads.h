@@ -6,6 +6,7 @@
 #include "win/owner.h"
 #include "win/result_code.h"
 
+#include <atomic>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -22,34 +23,48 @@ public:
     JobThreads& operator=(const JobThreads&) = delete;
     JobThreads& operator=(JobThreads&&) = delete;
 
-    // Starts a thread that enters the multithreaded COM apartment, runs the job and owns it. Its exit code is the job's
-    // result; the low 16 bits of CoInitializeEx's failure, and then the job is not run; kOutOfMemory when memory runs
-    // out on it. Nothing happens when the thread cannot be created.
-    template <typename Job, Result (*Run)(const Job&)>
-    void Start(std::unique_ptr<const Job> job)
+    // Starts a thread that enters the multithreaded COM apartment and runs the job. Its exit code is 0 or the result of
+    // the job's failure; the low 16 bits of CoInitializeEx's failure, and then the job is not run; kOutOfMemory when
+    // memory runs out on it. Nothing happens when the thread cannot be created.
+    template <typename Job, Failure (*Run)(const Job&)>
+    void Start(const Job& job)
     {
-        win::KernelHandle thread(CreateThread(nullptr, 0, &Routine<Job, Run>, const_cast<Job*>(job.get()), 0, nullptr));
+        auto work = std::make_unique<Work<Job>>(Work<Job>{job, anyFailed_});
+        win::KernelHandle thread(CreateThread(nullptr, 0, &Routine<Job, Run>, work.get(), 0, nullptr));
         if (thread) {
-            static_cast<void>(job.release());
+            static_cast<void>(work.release());
             threads_.push_back(std::move(thread));
         }
     }
 
-    // Waits until all threads have ended; returns their exit codes in the order in which they were started.
-    [[nodiscard]] std::vector<Result> Finish();
+    // Waits until all threads have ended. Fails when one of them failed, with the last exit code that is not 0, in the
+    // order in which they were started; with 0 where none is.
+    [[nodiscard]] Failure Finish();
 
 private:
-    template <typename Job, Result (*Run)(const Job&)>
+    // What a thread owns.
+    template <typename Job>
+    struct Work {
+        const Job job;
+        std::atomic<bool>& anyFailed;
+    };
+
+    template <typename Job, Failure (*Run)(const Job&)>
     static DWORD WINAPI Routine(void* parameter) noexcept
     {
-        const std::unique_ptr<const Job> job(static_cast<const Job*>(parameter));
-        return Guarded([&job] {
+        const std::unique_ptr<Work<Job>> work(static_cast<Work<Job>*>(parameter));
+        const Failure failure = Guarded([&work] {
             const win::ComApartment apartment;
-            return FAILED(apartment.Result()) ? win::CodeOf(apartment.Result()) : Run(*job);
+            return FAILED(apartment.Result()) ? win::CodeOf(apartment.Result()) : Run(work->job);
         });
+        if (failure) {
+            work->anyFailed = true;
+        }
+        return failure.value_or(kSuccess);
     }
 
     void WaitForAll() const;
 
+    std::atomic<bool> anyFailed_ = false; // an exit code of 0 may be that of a failure
     std::vector<win::KernelHandle> threads_;
 };

@@ -7,12 +7,13 @@
 #include "win/system.h"
 #include "win/text.h"
 
-Result ConnectWithAccess(const std::wstring& computer, win::ComPtr<IVLAgent>& agent)
+Failure ConnectAndCheckAccess(const std::wstring& computer, win::ComPtr<IVLAgent>& agent)
 {
     if (const HRESULT connection = ConnectToAgent(computer, &agent); FAILED(connection)) {
         return win::ResultOf(connection);
     }
-    return CheckAccess(*agent);
+    const Result access = CheckAccess(*agent);
+    return access == kSuccess ? Failure() : access;
 }
 
 HRESULT GetMountPoint(IVLDrive& drive, std::wstring& mountPoint)

@@ -14,8 +14,8 @@ struct OpenedDrive {
     std::wstring mountPoint;
 };
 
-// Connects to the agent and asks for the right to use it. Returns 0, the connection's HRESULT, or kNotPermitted.
-[[nodiscard]] Result ConnectWithAccess(const std::wstring& computer, win::ComPtr<IVLAgent>& agent);
+// Connects to the agent and makes the rights check. Fails with the connection's HRESULT or kNotPermitted.
+[[nodiscard]] Failure ConnectAndCheckAccess(const std::wstring& computer, win::ComPtr<IVLAgent>& agent);
 
 // The drive's mount point as the engine shows it.
 [[nodiscard]] HRESULT GetMountPoint(IVLDrive& drive, std::wstring& mountPoint);

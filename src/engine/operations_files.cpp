@@ -56,9 +56,9 @@ Result ShowFileNameById(const std::wstring& computer, const std::wstring& drive,
         return kBadCommandData;
     }
     std::wstring volume;
-    if (const Result lookup = FindVolumeIdentity(computer, drive, volume); lookup != kSuccess) {
+    if (const Failure failure = FindVolumeIdentity(computer, drive, volume)) {
         PrintMessage(kNoVolume, {drive});
-        return lookup;
+        return *failure;
     }
     win::ComPtr<IVLAgent> agent;
     if (const HRESULT connection = ConnectToAgent(computer, &agent); FAILED(connection)) {

@@ -39,14 +39,14 @@ Result ReportRequest(const OpenedDrive& opened, HRESULT result, const Message& d
 Result ScheduleBootTime(const std::wstring& computer, const std::wstring& drive, std::uint32_t fileTypes)
 {
     OpenedDrive opened;
-    if (const Result result = ConnectWithAccess(computer, opened.agent); result != kSuccess) {
-        return result;
+    if (const Failure failure = ConnectAndCheckAccess(computer, opened.agent)) {
+        return *failure;
     }
     if (FAILED(OpenDrive(drive, opened))) {
         return kEngineCallFailed;
     }
     ULONG mask = fileTypes;
-    if (mask == kConfiguredFileTypes && FAILED(opened.drive->GetOfflineFileTypes(&mask))) {
+    if (mask == VLFilesConfigured && FAILED(opened.drive->GetOfflineFileTypes(&mask))) {
         return kEngineCallFailed;
     }
     if (mask == 0) {
@@ -60,8 +60,8 @@ Result ScheduleBootTime(const std::wstring& computer, const std::wstring& drive,
 Result CancelBootTime(const std::wstring& computer, const std::wstring& drive)
 {
     OpenedDrive opened;
-    if (const Result result = ConnectWithAccess(computer, opened.agent); result != kSuccess) {
-        return result;
+    if (const Failure failure = ConnectAndCheckAccess(computer, opened.agent)) {
+        return *failure;
     }
     if (FAILED(OpenDrive(drive, opened))) {
         return kEngineCallFailed;
@@ -72,8 +72,8 @@ Result CancelBootTime(const std::wstring& computer, const std::wstring& drive)
 Result StopDrive(const std::wstring& computer, const std::wstring& drive)
 {
     OpenedDrive opened;
-    if (const Result result = ConnectWithAccess(computer, opened.agent); result != kSuccess) {
-        return result;
+    if (const Failure failure = ConnectAndCheckAccess(computer, opened.agent)) {
+        return *failure;
     }
     if (const HRESULT result = OpenDrive(drive, opened); FAILED(result)) {
         return win::CodeOf(result);
@@ -88,8 +88,8 @@ Result StopDrive(const std::wstring& computer, const std::wstring& drive)
 Result StopAllDrives(const std::wstring& computer)
 {
     win::ComPtr<IVLAgent> agent;
-    if (const Result result = ConnectWithAccess(computer, agent); result != kSuccess) {
-        return result;
+    if (const Failure failure = ConnectAndCheckAccess(computer, agent)) {
+        return *failure;
     }
     const HRESULT stopped = agent->StopAll();
     if (FAILED(stopped)) {

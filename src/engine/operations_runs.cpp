@@ -5,8 +5,6 @@
 #include "engine/stop_event.h"
 #include "messages/console_output.h"
 
-#include <algorithm>
-
 namespace {
 
 // What a job prints, and the line that its failures carry; a negative line is left out of the error text.
@@ -62,13 +60,14 @@ constexpr int kIdleAllowance = 11;
 enum class AccessRefusal { NotPermitted, EngineFailure };
 
 // Connects, checks access and opens the job's drive; each failure has been printed.
-Result OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal refusal, OpenedDrive& opened)
+Failure OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal refusal, OpenedDrive& opened)
 {
     if (FAILED(ConnectToAgent(job.computer, &opened.agent))) {
         return kConnectionFailed;
     }
-    if (const HRESULT access = RequestAccess(*opened.agent); FAILED(access)) {
-        return refusal == AccessRefusal::NotPermitted ? kNotPermitted : win::CodeOf(access);
+    HRESULT denied = S_OK;
+    if (const Result access = CheckAccess(*opened.agent, &denied); access != kSuccess) {
+        return refusal == AccessRefusal::NotPermitted ? access : win::CodeOf(denied);
     }
     if (const HRESULT result = GetDrive(*opened.agent, job.drive, opened.drive); FAILED(result)) {
         return ReportFailure(kNoDrive, result, text.driveLine);
@@ -76,11 +75,11 @@ Result OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal refu
     if (const HRESULT result = GetMountPoint(*opened.drive, opened.mountPoint); FAILED(result)) {
         return ReportFailure(kNoMountPoint, result, text.mountPointLine);
     }
-    return kSuccess;
+    return std::nullopt;
 }
 
 // Reports how the work started; when the job waits, waits and reports its end.
-Result FollowJob(const DriveJob& job, const JobText& text, const OpenedDrive& opened, HRESULT started)
+Failure FollowJob(const DriveJob& job, const JobText& text, const OpenedDrive& opened, HRESULT started)
 {
     if (FAILED(started)) {
         return ReportFailure(text.failed, started, text.failedLine);
@@ -91,10 +90,10 @@ Result FollowJob(const DriveJob& job, const JobText& text, const OpenedDrive& op
         static_cast<void>(WaitForDriveIdle(*opened.agent, job.drive));
         PrintMessage(text.completed);
     }
-    return kSuccess;
+    return std::nullopt;
 }
 
-Result OptimizeOffline(const OptimizeJob& job, const OpenedDrive& opened)
+Failure OptimizeOffline(const OptimizeJob& job, const OpenedDrive& opened)
 {
     if (FAILED(opened.agent->PrepareOffline(opened.drive.Get(), kPrepareOfflineReserved))) {
         // Whether the scheduling succeeded has been printed there; this drive's part ends here either way.
@@ -105,32 +104,25 @@ Result OptimizeOffline(const OptimizeJob& job, const OpenedDrive& opened)
     return FollowJob(job, kOfflineText, opened, opened.agent->OptimizeOffline(opened.drive.Get(), job.fileTypes));
 }
 
-// Runs a job like the settings on every drive; returns the drives' results in list order.
-template <typename Job, Result (*Run)(const Job&)>
-std::vector<Result> RunBatch(const DriveList& drives, const Job& settings)
+// Runs a job like the settings on every drive; how it failed is told by the drives in list order.
+template <typename Job, Failure (*Run)(const Job&)>
+Failure RunBatch(const DriveList& drives, Job settings)
 {
     JobThreads threads(drives.size());
     for (const std::wstring& drive : drives) {
-        auto job = std::make_unique<Job>(settings);
-        job->drive = drive;
-        threads.Start<Job, Run>(std::move(job));
+        settings.drive = drive;
+        threads.Start<Job, Run>(settings);
     }
-    std::vector<Result> results = threads.Finish();
+    const Failure failure = threads.Finish();
     SendRefreshNotice(settings.computer);
-    return results;
-}
-
-Result LastFailure(const std::vector<Result>& results)
-{
-    const auto last = std::find_if(results.rbegin(), results.rend(), [](Result r) { return r != kSuccess; });
-    return last == results.rend() ? kSuccess : *last;
+    return failure;
 }
 
 } // namespace
 
-Result AnalyzeDrives(const std::wstring& computer, const DriveList& drives, bool wait)
+Failure AnalyzeDrives(const std::wstring& computer, const DriveList& drives, bool wait)
 {
-    return LastFailure(RunBatch<DriveJob, AnalyzeDrive>(drives, {computer, {}, wait}));
+    return RunBatch<DriveJob, AnalyzeDrive>(drives, {computer, {}, wait});
 }
 
 Result OptimizeDrives(const DriveList& drives, const OptimizeJob& settings)
@@ -140,39 +132,38 @@ Result OptimizeDrives(const DriveList& drives, const OptimizeJob& settings)
     return kSuccess;
 }
 
-Result ZeroFreeSpaceOnDrives(const std::wstring& computer, const DriveList& drives, bool wait)
+Failure ZeroFreeSpaceOnDrives(const std::wstring& computer, const DriveList& drives, bool wait)
 {
-    return LastFailure(RunBatch<DriveJob, ZeroFreeSpaceOnDrive>(drives, {computer, {}, wait}));
+    return RunBatch<DriveJob, ZeroFreeSpaceOnDrive>(drives, {computer, {}, wait});
 }
 
-Result AnalyzeDrive(const DriveJob& job)
+Failure AnalyzeDrive(const DriveJob& job)
 {
     OpenedDrive opened;
-    if (const Result result = OpenJobDrive(job, kAnalyzeText, AccessRefusal::NotPermitted, opened);
-        result != kSuccess) {
-        return result;
+    if (const Failure failure = OpenJobDrive(job, kAnalyzeText, AccessRefusal::NotPermitted, opened)) {
+        return failure;
     }
     return FollowJob(job, kAnalyzeText, opened, opened.agent->Analyze(opened.drive.Get()));
 }
 
-Result OptimizeDrive(const OptimizeJob& job)
+Failure OptimizeDrive(const OptimizeJob& job)
 {
     const JobText& text = job.online ? kOnlineText : kOfflineText;
     OpenedDrive opened;
-    if (const Result result = OpenJobDrive(job, text, AccessRefusal::EngineFailure, opened); result != kSuccess) {
-        return result;
+    if (const Failure failure = OpenJobDrive(job, text, AccessRefusal::EngineFailure, opened)) {
+        return failure;
     }
     if (!job.online) {
         return OptimizeOffline(job, opened);
     }
-    return FollowJob(job, text, opened, opened.agent->OptimizeOnline(opened.drive.Get(), static_cast<LONG>(job.mode)));
+    return FollowJob(job, text, opened, opened.agent->OptimizeOnline(opened.drive.Get(), job.mode));
 }
 
-Result ZeroFreeSpaceOnDrive(const DriveJob& job)
+Failure ZeroFreeSpaceOnDrive(const DriveJob& job)
 {
     OpenedDrive opened;
-    if (const Result result = OpenJobDrive(job, kZeroText, AccessRefusal::EngineFailure, opened); result != kSuccess) {
-        return result;
+    if (const Failure failure = OpenJobDrive(job, kZeroText, AccessRefusal::EngineFailure, opened)) {
+        return failure;
     }
     return FollowJob(job, kZeroText, opened, opened.agent->ZeroFreeSpace(opened.drive.Get(), kZeroFreeSpaceReserved));
 }
@@ -193,7 +184,7 @@ HRESULT WaitForDriveIdle(IVLAgent& agent, const std::wstring& drive)
         if (const HRESULT result = polled->GetState(&state); FAILED(result)) {
             return result;
         }
-        const bool idle = state == static_cast<ULONG>(DriveState::Idle);
+        const bool idle = state == VLStateIdle;
         if (idle && allowance == 0) {
             return S_OK;
         }

@@ -11,7 +11,7 @@ namespace {
 constexpr Message kDriveName{1376, "Drive name: %1"};
 constexpr Message kStatus{2990, "Status: "};
 
-// By state code.
+// By VLDriveState.
 constexpr Message kStateWords[] = {
     {1934, "Idle"},
     {686, "Analyzing"},
@@ -47,8 +47,8 @@ void PrintDriveStatus(IVLDrive& drive)
 Result ShowDriveStatus(const std::wstring& computer)
 {
     win::ComPtr<IVLAgent> agent;
-    if (const Result result = ConnectWithAccess(computer, agent); result != kSuccess) {
-        return result;
+    if (const Failure failure = ConnectAndCheckAccess(computer, agent)) {
+        return *failure;
     }
     return win::CodeOf(WalkDrives(*agent, [](std::wstring_view, IVLDrive& drive) {
         PrintDriveStatus(drive);

@@ -3,12 +3,17 @@
 #include "win/windows_api.h"
 
 #include <cstdint>
+#include <optional>
 
 // The 32-bit result of an operation, which becomes the exit code: 0, a Windows error number, the low 16 bits of a
 // failing HRESULT, a failing HRESULT whole, or one of the tool's own codes below.
 using Result = std::uint32_t;
 
 inline constexpr Result kSuccess = 0;
+
+// How a step or an operation failed: nothing when it succeeded, else the result that tells of the failure. That result
+// may be 0, because the low 16 bits of a failing HRESULT may be 0; so it never decides whether to go on.
+using Failure = std::optional<Result>;
 
 // An engine call failed after the rights check.
 inline constexpr Result kEngineCallFailed = 0x20000001;

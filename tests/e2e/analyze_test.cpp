@@ -235,6 +235,14 @@ TEST(AnalyzeCommand, WaitsForItsDrivesAndThenReturnsAFailure)
     EXPECT_EQ(std::vector<std::string>(), engine.CallsOf("GetState"));
 }
 
+TEST(AnalyzeCommand, ShowsNoStatisticsOfAnAnalysisThatFailedWithLowBitsOf0)
+{
+    const EngineProcess engine(kDriveC + Failing("Analyze", "0x80070000"));
+    EXPECT_EQ(BannerAnd("Analyze failed due to error " +
+                        ErrorText(0x80070000, "0x80070000 (2147942400)(Operations/#1446)") + "\n"),
+              RunTool({L"/an", L"C:", L"/w"}));
+}
+
 TEST(AnalyzeCommand, GoesOnToTheStatisticsAfterTheWait)
 {
     const SimulatedComputer computer(FastClock() + kDriveC + Failing("GetState", "0x80004005"));

@@ -1,6 +1,6 @@
 #include "expected.h"
 
-#include "support/usage_screen.h"
+#include "support/known_commands.h"
 #include "win/windows_api.h"
 
 #include <algorithm>
@@ -17,6 +17,10 @@ std::wstring SystemText(std::uint32_t failure)
     const DWORD length = FormatMessageW(
         FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, failure,
         MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT), reinterpret_cast<wchar_t*>(text.Put()), 0, nullptr);
+    constexpr std::uint32_t kLowBits = 0xFFFF;
+    if (length == 0 && failure > kLowBits) {
+        return SystemText(failure & kLowBits);
+    }
     if (length == 0) {
         throw std::invalid_argument("the system has no text for the failure of the test");
     }

@@ -22,8 +22,8 @@ namespace e2e {
 // The usage screen.
 [[nodiscard]] std::string UsageScreen();
 
-// What stands in place of an error placeholder: what Windows says of the failure, then the return code as it is
-// written in the test.
+// What stands in place of an error placeholder: what Windows says of the failure, or of its low 16 bits where it does
+// not know the failure, then the return code as it is written in the test.
 [[nodiscard]] std::string ErrorText(std::uint32_t failure, std::string_view returnCode);
 
 // The same as UTF-16, as a console shows it.

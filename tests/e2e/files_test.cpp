@@ -95,6 +95,10 @@ TEST(DefragFilesCommand, TakesFilesForBadOnesWhenTheirDriveCannotBeFound)
         const EngineProcess engine(kScenario + Failing(method, "0x80004005"));
         EXPECT_EQ(BannerAnd(kBadFiles + UsageScreen(), 87), RunTool({L"/df", L"C:\\a.txt"})) << method;
     }
+    // The low 16 bits of this failure are 0.
+    const EngineProcess engine(kScenario + Failing("GetDrive", "0x80040000"));
+    EXPECT_EQ(BannerAnd(kBadFiles + UsageScreen(), 87), RunTool({L"/df", L"C:\\a.txt"}));
+    EXPECT_EQ(std::vector<std::string>(), engine.CallsOf("DefragFile"));
 }
 
 struct FileFailure {
@@ -193,6 +197,7 @@ INSTANTIATE_TEST_SUITE_P(
         FileFailure{"NoDrives", kQuery5, "[engine]\ndrive-list =\n", kNoVolume, 13},
         FileFailure{"GetDriveList", kQuery5, Failing("GetDriveList", "0x80004005"), kNoVolume, 0x4005},
         FileFailure{"GetDrive", kQuery5, Failing("GetDrive", "0x80070005"), kNoVolume, 5},
+        FileFailure{"GetDriveWithLowBitsOf0", kQuery5, Failing("GetDrive", "0x80040000"), kNoVolume, 0},
         FileFailure{"GetDriveName", kQuery5, Failing("GetDriveName", "0x80070005"), kNoVolume, 13},
         FileFailure{"CheckAccess", kQuery5, Failing("CheckAccess", "0x80070015"), kDenied, 0x20000004},
         FileFailure{"UnknownFile",

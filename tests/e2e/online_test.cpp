@@ -77,6 +77,13 @@ INSTANTIATE_TEST_SUITE_P(
                     OnlineFailure{"GetDrive", Failing("GetDrive", "0x80070015", "C:\\", "2"),
                                   "Unable to get drive interface due to error " +
                                       ErrorText(0x80070015, "0x80070015 (2147942421)(Operations/#1488)") + "\n"},
+                    // The low 16 bits of some failures are 0.
+                    OnlineFailure{"GetDriveWithLowBitsOf0", Failing("GetDrive", "0x80040000", "C:\\", "2"),
+                                  "Unable to get drive interface due to error " +
+                                      ErrorText(0x80040000, "0x80040000 (2147745792)(Operations/#1488)") + "\n"},
+                    OnlineFailure{"GetMountPointWithLowBitsOf0", Failing("GetMountPoint", "0x80070000", "C:\\"),
+                                  "Unable to query drive mount point due to error " +
+                                      ErrorText(0x80070000, "0x80070000 (2147942400)(Operations/#1499)") + "\n"},
                     OnlineFailure{"GetMountPoint", Failing("GetMountPoint", "0x80070005", "C:\\"),
                                   "Unable to query drive mount point due to error " +
                                       ErrorText(0x80070005, "0x80070005 (2147942405)(Operations/#1499)") + "\n"},

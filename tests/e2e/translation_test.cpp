@@ -1,6 +1,7 @@
 #include "engine_process.h"
 #include "expected.h"
 #include "registry_value.h"
+#include "support/known_commands.h"
 
 #include <gtest/gtest.h>
 
@@ -9,80 +10,6 @@
 namespace {
 
 using namespace e2e;
-
-constexpr char kNumberedUsageScreen[] =
-    "(-18-)    Usage :\n"
-    "\n"
-    "(-2422-)VLCmd <command> [<command-data>] [<command-flags>] [/c <computer-name>]\n"
-    "\n"
-    "(-3529-)Where:\n"
-    "\n"
-    "(-410-)<command>       - is VLCmd command\n"
-    "(-408-)<command-data>  - data for the command\n"
-    "(-409-)<command-flags> - additional command options\n"
-    "(-411-)<computer-name> - name of the remote computer\n"
-    "\n"
-    "(-750-)Available commands :\n"
-    "\n"
-    "(-506-)1. Drive status\n"
-    "(-2419-)VLCmd /st [/c <computer-name>]\n"
-    "(-2881-)Show status of all drives \n"
-    "\n"
-    "(-518-)2. Defrag drives online\n"
-    "(-2411-)VLCmd /dol|/tw|/cfs  /alldrives|<drive1> <drive2>... [/w] [/c <computer-name>]\n"
-    "(-3528-)Where :\n"
-    "(-136-)/dol - Defragment only\n"
-    "(-158-)/tw  - Tierweave\n"
-    "(-127-)/cfs - Consolidate free space\n"
-    "(-5886-)/ssd - SSD Optimize\n"
-    "(-5887-)/prep - Prep For Shrink\n"
-    "(-122-)/alldrives - perform operation on all drives\n"
-    "(-175-)/w         - wait until operation completes\n"
-    "\n"
-    "(-527-)3. Defrag drives offline\n"
-    "(-2414-)VLCmd /of  /alldrives|<drive1> <drive2>... /all|[ /d][ /s][ /p]   [/w] [/c <computer-name>]\n"
-    "(-3529-)Where:\n"
-    "(-120-)/all - defrag directories, system files and paging file\n"
-    "(-131-)/d   - defrag directories\n"
-    "(-149-)/s   - defrag system files\n"
-    "(-144-)/p   - defrag paging file\n"
-    "\n"
-    "(-529-)4. Defrag files\n"
-    "(-2410-)VLCmd /df <file1> [<file2> ...] [/c <computer-name>]\n"
-    "\n"
-    "(-531-)5. Analyze drive\n"
-    "(-2408-)VLCmd /an  /alldrives|<drive1> <drive2>... [/w] [/c <computer-name>]\n"
-    "\n"
-    "(-535-)6. Show latest statistics\n"
-    "(-2420-)VLCmd /sta|/sto|/stf  /alldrives|<drive1> <drive2>...  [/c <computer-name>]\n"
-    "(-3529-)Where:\n"
-    "(-161-)/sta - statistic of analyze pass\n"
-    "(-169-)/sto - statistic of online  defrag pass\n"
-    "(-167-)/stf - statistic of offline defrag pass\n"
-    "\n"
-    "(-536-)7. Stop the current active operation\n"
-    "(-2421-)VLCmd /stop  /alldrives|<drive1> <drive2>...  [/c <computer-name>]\n"
-    "\n"
-    "(-537-)8. Schedule boottime defrag.\n"
-    "(-2417-)VLCmd /sb  /alldrives|<drive1> <drive2>...  [/c <computer-name>]\n"
-    "\n"
-    "(-538-)9. Cancel bootime defrag.\n"
-    "(-2409-)VLCmd /cb  /alldrives|<drive1> <drive2>...  [/c <computer-name>]\n"
-    "\n"
-    "(-510-)10. Run schedule\n"
-    "(-2416-)VLCmd /rs  <schedule-name> [/c <computer-name>]\n"
-    "\n"
-    "(-512-)11. Query file name by the ID on NTFS drive\n"
-    "(-2413-)VLCmd /id <drive> <id>   [/c <computer-name>]\n"
-    "(-3529-)Where:\n"
-    "(-412-)<drive> - drive letter\n"
-    "(-439-)<id>    - NTFS file ID\n"
-    "\n"
-    "(-515-)12. Show support information\n"
-    "(-2418-)VLCmd /si\n"
-    "\n"
-    "(-516-)13. Display help\n"
-    "(-2407-)VLCmd /?\n";
 
 constexpr std::uint32_t kGerman = 1031;
 constexpr std::uint32_t kJapanese = 1041;
@@ -348,7 +275,8 @@ TEST_F(Translation, IsDoneWithoutWhenItCannotBeOpened)
 TEST_F(Translation, MayShowTheNumbersOfTheMessages)
 {
     SetCoreValue(L"IncludeTransId", std::uint32_t{1});
-    EXPECT_EQ((Outcome{Redirected(std::string("(-2447-)Velundra 14.0\n") + kNumberedUsageScreen), 0}), Run({L"/?"}));
+    EXPECT_EQ((Outcome{Redirected("(-2447-)Velundra 14.0\n" + Narrow(testing_support::kNumberedUsageScreen)), 0}),
+              Run({L"/?"}));
     EXPECT_EQ((Outcome{"(-2447-)Velundra 14.0\r\n(-284-)CD is not a valid DriveName .\r\n", 87}), Run());
     EXPECT_EQ((Outcome{"", 13}), Run({L"/c"}));
 }

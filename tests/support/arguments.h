@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,17 @@ inline CommandLine ParsedLine(const Words& words)
     Arguments arguments(words);
     EXPECT_TRUE(Parse(line, arguments.Count(), arguments.Values()));
     return line;
+}
+
+// The command line of these words, which are separated by blanks.
+inline CommandLine TypedLine(const std::wstring& text)
+{
+    Words words;
+    std::wistringstream stream(text);
+    for (std::wstring word; stream >> word;) {
+        words.push_back(word);
+    }
+    return ParsedLine(words);
 }
 
 } // namespace testing_support

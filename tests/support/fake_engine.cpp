@@ -56,6 +56,9 @@ public:
         HRESULT result = S_OK;
         {
             const std::lock_guard guard(engine.lock_);
+            if (engine.faultByPlace_ && engine.faultByPlace_->first == engine.calls_.size()) {
+                result = engine.faultByPlace_->second;
+            }
             engine.calls_.push_back(call);
             ++engine.counts_[method][arguments];
             onCall = engine.onCall;

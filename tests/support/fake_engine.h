@@ -8,9 +8,11 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace testing_support {
@@ -81,6 +83,8 @@ public:
 
     // Makes a method fail, by its bare name: "GetDrive".
     void Fail(const std::wstring& method, Fault fault);
+    // Makes the call that will stand at this place of Calls(), counted from 0, fail.
+    void FailCallAt(std::size_t place, HRESULT result) { faultByPlace_ = {place, result}; }
     // Makes a method succeed and hand out a null interface or a null string.
     void HandOutNull(const std::wstring& method);
 
@@ -105,6 +109,7 @@ private:
     EngineCalls calls_;
     std::vector<Activation> activations_;
     std::multimap<std::wstring, Fault> faults_;
+    std::optional<std::pair<std::size_t, HRESULT>> faultByPlace_;
     std::map<std::wstring, std::map<std::wstring, int>> counts_; // per method: calls by argument
     std::set<std::wstring> nulls_;
     std::map<std::wstring, std::size_t> statesAsked_;

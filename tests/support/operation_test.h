@@ -9,10 +9,13 @@
 
 #include <functional>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace testing_support {
+
+inline constexpr Failure kSucceeded = std::nullopt;
 
 // A failure of the engine and how the user reads it.
 struct EngineFailure {
@@ -32,6 +35,10 @@ inline constexpr EngineFailure kEngineFailures[] = {
      L"\r\nError text:\r\nThe server name cannot be resolved.\r\nReturn code: 0x80072EE7 (2147954407)"},
     {"known to nobody", static_cast<HRESULT>(0x8004FFFE), 0xFFFE, nullptr,
      L"\r\nError text:\r\nDetailed error text is not available\r\nReturn code: 0x8004FFFE (2147811326)"},
+    {"whose low 16 bits are 0", static_cast<HRESULT>(0x80040000), 0, nullptr,
+     L"\r\nError text:\r\nThe operation completed successfully.\r\n\r\nReturn code: 0x80040000 (2147745792)"},
+    {"of the Windows error 0", static_cast<HRESULT>(0x80070000), 0, nullptr,
+     L"\r\nError text:\r\nThe operation completed successfully.\r\n\r\nReturn code: 0x80070000 (2147942400)"},
 };
 
 // Ground for a test of the engine's operations: an engine with the drive C:, whose mount point is shown as
@@ -41,6 +48,7 @@ protected:
     OperationTest()
     {
         engine.AddDrive(L"C:\\").mountPoint = L"C:\\ (Boot)";
+        tables.system[0] = L"The operation completed successfully.\r\n";
         tables.system[0x80070005] = L"Access is denied.\r\n";
         tables.internet[12007] = L"The server name cannot be resolved.";
         ErrorObject::TakeFromThread();
@@ -76,20 +84,20 @@ protected:
         // printed where it is null.
         const wchar_t* message = nullptr;
         const wchar_t* end = L"";
-        // The result; 0 stands for the low 16 bits of the failure.
-        Result result = 0;
+        // The result; the low 16 bits of the failure unless given.
+        std::optional<Result> result{};
     };
 
     // Runs the operation with the call failing in every kind of way, in front of it all that succeeds, and nothing of
     // the engine called after it.
-    void ExpectFailure(const std::function<Result()>& operation, const FailingCall& call)
+    void ExpectFailure(const std::function<Failure()>& operation, const FailingCall& call)
     {
         const NumberedMessages numbered;
         for (const EngineFailure& failure : kEngineFailures) {
             SCOPED_TRACE(::testing::Message() << ::testing::PrintToString(call.method) << " fails, " << failure.kind);
             FailWith(call.method, failure);
             static_cast<void>(engine.TakeCalls());
-            EXPECT_EQ(call.result == 0 ? failure.code : call.result, operation());
+            EXPECT_EQ(Failure(call.result.value_or(failure.code)), operation());
             EXPECT_EQ(call.message == nullptr ? L"" : call.message + std::wstring(failure.errorText) + call.end,
                       output.Take());
             const EngineCalls calls = engine.TakeCalls();

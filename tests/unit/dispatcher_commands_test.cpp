@@ -1,17 +1,18 @@
 #include "cmd/dispatcher.h"
 
 #include "messages/console_output.h"
+#include "support/arguments.h"
 #include "support/described_files.h"
 #include "support/described_volumes.h"
 #include "support/described_windows.h"
 #include "support/fake_ado.h"
 #include "support/group_policy.h"
 #include "support/installed_program.h"
+#include "support/known_commands.h"
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
 #include "support/standard_output.h"
 #include "support/support_report.h"
-#include "support/usage_screen.h"
 
 #include <gmock/gmock.h>
 
@@ -19,7 +20,6 @@
 #include <functional>
 #include <iterator>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +53,7 @@ constexpr Result kRefused = 536870916;
 
 constexpr auto kNotRegistered = static_cast<HRESULT>(0x80040154);
 constexpr auto kEngineFailure = static_cast<HRESULT>(0x80041234); // low 16 bits 0x1234
+constexpr HRESULT kFailuresWithResult0[] = {static_cast<HRESULT>(0x80040000), static_cast<HRESULT>(0x80070000)};
 
 // --- What the engine is asked ---
 
@@ -66,38 +67,6 @@ EngineCalls operator+(EngineCalls left, const EngineCalls& right)
     left.insert(left.end(), right.begin(), right.end());
     return left;
 }
-
-// Every command with all the data that it needs, and the permission that it asks.
-struct Command {
-    const char* name;
-    const wchar_t* words;
-    std::optional<Permission> permission;
-};
-
-constexpr Command kCommands[] = {
-    {"None", L"", std::nullopt},
-    {"Unknown", L"/bogus C:", std::nullopt},
-    {"Help", L"/?", std::nullopt},
-    {"Status", L"/st", Permission::Status},
-    {"Analyze", L"/an C:", Permission::Analyze},
-    {"DefragOnly", L"/dol C:", Permission::OnlineDefrag},
-    {"TierWeave", L"/tw C:", Permission::OnlineDefrag},
-    {"ConsolidateFreeSpace", L"/cfs C:", Permission::OnlineDefrag},
-    {"SsdOptimize", L"/ssd C:", Permission::OnlineDefrag},
-    {"PrepForShrink", L"/prep C:", Permission::OnlineDefrag},
-    {"Offline", L"/of C:", Permission::OfflineDefrag},
-    {"DefragFiles", L"/df C:\\a.txt", Permission::OnlineDefrag},
-    {"StatAnalyze", L"/sta C:", Permission::Status},
-    {"StatOnline", L"/sto C:", Permission::Status},
-    {"StatOffline", L"/stf C:", Permission::Status},
-    {"Stop", L"/stop C:", Permission::Stop},
-    {"StopAll", L"/stop /alldrives", Permission::Stop},
-    {"ScheduleBoot", L"/sb C:", Permission::BootTimeSchedule},
-    {"CancelBootTime", L"/cb C:", Permission::BootTimeSchedule},
-    {"RunSchedule", L"/rs Nightly", Permission::RunSchedule},
-    {"QueryFileById", L"/id C: 42", std::nullopt},
-    {"SupportInformation", L"/si", std::nullopt},
-};
 
 struct Refusal {
     Permission permission;
@@ -134,23 +103,6 @@ void SetPolicy(const wchar_t* value, std::uint32_t data)
     RegistrySandbox::SetDword(HKEY_CURRENT_USER, kUserPolicyKey, value, data);
 }
 
-// The command line of these words, which are separated by blanks.
-CommandLine Typed(const std::wstring& text)
-{
-    std::vector<std::wstring> words{L"VLCmd"};
-    std::wistringstream stream(text);
-    for (std::wstring word; stream >> word;) {
-        words.push_back(word);
-    }
-    std::vector<wchar_t*> arguments;
-    std::transform(words.begin(), words.end(), std::back_inserter(arguments),
-                   [](std::wstring& word) { return word.data(); });
-    CommandLine line;
-    RegisterSwitches(line);
-    EXPECT_TRUE(Parse(line, static_cast<int>(arguments.size()), arguments.data()));
-    return line;
-}
-
 // Runs commands with an engine whose only drive is C:, unless a test adds more.
 class DispatchedCommand : public EngineTest {
 protected:
@@ -166,7 +118,7 @@ protected:
         threads_ = 0;
         const int registered = notifications.Registered();
         const int unregistered = notifications.Unregistered();
-        const Result result = DispatchCommand(Typed(words));
+        const Result result = DispatchCommand(TypedLine(words));
         EXPECT_EQ("", census.Imbalance());
         EXPECT_EQ(hasMonitor ? 2 : 0, notifications.Registered() - registered);
         EXPECT_EQ(hasMonitor ? 2 : 0, notifications.Unregistered() - unregistered);
@@ -380,6 +332,26 @@ std::vector<CommandCase> SucceedingCommands()
 
 INSTANTIATE_TEST_SUITE_P(Commands, SucceedingCommand, ::testing::ValuesIn(SucceedingCommands()), NameOfCase);
 
+class EachCommand : public DispatchedCommand, public ::testing::WithParamInterface<KnownCommand> {};
+
+TEST_P(EachCommand, PrintsItsText)
+{
+    EXPECT_EQ(0U, Run(GetParam().words));
+    EXPECT_EQ(L"Velundra 14.0\n" + *GetParam().text, output.Text());
+    EXPECT_EQ(kNothingPublished, environment);
+}
+
+std::vector<KnownCommand> CommandsWithText()
+{
+    std::vector<KnownCommand> commands;
+    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands),
+                 [](const KnownCommand& command) { return command.text.has_value(); });
+    return commands;
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, EachCommand, ::testing::ValuesIn(CommandsWithText()),
+                         [](const auto& test) { return test.param.name; });
+
 // --- Failure of the work itself: the result is returned as it is and not published ---
 
 class FailingCommand : public DispatchedCommand, public ::testing::WithParamInterface<CommandCase> {};
@@ -545,7 +517,7 @@ TEST_P(EngineDriveCommand, AsksForPermissionBeforeItLooksForDrives)
 {
     RefuseAllButLaunching();
     const std::wstring words = GetParam();
-    const auto* const command = std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Command& row) {
+    const auto* const command = std::find_if(std::begin(kCommands), std::end(kCommands), [&](const KnownCommand& row) {
         return std::wstring(row.words).starts_with(words + L" ");
     });
     ASSERT_NE(std::end(kCommands), command);
@@ -759,6 +731,16 @@ TEST_F(StatisticsAfterAnalysis, AreNotShownWhereTheAnalysisFailed)
     EXPECT_TRUE(ado.TakeCreations().empty());
 }
 
+TEST_F(StatisticsAfterAnalysis, AreNotShownWhereTheAnalysisFailedWithTheResult0)
+{
+    for (const HRESULT failure : kFailuresWithResult0) {
+        engine.Fail(L"Analyze", {failure});
+        EXPECT_EQ(0U, Run(L"/an c: /w"));
+        EXPECT_THAT(output.Text(), HasSubstr(L"Analyze failed due to error "));
+        EXPECT_TRUE(ado.TakeCreations().empty());
+    }
+}
+
 TEST_F(StatisticsAfterAnalysis, NeedNoPermissionOfTheirOwn)
 {
     Refuse(Permission::Status);
@@ -929,9 +911,17 @@ TEST_F(DefragFilesCommand, TakesAFailingLookUpForABadFile)
               {L"agent.GetDriveList()", L"agent.GetDrive(\\\\?\\Volume{C}\\)"});
 }
 
+TEST_F(DefragFilesCommand, TakesALookUpThatFailsWithTheResult0ForABadFile)
+{
+    for (const HRESULT failure : kFailuresWithResult0) {
+        engine.Fail(L"GetDriveList", {failure});
+        ExpectRun(L"/df C:\\a.txt", 87, kBadFiles, kBadDataPublished, {L"agent.GetDriveList()"});
+    }
+}
+
 // --- Permissions ---
 
-class CommandPermission : public DispatchedCommand, public ::testing::WithParamInterface<Command> {};
+class CommandPermission : public DispatchedCommand, public ::testing::WithParamInterface<KnownCommand> {};
 
 TEST_P(CommandPermission, ToLaunchIsAskedBeforeAnythingElse)
 {
@@ -1053,7 +1043,7 @@ TEST_F(SupportInformation, IsWrittenWhole)
     StandardOutput standardOutput = StandardOutput::Redirected(CP_UTF8);
     {
         const ConsoleOutput console;
-        EXPECT_EQ(0U, DispatchCommand(Typed(L"/si")));
+        EXPECT_EQ(0U, DispatchCommand(TypedLine(L"/si")));
     }
     EXPECT_EQ((std::vector<std::string>{"Velundra 14.0\r\n", bytes}), standardOutput.writes);
 }
@@ -1218,7 +1208,7 @@ INSTANTIATE_TEST_SUITE_P(Commands, WaitingCommand, ::testing::ValuesIn(WaitCases
 
 // --- The target computer ---
 
-class CommandsComputer : public DispatchedCommand, public ::testing::WithParamInterface<Command> {
+class CommandsComputer : public DispatchedCommand, public ::testing::WithParamInterface<KnownCommand> {
 protected:
     // The computers on which the engine was activated; the local one is empty. All activations agree.
     std::vector<std::wstring> Computers() const
@@ -1251,14 +1241,15 @@ TEST_P(CommandsComputer, IsTheLastWordWhenThatLooksLikeOne)
     EXPECT_EQ((std::vector<std::wstring>{L"\\\\SRV2"}), Computers());
 }
 
-std::vector<Command> EngineCommands()
+std::vector<KnownCommand> EngineCommands()
 {
-    std::vector<Command> commands;
-    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands), [](const Command& command) {
-        const std::wstring words = command.words;
-        return !words.starts_with(L"/sta ") && !words.starts_with(L"/sto ") && !words.starts_with(L"/stf ") &&
-               (command.permission || words.starts_with(L"/id"));
-    });
+    std::vector<KnownCommand> commands;
+    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands),
+                 [](const KnownCommand& command) {
+                     const std::wstring words = command.words;
+                     return !words.starts_with(L"/sta ") && !words.starts_with(L"/sto ") &&
+                            !words.starts_with(L"/stf ") && (command.permission || words.starts_with(L"/id"));
+                 });
     return commands;
 }
 
@@ -1382,6 +1373,18 @@ TEST_F(CommandOnSeveralDrives, ReturnsTheLastFailureOfStoppingAndTriesAllDrives)
     EXPECT_EQ(kNothingPublished, environment);
 }
 
+TEST_F(CommandOnSeveralDrives, ReturnsTheLastResultThatIsNot0ThoughALaterDriveFailed)
+{
+    for (const HRESULT failure : kFailuresWithResult0) {
+        FailDrive(L"C:\\", 5);
+        engine.Fail(L"GetMountPoint", {failure, L"D:\\"});
+        EXPECT_EQ(5U, Run(L"/stop C: D: E:"));
+        EXPECT_EQ(L"Velundra 14.0\nDrive E:\\ was stopped.\n", output.Text());
+        EXPECT_EQ(0U, Run(L"/stop D:"));
+        EXPECT_EQ(L"Velundra 14.0\n", output.Text());
+    }
+}
+
 TEST_F(CommandOnSeveralDrives, ReturnsTheLastFailureOfScheduling)
 {
     const auto setFileTypes = [this](std::initializer_list<ULONG> types) {
@@ -1435,7 +1438,7 @@ protected:
 TEST_F(NumberedCommand, RefusesByTheMessageOfThePermission)
 {
     RefuseAllButLaunching();
-    for (const Command& command : kCommands) {
+    for (const KnownCommand& command : kCommands) {
         if (command.permission) {
             const Refusal& refusal = RefusalOf(*command.permission);
             EXPECT_EQ(kRefused, Run(command.words));

@@ -4,9 +4,9 @@
 #include "engine/stop_event.h"
 #include "support/arguments.h"
 #include "support/installed_program.h"
+#include "support/known_commands.h"
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
-#include "support/usage_screen.h"
 
 #include <string>
 #include <vector>

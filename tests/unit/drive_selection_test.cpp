@@ -215,7 +215,9 @@ TEST_F(ListingAllDrives, GivesAnEmptyListOfAnEngineWithoutDrives)
 
 class FindingAVolume : public DriveSelectionTest {
 protected:
-    Result Find(const wchar_t* typed, const wchar_t* computer = L"")
+    static constexpr Failure kFound = std::nullopt;
+
+    Failure Find(const wchar_t* typed, const wchar_t* computer = L"")
     {
         return FindVolumeIdentity(computer, typed, identity);
     }
@@ -230,7 +232,7 @@ TEST_F(FindingAVolume, GivesTheIdentityOfTheTypedDrive)
         const wchar_t* identity;
     } rows[] = {{L"C", kC}, {L"c:", kC}, {L"C:\\", kC}, {L"d", kD}, {L"D:\\Data", kData}, {L"d:\\DATA\\", kData}};
     for (const auto& row : rows) {
-        EXPECT_EQ(0U, Find(row.typed)) << ::testing::PrintToString(row.typed);
+        EXPECT_EQ(kFound, Find(row.typed)) << ::testing::PrintToString(row.typed);
         EXPECT_EQ(row.identity, identity);
     }
     EXPECT_EQ(L"", output.Text());
@@ -241,9 +243,9 @@ TEST_F(FindingAVolume, ComparesWithoutRegardToTheEnginesLetterCase)
     engine.drives.clear();
     engine.AddDrive(L"c:\\");
     engine.AddDrive(L"d:\\R\u00E4ume\\");
-    EXPECT_EQ(0U, Find(L"C:"));
+    EXPECT_EQ(kFound, Find(L"C:"));
     EXPECT_EQ(L"\\\\?\\Volume{c}\\", identity);
-    EXPECT_EQ(0U, Find(L"D:\\R\u00C4UME"));
+    EXPECT_EQ(kFound, Find(L"D:\\R\u00C4UME"));
     EXPECT_EQ(L"\\\\?\\Volume{dR\u00E4ume}\\", identity);
 }
 
@@ -251,18 +253,18 @@ TEST_F(FindingAVolume, ComparesAVolumeGuidInItsConvertedForm)
 {
     engine.drives.push_back({L"volume 4", L"\\\\?\\Volume{abc}", L""});
     engine.drives.push_back({L"volume 5", L"\\\\?\\Volume{def}\\", L""});
-    EXPECT_EQ(0U, Find(L"\\\\?\\Volume{ABC}\\"));
+    EXPECT_EQ(kFound, Find(L"\\\\?\\Volume{ABC}\\"));
     EXPECT_EQ(L"volume 4", identity);
-    EXPECT_EQ(0U, Find(L"{abc}"));
+    EXPECT_EQ(kFound, Find(L"{abc}"));
     EXPECT_EQ(L"volume 4", identity);
     // The converted form has no closing backslash, so a name with one is another name.
-    EXPECT_EQ(13U, Find(L"\\\\?\\Volume{def}\\"));
+    EXPECT_EQ(Failure(13U), Find(L"\\\\?\\Volume{def}\\"));
 }
 
 TEST_F(FindingAVolume, WalksInOrderAndStopsAtTheFirstMatchWithoutARightsCheck)
 {
     UseDriveList(L"\\\\?\\Volume{DData}\\|D:\\|\\\\?\\Volume{D}\\|C:\\");
-    EXPECT_EQ(0U, Find(L"D:"));
+    EXPECT_EQ(kFound, Find(L"D:"));
     EXPECT_EQ(L"D:\\", identity);
     EXPECT_EQ((EngineCalls{L"agent.GetDriveList()", L"agent.GetDrive(\\\\?\\Volume{DData}\\)",
                            L"drive.GetDriveName(D:\\Data\\)", L"agent.GetDrive(D:\\)", L"drive.GetDriveName(D:\\)"}),
@@ -271,7 +273,7 @@ TEST_F(FindingAVolume, WalksInOrderAndStopsAtTheFirstMatchWithoutARightsCheck)
 
 TEST_F(FindingAVolume, AsksTheComputersEngine)
 {
-    EXPECT_EQ(0U, Find(L"C:", L"SRV1"));
+    EXPECT_EQ(kFound, Find(L"C:", L"SRV1"));
     ASSERT_EQ(1U, engine.Activations().size());
     EXPECT_EQ((Activation{true, AgentClass(), __uuidof(IVLAgent), 16, L"SRV1"}), engine.Activations().front());
 }
@@ -279,7 +281,7 @@ TEST_F(FindingAVolume, AsksTheComputersEngine)
 TEST_F(FindingAVolume, ReturnsTheConnectionsResultWhole)
 {
     engine.activation = kNotRegistered;
-    EXPECT_EQ(0x80040154U, Find(L"C:", L"SRV1"));
+    EXPECT_EQ(Failure(0x80040154U), Find(L"C:", L"SRV1"));
     EXPECT_EQ(L"", identity);
     EXPECT_EQ(L"Velundra is not installed on computer 'SRV1'\n", output.Text());
 }
@@ -287,7 +289,7 @@ TEST_F(FindingAVolume, ReturnsTheConnectionsResultWhole)
 TEST_F(FindingAVolume, ReturnsTheLowHalfOfTheListsFailure)
 {
     engine.Fail(L"GetDriveList", {kEngineFailure});
-    EXPECT_EQ(0x1234U, Find(L"C:"));
+    EXPECT_EQ(Failure(0x1234U), Find(L"C:"));
     EXPECT_EQ(L"", identity);
     EXPECT_EQ(L"", output.Text());
 }
@@ -295,36 +297,47 @@ TEST_F(FindingAVolume, ReturnsTheLowHalfOfTheListsFailure)
 TEST_F(FindingAVolume, StopsAtADriveThatCannotBeHadEvenIfALaterOneWouldMatch)
 {
     RefuseDrive(kC);
-    EXPECT_EQ(0x1234U, Find(L"D:"));
+    EXPECT_EQ(Failure(0x1234U), Find(L"D:"));
     EXPECT_EQ(L"", identity);
     EXPECT_EQ((EngineCalls{L"agent.GetDriveList()", L"agent.GetDrive(\\\\?\\Volume{C}\\)"}), engine.Calls());
+}
+
+TEST_F(FindingAVolume, FailsWithTheResult0WhereTheLowHalfOfTheFailureIs0)
+{
+    for (const std::uint32_t failure : {0x80040000U, 0x80070000U}) {
+        engine.Fail(L"GetDrive", {static_cast<HRESULT>(failure)});
+        EXPECT_EQ(Failure(0), Find(L"C:"));
+        engine.Fail(L"GetDriveList", {static_cast<HRESULT>(failure)});
+        EXPECT_EQ(Failure(0), Find(L"C:"));
+        EXPECT_EQ(L"", identity);
+    }
 }
 
 TEST_F(FindingAVolume, NeverReachesABadDriveBehindTheMatch)
 {
     RefuseDrive(kD);
-    EXPECT_EQ(0U, Find(L"C:"));
+    EXPECT_EQ(kFound, Find(L"C:"));
     EXPECT_EQ(kC, identity);
 }
 
 TEST_F(FindingAVolume, PassesOverADriveThatDoesNotTellItsName)
 {
     RefuseName(L"C:\\");
-    EXPECT_EQ(0U, Find(L"D:"));
+    EXPECT_EQ(kFound, Find(L"D:"));
     EXPECT_EQ(kD, identity);
-    EXPECT_EQ(13U, Find(L"C:"));
+    EXPECT_EQ(Failure(13U), Find(L"C:"));
     EXPECT_EQ(L"", identity);
 }
 
 TEST_F(FindingAVolume, EndsWithThirteenWhenNoDriveMatches)
 {
-    EXPECT_EQ(13U, Find(L"E:"));
+    EXPECT_EQ(Failure(13U), Find(L"E:"));
     EXPECT_EQ(L"", identity);
     EXPECT_EQ(3, engine.CountCalls(L"GetDriveName"));
     engine.drives.clear();
-    EXPECT_EQ(13U, Find(L"C:"));
+    EXPECT_EQ(Failure(13U), Find(L"C:"));
     engine.HandOutNull(L"GetDriveList");
-    EXPECT_EQ(13U, Find(L"C:"));
+    EXPECT_EQ(Failure(13U), Find(L"C:"));
     EXPECT_EQ(L"", output.Text());
 }
 

@@ -88,14 +88,32 @@ TEST(EngineContract, RefreshStandsAtItsPosition)
 
 TEST(EngineContract, DriveStatesHaveTheirCodes)
 {
-    EXPECT_EQ(0U, static_cast<ULONG>(DriveState::Idle));
-    EXPECT_EQ(1U, static_cast<ULONG>(DriveState::Analyzing));
-    EXPECT_EQ(2U, static_cast<ULONG>(DriveState::Defragmenting));
-    EXPECT_EQ(3U, static_cast<ULONG>(DriveState::OfflineVerify));
-    EXPECT_EQ(4U, static_cast<ULONG>(DriveState::OfflineDirectories));
-    EXPECT_EQ(5U, static_cast<ULONG>(DriveState::OfflineSystemFiles));
-    EXPECT_EQ(6U, static_cast<ULONG>(DriveState::OfflinePageFile));
-    EXPECT_EQ(7U, static_cast<ULONG>(DriveState::Done));
+    EXPECT_EQ(0, VLStateIdle);
+    EXPECT_EQ(1, VLStateAnalyzing);
+    EXPECT_EQ(2, VLStateDefragmenting);
+    EXPECT_EQ(3, VLStateOfflineVerify);
+    EXPECT_EQ(4, VLStateOfflineDirectories);
+    EXPECT_EQ(5, VLStateOfflineSystemFiles);
+    EXPECT_EQ(6, VLStateOfflinePagingFile);
+    EXPECT_EQ(7, VLStateDone);
+}
+
+TEST(EngineContract, OnlineModesHaveTheirCodes)
+{
+    EXPECT_EQ(0, VLModeTierWeave);
+    EXPECT_EQ(1, VLModeDefragOnly);
+    EXPECT_EQ(2, VLModeConsolidateFreeSpace);
+    EXPECT_EQ(3, VLModePrepForShrink);
+    EXPECT_EQ(4, VLModeSsdOptimize);
+}
+
+TEST(EngineContract, FileTypesHaveTheirBits)
+{
+    EXPECT_EQ(1, VLFilesDirectories);
+    EXPECT_EQ(2, VLFilesSystem);
+    EXPECT_EQ(4, VLFilesPaging);
+    EXPECT_EQ(7, VLFilesAll);
+    EXPECT_EQ(4096, VLFilesConfigured);
 }
 
 } // namespace

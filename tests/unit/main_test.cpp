@@ -1,10 +1,10 @@
 #include "support/arguments.h"
 #include "support/failing_memory.h"
 #include "support/installed_program.h"
+#include "support/known_commands.h"
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
 #include "support/standard_output.h"
-#include "support/usage_screen.h"
 
 #include <gmock/gmock.h>
 

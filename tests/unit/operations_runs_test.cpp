@@ -294,8 +294,8 @@ TEST_F(WaitingForADrive, AsksForTheDriveByTheGivenName)
 // What the work on C: looks like.
 struct Work {
     const char* name;
-    Result (*run)(const std::wstring& computer, bool wait);
-    Result refusal; // of the rights check; 0 for the low 16 bits of the failure
+    Failure (*run)(const std::wstring& computer, bool wait);
+    std::optional<Result> refusal; // of the rights check; the low 16 bits of the failure where it is not told
     EngineCalls calls;
     const wchar_t* method; // of the last call
     const wchar_t* failed; // message of its failure, with its number
@@ -317,7 +317,7 @@ DriveJob JobOnC(const std::wstring& computer, bool wait)
     return {computer, L"C:\\", wait};
 }
 
-Result Optimize(const std::wstring& computer, bool wait, bool online, OnlineMode mode, std::uint32_t fileTypes)
+Failure Optimize(const std::wstring& computer, bool wait, bool online, VLOnlineMode mode, std::uint32_t fileTypes)
 {
     return OptimizeDrive({JobOnC(computer, wait), online, mode, fileTypes});
 }
@@ -334,24 +334,23 @@ const Work kAnalysis{"Analysis",
                      L"(Operations/#1436)\n",
                      L"(Operations/#1446)\n"};
 
-const Work kOnlineOptimization{"OnlineOptimization",
-                               [](const std::wstring& computer, bool wait) {
-                                   return Optimize(computer, wait, true, OnlineMode::DefragOnly, 4096);
-                               },
-                               0,
-                               {L"agent.OptimizeOnline(C:\\, 1)"},
-                               L"OptimizeOnline",
-                               L"(-1162-)Optimization online failed due to error ",
-                               L"(-2327-)Online optimization started on drive C:\\ (Boot).\n",
-                               L"(-2347-)Optimization completed.\n",
-                               L"(Operations/#1488)\n",
-                               L"(Operations/#1499)\n",
-                               L"(Operations/#1510)\n"};
+const Work kOnlineOptimization{
+    "OnlineOptimization",
+    [](const std::wstring& computer, bool wait) { return Optimize(computer, wait, true, VLModeDefragOnly, 4096); },
+    std::nullopt,
+    {L"agent.OptimizeOnline(C:\\, 1)"},
+    L"OptimizeOnline",
+    L"(-1162-)Optimization online failed due to error ",
+    L"(-2327-)Online optimization started on drive C:\\ (Boot).\n",
+    L"(-2347-)Optimization completed.\n",
+    L"(Operations/#1488)\n",
+    L"(Operations/#1499)\n",
+    L"(Operations/#1510)\n"};
 
 const Work kOfflineOptimization{
     "OfflineOptimization",
-    [](const std::wstring& computer, bool wait) { return Optimize(computer, wait, false, OnlineMode::TierWeave, 5); },
-    0,
+    [](const std::wstring& computer, bool wait) { return Optimize(computer, wait, false, VLModeTierWeave, 5); },
+    std::nullopt,
     {L"agent.PrepareOffline(C:\\, 0)", L"agent.OptimizeOffline(C:\\, 5)"},
     L"OptimizeOffline",
     L"(-2290-)Offline Defrag of System Files failed due to error ",
@@ -364,7 +363,7 @@ const Work kOfflineOptimization{
 const Work kZeroingFreeSpace{
     "ZeroingFreeSpace",
     [](const std::wstring& computer, bool wait) { return ZeroFreeSpaceOnDrive(JobOnC(computer, wait)); },
-    0,
+    std::nullopt,
     {L"agent.ZeroFreeSpace(C:\\, 200)"},
     L"ZeroFreeSpace",
     L"(-6355-)Zero free space failed due to error ",
@@ -376,7 +375,7 @@ const Work kZeroingFreeSpace{
 
 class WorkOnADrive : public RunTest, public ::testing::WithParamInterface<Work> {
 protected:
-    static Result Run(bool wait = false, const wchar_t* computer = L"") { return GetParam().run(computer, wait); }
+    static Failure Run(bool wait = false, const wchar_t* computer = L"") { return GetParam().run(computer, wait); }
 
     // The engine's calls up to the start of the work.
     static EngineCalls StartingCalls()
@@ -397,7 +396,7 @@ protected:
         const NumberedMessages numbered;
         for (const EngineFailure& failure : kEngineFailures) {
             FailWith(method, failure);
-            EXPECT_EQ(failure.code, Run(true));
+            EXPECT_EQ(Failure(failure.code), Run(true));
             const std::wstring line = output.Take();
             EXPECT_TRUE(line.starts_with(message + std::wstring(failure.errorText))) << ::testing::PrintToString(line);
             EXPECT_EQ(line.size() - 1, line.find(L'\n', line.find(L"Return code")));
@@ -409,7 +408,7 @@ protected:
 TEST_P(WorkOnADrive, StartsStepByStepAndDoesNotWait)
 {
     const NumberedMessages numbered;
-    EXPECT_EQ(0U, Run());
+    EXPECT_EQ(kSucceeded, Run());
     EXPECT_EQ(GetParam().started, output.Text());
     EXPECT_EQ(StartingCalls(), engine.Calls());
     EXPECT_EQ((std::vector<Activation>{LocalAgent()}), engine.Activations());
@@ -420,7 +419,7 @@ TEST_P(WorkOnADrive, WaitsUntilTheDriveIsIdleAgain)
 {
     const NumberedMessages numbered;
     UseStates({kBusy, kIdle});
-    EXPECT_EQ(0U, Run(true));
+    EXPECT_EQ(kSucceeded, Run(true));
     EXPECT_EQ(std::wstring(GetParam().started) + GetParam().completed, output.Text());
     EngineCalls calls = StartingCalls();
     calls.insert(calls.end(),
@@ -434,7 +433,7 @@ TEST_P(WorkOnADrive, SaysThatItStartedBeforeItWaits)
 {
     const NumberedMessages numbered;
     onPause = [this] { EXPECT_EQ(GetParam().started, output.Text()); };
-    EXPECT_EQ(0U, Run(true));
+    EXPECT_EQ(kSucceeded, Run(true));
     EXPECT_EQ(12U, TakePauses().size());
 }
 
@@ -443,23 +442,23 @@ TEST_P(WorkOnADrive, CompletesHoweverTheWaitEnded)
     const NumberedMessages numbered;
     const std::wstring both = std::wstring(GetParam().started) + GetParam().completed;
     engine.Fail(L"GetState", {kRefused});
-    EXPECT_EQ(0U, Run(true));
+    EXPECT_EQ(kSucceeded, Run(true));
     EXPECT_EQ(both, output.Take());
     engine.Fail(L"GetDrive", {kRefused, L"", 4}); // the second call of the second run
-    EXPECT_EQ(0U, Run(true));
+    EXPECT_EQ(kSucceeded, Run(true));
     EXPECT_EQ(both, output.Take());
     EXPECT_EQ(1, engine.CountCalls(L"GetState"));
     const StopSignal stop(1);
     engine.Fail(L"StopAll", {kRefused});
-    EXPECT_EQ(0U, Run(true));
+    EXPECT_EQ(kSucceeded, Run(true));
     EXPECT_EQ(both, output.Take());
     EXPECT_EQ(L"agent.StopAll()", engine.Calls().back());
 }
 
 TEST_P(WorkOnADrive, IsDoneByTheEngineOfTheComputer)
 {
-    EXPECT_EQ(0U, Run(false, L"SRV1"));
-    EXPECT_EQ(0U, Run(false, L"ThisPC"));
+    EXPECT_EQ(kSucceeded, Run(false, L"SRV1"));
+    EXPECT_EQ(kSucceeded, Run(false, L"ThisPC"));
     EXPECT_EQ((std::vector<Activation>{RemoteAgent(L"SRV1"), LocalAgent()}), engine.Activations());
     EXPECT_EQ(0, engine.CountCalls(L"Refresh"));
 }
@@ -478,7 +477,7 @@ TEST_P(WorkOnADrive, EndsWhereTheConnectionFails)
     };
     for (const auto& row : rows) {
         engine.activation = row.failure;
-        EXPECT_EQ(0x20000002U, Run(true, L"SRV1"));
+        EXPECT_EQ(Failure(0x20000002U), Run(true, L"SRV1"));
         EXPECT_EQ(row.line, output.Take());
     }
     EXPECT_EQ(EngineCalls{}, engine.Calls());
@@ -489,7 +488,7 @@ TEST_P(WorkOnADrive, EndsWhereTheEngineRefusesTheCaller)
     const NumberedMessages numbered;
     for (const EngineFailure& failure : kEngineFailures) {
         engine.Fail(L"CheckAccess", {failure.failure});
-        EXPECT_EQ(GetParam().refusal != 0 ? GetParam().refusal : failure.code, Run(true));
+        EXPECT_EQ(Failure(GetParam().refusal.value_or(failure.code)), Run(true));
         EXPECT_EQ(L"(-3244-)Unable to connect to specified computer, error access denied.\n", output.Take());
         EXPECT_EQ(EngineCalls{L"agent.CheckAccess()"}, engine.TakeCalls());
     }
@@ -514,7 +513,7 @@ TEST_P(WorkOnADrive, ReportsTheEnginesRefusal)
 TEST_P(WorkOnADrive, FailsWhereTheEngineHandsOutNoDrive)
 {
     engine.HandOutNull(L"GetDrive");
-    EXPECT_EQ(0x4003U, Run());
+    EXPECT_EQ(Failure(0x4003U), Run());
     EXPECT_TRUE(output.Text().starts_with(L"Unable to get drive interface due to error \r\nError text:\r\n"));
     EXPECT_EQ((EngineCalls{L"agent.CheckAccess()", L"agent.GetDrive(C:\\)"}), engine.Calls());
 }
@@ -526,10 +525,10 @@ TEST_P(WorkOnADrive, GivesEverythingBackWhateverAllocationFails)
     int allocation = 0;
     while (failed) {
         const FailingMemory memory(++allocation);
-        const Result result = Guarded([] { return Run(true); });
+        const Failure failure = Guarded([] { return Run(true); });
         failed = memory.HasFailed();
         // A message that cannot be looked up for want of memory is printed empty and does not end the work.
-        EXPECT_EQ(memory.HasThrown() ? 14U : 0U, result) << allocation;
+        EXPECT_EQ(memory.HasThrown() ? Failure(14) : kSucceeded, failure) << allocation;
         EXPECT_EQ(0, engine.LiveObjects()) << allocation;
     }
     EXPECT_GT(allocation, 1);
@@ -543,7 +542,7 @@ class ShowingTheWork : public RunTest {};
 
 TEST_F(ShowingTheWork, ReadsAsPlainLines)
 {
-    const auto run = [](const Work& work) { EXPECT_EQ(0U, work.run(L"", true)) << work.name; };
+    const auto run = [](const Work& work) { EXPECT_EQ(kSucceeded, work.run(L"", true)) << work.name; };
     run(kAnalysis);
     run(kOnlineOptimization);
     run(kOfflineOptimization);
@@ -562,7 +561,7 @@ TEST_F(ShowingTheWork, ReadsAsPlainLines)
 TEST_F(ShowingTheWork, ReadsAsPlainLinesWhereItFails)
 {
     engine.Fail(L"Analyze", {E_ACCESSDENIED});
-    EXPECT_EQ(5U, kAnalysis.run(L"", false));
+    EXPECT_EQ(Failure(5U), kAnalysis.run(L"", false));
     EXPECT_EQ(L"Analyze failed due to error \r\nError text:\r\nAccess is denied.\r\n\r\nReturn code: 0x80070005 "
               L"(2147942405)(Operations/#1446)\n",
               output.Text());
@@ -573,24 +572,24 @@ class OptimizingADrive : public RunTest {};
 TEST_F(OptimizingADrive, OnlineHandsOnTheMode)
 {
     const struct {
-        OnlineMode mode;
+        VLOnlineMode mode;
         const wchar_t* call;
     } rows[] = {
-        {OnlineMode::TierWeave, L"agent.OptimizeOnline(C:\\, 0)"},
-        {OnlineMode::DefragOnly, L"agent.OptimizeOnline(C:\\, 1)"},
-        {OnlineMode::ConsolidateFreeSpace, L"agent.OptimizeOnline(C:\\, 2)"},
-        {OnlineMode::PrepForShrink, L"agent.OptimizeOnline(C:\\, 3)"},
-        {OnlineMode::SsdOptimize, L"agent.OptimizeOnline(C:\\, 4)"},
+        {VLModeTierWeave, L"agent.OptimizeOnline(C:\\, 0)"},
+        {VLModeDefragOnly, L"agent.OptimizeOnline(C:\\, 1)"},
+        {VLModeConsolidateFreeSpace, L"agent.OptimizeOnline(C:\\, 2)"},
+        {VLModePrepForShrink, L"agent.OptimizeOnline(C:\\, 3)"},
+        {VLModeSsdOptimize, L"agent.OptimizeOnline(C:\\, 4)"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(0U, Optimize(L"", false, true, row.mode, 4096));
+        EXPECT_EQ(kSucceeded, Optimize(L"", false, true, row.mode, 4096));
         EXPECT_EQ(row.call, engine.TakeCalls().back());
     }
 }
 
 TEST_F(OptimizingADrive, OnlineNeitherPreparesNorReadsFileTypes)
 {
-    EXPECT_EQ(0U, Optimize(L"", false, true, OnlineMode::TierWeave, 4096));
+    EXPECT_EQ(kSucceeded, Optimize(L"", false, true, VLModeTierWeave, 4096));
     EXPECT_EQ(0, engine.CountCalls(L"PrepareOffline"));
     EXPECT_EQ(0, engine.CountCalls(L"OptimizeOffline"));
     EXPECT_EQ(0, engine.CountCalls(L"GetOfflineFileTypes"));
@@ -599,19 +598,15 @@ TEST_F(OptimizingADrive, OnlineNeitherPreparesNorReadsFileTypes)
 TEST_F(OptimizingADrive, OfflineHandsOnTheFileTypes)
 {
     for (const std::uint32_t fileTypes : {1U, 2U, 3U, 4U, 5U, 6U, 7U, 4096U}) {
-        EXPECT_EQ(0U, Optimize(L"", false, false, OnlineMode::TierWeave, fileTypes));
+        EXPECT_EQ(kSucceeded, Optimize(L"", false, false, VLModeTierWeave, fileTypes));
         EXPECT_EQ(L"agent.OptimizeOffline(C:\\, " + std::to_wstring(fileTypes) + L")", engine.TakeCalls().back());
     }
     EXPECT_EQ(0, engine.CountCalls(L"GetOfflineFileTypes"));
     EXPECT_EQ(0, engine.CountCalls(L"OptimizeOnline"));
 }
 
-TEST_F(OptimizingADrive, NamesTheFileTypesByTheirBits)
+TEST_F(OptimizingADrive, TakesTheConfiguredFileTypesUnlessTold)
 {
-    EXPECT_EQ(1U, kDirectories);
-    EXPECT_EQ(2U, kSystemFiles);
-    EXPECT_EQ(4U, kPagingFile);
-    EXPECT_EQ(4096U, kConfiguredFileTypes);
     EXPECT_EQ(4096U, OptimizeJob{}.fileTypes);
 }
 
@@ -620,9 +615,9 @@ class AnOfflinePassThatCannotRunNow : public RunTest {
 protected:
     AnOfflinePassThatCannotRunNow() { engine.Fail(L"PrepareOffline", {kRefused}); }
 
-    static Result Run(std::uint32_t fileTypes = 5, const wchar_t* computer = L"")
+    static Failure Run(std::uint32_t fileTypes = 5, const wchar_t* computer = L"")
     {
-        return Optimize(computer, true, false, OnlineMode::TierWeave, fileTypes);
+        return Optimize(computer, true, false, VLModeTierWeave, fileTypes);
     }
 
     static constexpr wchar_t kScheduledForC[] = L"(-775-)Boot time defragmentation scheduled for drive C:\\ (Boot).\n";
@@ -630,7 +625,7 @@ protected:
 
 TEST_F(AnOfflinePassThatCannotRunNow, IsScheduledForTheNextBootWithoutWaiting)
 {
-    EXPECT_EQ(0x20000005U, Run());
+    EXPECT_EQ(Failure(0x20000005U), Run());
     EXPECT_EQ(L"Drive C:\\ (Boot) has been scheduled for an offline defrag of your system files on next reboot.\n"
               L"Boot time defragmentation scheduled for drive C:\\ (Boot).\n",
               output.Text());
@@ -643,14 +638,14 @@ TEST_F(AnOfflinePassThatCannotRunNow, IsScheduledForTheNextBootWithoutWaiting)
 
 TEST_F(AnOfflinePassThatCannotRunNow, IsScheduledOnAConnectionOfItsOwn)
 {
-    EXPECT_EQ(0x20000005U, Run(7, L"SRV1"));
+    EXPECT_EQ(Failure(0x20000005U), Run(7, L"SRV1"));
     EXPECT_EQ((std::vector<Activation>{RemoteAgent(L"SRV1"), RemoteAgent(L"SRV1")}), engine.Activations());
 }
 
 TEST_F(AnOfflinePassThatCannotRunNow, IsScheduledWithTheConfiguredFileTypesWhereNoneAreGiven)
 {
     engine.drives.front().offlineFileTypes = 3;
-    EXPECT_EQ(0x20000005U, Run(4096));
+    EXPECT_EQ(Failure(0x20000005U), Run(4096));
     EXPECT_EQ(L"agent.ScheduleBootTime(C:\\, 3)", engine.Calls().back());
     EXPECT_EQ(1, engine.CountCalls(L"GetOfflineFileTypes"));
 }
@@ -659,7 +654,7 @@ TEST_F(AnOfflinePassThatCannotRunNow, CountsAsScheduledWhateverTheSchedulingRetu
 {
     const NumberedMessages numbered;
     engine.drives.front().offlineFileTypes = 0;
-    EXPECT_EQ(0x20000005U, Run(4096));
+    EXPECT_EQ(Failure(0x20000005U), Run(4096));
     EXPECT_EQ(std::wstring(L"(-3346-)Unable to schedule drive for an Offline defrag pass of your System Files for next "
                            L"reboot.  Please specify the file types in the Drive Properties Notebook or use the "
                            L"appropriate flag on the commandline.\n") +
@@ -667,7 +662,7 @@ TEST_F(AnOfflinePassThatCannotRunNow, CountsAsScheduledWhateverTheSchedulingRetu
               output.Take());
 
     engine.Fail(L"ScheduleBootTime", {E_ACCESSDENIED});
-    EXPECT_EQ(0x20000005U, Run());
+    EXPECT_EQ(Failure(0x20000005U), Run());
     EXPECT_EQ(std::wstring(L"(-3345-)Unable to schedule drive C:\\ (Boot) for an Offline defrag pass of your System "
                            L"Files due to error \r\nError text:\r\nAccess is denied.\r\n\r\nReturn code: 0x80070005 "
                            L"(2147942405)(Operations/#201)\n") +
@@ -675,11 +670,11 @@ TEST_F(AnOfflinePassThatCannotRunNow, CountsAsScheduledWhateverTheSchedulingRetu
               output.Take());
 
     engine.Fail(L"GetDrive", {kRefused, L"", 6}); // the scheduling's, in the third run
-    EXPECT_EQ(0x20000005U, Run());
+    EXPECT_EQ(Failure(0x20000005U), Run());
     EXPECT_EQ(kScheduledForC, output.Take());
 
     engine.Fail(L"CheckAccess", {kRefused, L"", 8}); // the scheduling's, in the fourth run
-    EXPECT_EQ(0x20000005U, Run());
+    EXPECT_EQ(Failure(0x20000005U), Run());
     EXPECT_EQ(std::wstring(L"(-3244-)Unable to connect to specified computer, error access denied.\n") + kScheduledForC,
               output.Take());
 
@@ -688,7 +683,7 @@ TEST_F(AnOfflinePassThatCannotRunNow, CountsAsScheduledWhateverTheSchedulingRetu
             engine.activation = kNotRegistered;
         }
     };
-    EXPECT_EQ(0x20000005U, Run());
+    EXPECT_EQ(Failure(0x20000005U), Run());
     EXPECT_EQ(std::wstring(L"(-2489-)Velundra is not installed on computer ''\n") + kScheduledForC, output.Take());
     EXPECT_EQ(std::vector<DWORD>{}, TakePauses());
     EXPECT_EQ(0, engine.CountCalls(L"OptimizeOffline"));
@@ -786,7 +781,7 @@ private:
 
 struct Batch {
     const char* name;
-    Result (*run)(const std::wstring& computer, const DriveList& drives, bool wait);
+    Failure (*run)(const std::wstring& computer, const DriveList& drives, bool wait);
     const wchar_t* method; // by which the engine is asked to work
     const wchar_t* started;
     const wchar_t* completed;
@@ -806,7 +801,7 @@ protected:
         engine.AddDrive(L"E:\\");
     }
 
-    static Result Run(const DriveList& drives, bool wait = false, const wchar_t* computer = L"")
+    static Failure Run(const DriveList& drives, bool wait = false, const wchar_t* computer = L"")
     {
         return GetParam().run(computer, drives, wait);
     }
@@ -815,7 +810,7 @@ protected:
     void Refuse(const wchar_t* drive, HRESULT failure) { engine.Fail(GetParam().method, {failure, drive}); }
 
     // What the batch returns when its drives' last failure is this one.
-    static Result ResultOfFailure(Result code) { return GetParam().reportsFailures ? code : 0; }
+    static Failure ResultOf(Failure failure) { return GetParam().reportsFailures ? failure : kSucceeded; }
 
     // The line about a drive that has started.
     static std::wstring Started(const wchar_t* mountPoint)
@@ -838,13 +833,15 @@ protected:
     static constexpr auto kFirst = static_cast<HRESULT>(0x80041111);
     static constexpr auto kSecond = static_cast<HRESULT>(0x80042222);
     static constexpr auto kThird = static_cast<HRESULT>(0x80043333);
+    static constexpr auto kZero = static_cast<HRESULT>(0x80040000);
+    static constexpr auto kZeroOfWindows = static_cast<HRESULT>(0x80070000);
     inline static const DriveList kThreeDrives{L"C:\\", L"D:\\", L"E:\\"};
 };
 
 TEST_P(BatchOfDrives, StartsNoThreadForAnEmptyList)
 {
     BatchThreads threads;
-    EXPECT_EQ(0U, Run({}));
+    EXPECT_EQ(kSucceeded, Run({}));
     EXPECT_EQ((std::vector<std::wstring>{L"activate -1"}), threads.events.Take()); // the refresh notice's
     EXPECT_EQ(EngineCalls{L"refresh.Refresh()"}, engine.Calls());
     EXPECT_EQ(L"", output.Text());
@@ -853,7 +850,7 @@ TEST_P(BatchOfDrives, StartsNoThreadForAnEmptyList)
 TEST_P(BatchOfDrives, WorksOnOneDriveOnAThreadOfItsOwn)
 {
     BatchThreads threads;
-    EXPECT_EQ(0U, Run({L"D:\\"}));
+    EXPECT_EQ(kSucceeded, Run({L"D:\\"}));
     const std::vector<std::wstring> events = threads.events.Take();
     // The test's thread waits while the other one works.
     std::vector<std::wstring> work;
@@ -869,7 +866,7 @@ TEST_P(BatchOfDrives, WorksOnOneDriveOnAThreadOfItsOwn)
 TEST_P(BatchOfDrives, StartsAllThreadsBeforeItWaits)
 {
     BatchThreads threads;
-    EXPECT_EQ(0U, Run(kThreeDrives));
+    EXPECT_EQ(kSucceeded, Run(kThreeDrives));
     std::vector<std::wstring> events = threads.events.Take();
     std::erase_if(
         events, [](const std::wstring& event) { return !event.starts_with(L"create") && !event.starts_with(L"wait"); });
@@ -880,7 +877,7 @@ TEST_P(BatchOfDrives, StartsAllThreadsBeforeItWaits)
 TEST_P(BatchOfDrives, ConnectsOnceForEachDriveOnItsThread)
 {
     BatchThreads threads;
-    EXPECT_EQ(0U, Run(kThreeDrives));
+    EXPECT_EQ(kSucceeded, Run(kThreeDrives));
     const std::vector<std::wstring> events = threads.events.Take();
     for (const wchar_t* const number : {L" 0", L" 1", L" 2"}) {
         std::vector<std::wstring> own;
@@ -899,7 +896,7 @@ TEST_P(BatchOfDrives, HandsItsSettingsToEveryDrive)
     for (FakeDrive& drive : engine.drives) {
         drive.states = {kBusy, kIdle};
     }
-    EXPECT_EQ(0U, Run(kThreeDrives, true, L"SRV1"));
+    EXPECT_EQ(kSucceeded, Run(kThreeDrives, true, L"SRV1"));
     EXPECT_EQ(std::vector<Activation>(3, RemoteAgent(L"SRV1")), engine.Activations());
     std::vector<std::wstring> lines(3, GetParam().completed);
     lines.insert(lines.end(), {Started(L"C:\\ (Boot)"), Started(L"D:\\"), Started(L"E:\\")});
@@ -923,7 +920,7 @@ TEST_P(BatchOfDrives, TakesAnyNumberOfDrives)
         const std::size_t activations = engine.Activations().size();
         const int works = engine.CountCalls(GetParam().method);
         BatchThreads threads;
-        EXPECT_EQ(0U, Run(drives));
+        EXPECT_EQ(kSucceeded, Run(drives));
         EXPECT_EQ(lines, TakeLines());
         EXPECT_EQ(works + count, engine.CountCalls(GetParam().method));
         EXPECT_EQ(activations + static_cast<std::size_t>(count) + 1, engine.Activations().size());
@@ -947,7 +944,7 @@ TEST_P(BatchOfDrives, OnlyEndsWhenEveryThreadHasEnded)
             othersBegan.Await();
         }
     };
-    EXPECT_EQ(0U, Run(kThreeDrives));
+    EXPECT_EQ(kSucceeded, Run(kThreeDrives));
     EXPECT_EQ((std::vector<std::wstring>{Started(L"C:\\ (Boot)"), Started(L"D:\\"), Started(L"E:\\")}), TakeLines());
     EXPECT_EQ(L"refresh.Refresh()", engine.Calls().back());
 }
@@ -959,21 +956,30 @@ TEST_P(BatchOfDrives, ReturnsTheFailureOfTheLastDriveThatFailed)
         HRESULT c;
         HRESULT d;
         HRESULT e;
-        Result result;
+        Failure result;
     } rows[] = {
-        {"first", kFirst, S_OK, S_OK, 0x1111},        {"middle", S_OK, kSecond, S_OK, 0x2222},
-        {"last", S_OK, S_OK, kThird, 0x3333},         {"first and last", kFirst, S_OK, kThird, 0x3333},
-        {"first two", kFirst, kSecond, S_OK, 0x2222}, {"last two", S_OK, kSecond, kThird, 0x3333},
-        {"all", kFirst, kSecond, kThird, 0x3333},     {"none", S_OK, S_OK, S_OK, 0},
+        {"first", kFirst, S_OK, S_OK, 0x1111},
+        {"middle", S_OK, kSecond, S_OK, 0x2222},
+        {"last", S_OK, S_OK, kThird, 0x3333},
+        {"first and last", kFirst, S_OK, kThird, 0x3333},
+        {"first two", kFirst, kSecond, S_OK, 0x2222},
+        {"last two", S_OK, kSecond, kThird, 0x3333},
+        {"all", kFirst, kSecond, kThird, 0x3333},
+        {"none", S_OK, S_OK, S_OK, kSucceeded},
+        // The low 16 bits of these are 0, as is the exit code of their thread.
+        {"one with 0", S_OK, kZero, S_OK, 0},
+        {"all with 0", kZeroOfWindows, kZero, kZeroOfWindows, 0},
+        {"another one before 0", kFirst, kZero, S_OK, 0x1111},
+        {"another one after 0", kZeroOfWindows, S_OK, kThird, 0x3333},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         Refuse(L"C:\\", row.c);
         Refuse(L"D:\\", row.d);
         Refuse(L"E:\\", row.e);
-        EXPECT_EQ(ResultOfFailure(row.result), Run(kThreeDrives));
+        EXPECT_EQ(ResultOf(row.result), Run(kThreeDrives));
     }
-    EXPECT_EQ(24, engine.CountCalls(GetParam().method));
+    EXPECT_EQ(36, engine.CountCalls(GetParam().method));
 }
 
 TEST_P(BatchOfDrives, GoesByTheListsOrderNotByWhoEndsLast)
@@ -988,13 +994,13 @@ TEST_P(BatchOfDrives, GoesByTheListsOrderNotByWhoEndsLast)
     };
     Refuse(L"C:\\", kFirst);
     Refuse(L"D:\\", kSecond);
-    EXPECT_EQ(ResultOfFailure(0x2222), Run({L"C:\\", L"D:\\"}));
+    EXPECT_EQ(ResultOf(0x2222), Run({L"C:\\", L"D:\\"}));
 }
 
 TEST_P(BatchOfDrives, ReturnsTheConnectionsFailureOfADrive)
 {
     engine.activation = kNotRegistered;
-    EXPECT_EQ(ResultOfFailure(0x20000002), Run(kThreeDrives, true, L"SRV1"));
+    EXPECT_EQ(ResultOf(0x20000002), Run(kThreeDrives, true, L"SRV1"));
     EXPECT_EQ(std::vector<std::wstring>(3, L"Velundra is not installed on computer 'SRV1'\n"), TakeLines());
 }
 
@@ -1006,7 +1012,7 @@ TEST_P(BatchOfDrives, ShowsEachDrivesOwnErrorObject)
         }
     };
     Refuse(L"", kFirst);
-    EXPECT_EQ(ResultOfFailure(0x1111), Run({L"C:\\", L"D:\\"}));
+    EXPECT_EQ(ResultOf(0x1111), Run({L"C:\\", L"D:\\"}));
     const std::wstring text = output.Take();
     for (const wchar_t* const drive : {L"(C:\\", L"(D:\\"}) {
         EXPECT_NE(std::wstring::npos,
@@ -1020,7 +1026,7 @@ TEST_P(BatchOfDrives, PassesOverADriveWhoseThreadCannotBeCreated)
     threads.notCreated = {1};
     Refuse(L"C:\\", kFirst);
     Refuse(L"D:\\", kSecond);
-    EXPECT_EQ(ResultOfFailure(0x1111), Run(kThreeDrives));
+    EXPECT_EQ(ResultOf(0x1111), Run(kThreeDrives));
     EXPECT_EQ(2, engine.CountCalls(GetParam().method));
     EXPECT_EQ((std::vector<std::vector<HANDLE>>{threads.Created()}), threads.Waits());
     EXPECT_EQ(2U, threads.Created().size());
@@ -1031,7 +1037,7 @@ TEST_P(BatchOfDrives, DoesNothingWhereNoThreadCanBeCreated)
 {
     BatchThreads threads;
     threads.notCreated = {0, 1, 2};
-    EXPECT_EQ(0U, Run(kThreeDrives));
+    EXPECT_EQ(kSucceeded, Run(kThreeDrives));
     EXPECT_EQ((std::vector<std::wstring>{L"activate -1"}), threads.events.Take());
     EXPECT_EQ(EngineCalls{L"refresh.Refresh()"}, engine.Calls());
     EXPECT_EQ(L"", output.Text());
@@ -1041,12 +1047,20 @@ TEST_P(BatchOfDrives, EndsADriveWhoseThreadCannotEnterTheApartment)
 {
     BatchThreads threads;
     threads.noApartment[2] = static_cast<HRESULT>(0x80010106);
-    EXPECT_EQ(ResultOfFailure(0x0106), Run(kThreeDrives));
+    EXPECT_EQ(ResultOf(0x0106), Run(kThreeDrives));
     const std::vector<std::wstring> events = threads.events.Take();
     EXPECT_EQ(1, std::count(events.begin(), events.end(), L"initialize 2"));
     EXPECT_EQ(0, std::count(events.begin(), events.end(), L"activate 2"));
     EXPECT_EQ(0, std::count(events.begin(), events.end(), L"uninitialize 2"));
     EXPECT_EQ((std::vector<std::wstring>{Started(L"C:\\ (Boot)"), Started(L"D:\\")}), TakeLines());
+}
+
+TEST_P(BatchOfDrives, FailsWhereTheApartmentsFailureHasTheLow16Bits0)
+{
+    BatchThreads threads;
+    threads.noApartment[1] = kZero;
+    EXPECT_EQ(ResultOf(0U), Run(kThreeDrives));
+    EXPECT_EQ(2, engine.CountCalls(GetParam().method));
 }
 
 TEST_P(BatchOfDrives, EndsADriveForWhichMemoryRunsOut)
@@ -1056,7 +1070,7 @@ TEST_P(BatchOfDrives, EndsADriveForWhichMemoryRunsOut)
         Replaced<"SysAllocStringLen", decltype(::SysAllocStringLen)> alloc([&](const OLECHAR* text, UINT length) {
             return length == 3 && text != nullptr && text[0] == L'D' ? BSTR{nullptr} : alloc.Original(text, length);
         });
-        EXPECT_EQ(ResultOfFailure(14), Run(kThreeDrives));
+        EXPECT_EQ(ResultOf(14), Run(kThreeDrives));
         EXPECT_EQ((std::vector<std::wstring>{Started(L"C:\\ (Boot)"), Started(L"E:\\")}), TakeLines());
     }
     // ... the runtime as an exception, for a text beyond all measure as another one.
@@ -1069,7 +1083,7 @@ TEST_P(BatchOfDrives, EndsADriveForWhichMemoryRunsOut)
                 throw std::bad_alloc();
             }
         };
-        EXPECT_EQ(ResultOfFailure(14), Run(kThreeDrives));
+        EXPECT_EQ(ResultOf(14), Run(kThreeDrives));
         EXPECT_EQ((std::vector<std::wstring>{Started(L"C:\\ (Boot)"), Started(L"D:\\")}), TakeLines());
     }
 }
@@ -1081,7 +1095,7 @@ TEST_P(BatchOfDrives, LeavesNothingBehindWhateverAllocationFails)
     for (int allocation = 1; failed; ++allocation) {
         const FailingMemory memory(allocation);
         try {
-            EXPECT_EQ(0U, Run(kThreeDrives));
+            EXPECT_EQ(kSucceeded, Run(kThreeDrives));
         } catch (const std::bad_alloc&) {
             ++exceptions;
         }
@@ -1136,12 +1150,14 @@ INSTANTIATE_TEST_SUITE_P(
               L"Analyze", kAnalyzeStarted, L"Analyze completed.\n", true},
         Batch{"OnlineOptimizations",
               [](const std::wstring& computer, const DriveList& drives, bool wait) {
-                  return OptimizeDrives(drives, {{computer, L"", wait}, true, OnlineMode::DefragOnly, 4096});
+                  EXPECT_EQ(0U, OptimizeDrives(drives, {{computer, L"", wait}, true, VLModeDefragOnly, 4096}));
+                  return kSucceeded;
               },
               L"OptimizeOnline", kOnlineStarted, L"Optimization completed.\n", false},
         Batch{"OfflineOptimizations",
               [](const std::wstring& computer, const DriveList& drives, bool wait) {
-                  return OptimizeDrives(drives, {{computer, L"", wait}, false, OnlineMode::TierWeave, 7});
+                  EXPECT_EQ(0U, OptimizeDrives(drives, {{computer, L"", wait}, false, VLModeTierWeave, 7}));
+                  return kSucceeded;
               },
               L"OptimizeOffline", kOfflineStarted, L"Optimization completed.\n", false},
         Batch{"ZeroingsOfFreeSpace",
@@ -1158,8 +1174,7 @@ protected:
 
 TEST_F(OptimizingSeveralDrives, HandsTheModeToEach)
 {
-    EXPECT_EQ(0U,
-              OptimizeDrives({L"C:\\", L"D:\\"}, {{L"", L"", false}, true, OnlineMode::ConsolidateFreeSpace, 4096}));
+    EXPECT_EQ(0U, OptimizeDrives({L"C:\\", L"D:\\"}, {{L"", L"", false}, true, VLModeConsolidateFreeSpace, 4096}));
     const EngineCalls calls = engine.Calls();
     EXPECT_EQ(1, std::count(calls.begin(), calls.end(), L"agent.OptimizeOnline(C:\\, 2)"));
     EXPECT_EQ(1, std::count(calls.begin(), calls.end(), L"agent.OptimizeOnline(D:\\, 2)"));
@@ -1167,7 +1182,7 @@ TEST_F(OptimizingSeveralDrives, HandsTheModeToEach)
 
 TEST_F(OptimizingSeveralDrives, HandsTheFileTypesToEach)
 {
-    EXPECT_EQ(0U, OptimizeDrives({L"C:\\", L"D:\\"}, {{L"", L"", false}, false, OnlineMode::TierWeave, 6}));
+    EXPECT_EQ(0U, OptimizeDrives({L"C:\\", L"D:\\"}, {{L"", L"", false}, false, VLModeTierWeave, 6}));
     const EngineCalls calls = engine.Calls();
     EXPECT_EQ(1, std::count(calls.begin(), calls.end(), L"agent.OptimizeOffline(C:\\, 6)"));
     EXPECT_EQ(1, std::count(calls.begin(), calls.end(), L"agent.OptimizeOffline(D:\\, 6)"));
@@ -1176,7 +1191,7 @@ TEST_F(OptimizingSeveralDrives, HandsTheFileTypesToEach)
 TEST_F(OptimizingSeveralDrives, SchedulesOnlyTheOneThatCannotRunNow)
 {
     engine.Fail(L"PrepareOffline", {kRefused, L"C:\\"});
-    EXPECT_EQ(0U, OptimizeDrives({L"C:\\", L"D:\\"}, {{L"", L"", false}, false, OnlineMode::TierWeave, 7}));
+    EXPECT_EQ(0U, OptimizeDrives({L"C:\\", L"D:\\"}, {{L"", L"", false}, false, VLModeTierWeave, 7}));
     EXPECT_EQ(1, engine.CountCalls(L"ScheduleBootTime"));
     EXPECT_EQ(1, engine.CountCalls(L"OptimizeOffline"));
     const std::wstring text = output.Text();
@@ -1191,7 +1206,7 @@ protected:
     int Notices(const wchar_t* computer = L"")
     {
         const int before = engine.CountCalls(L"Refresh");
-        EXPECT_EQ(0U, AnalyzeDrives(computer, {}, false));
+        EXPECT_EQ(kSucceeded, AnalyzeDrives(computer, {}, false));
         return engine.CountCalls(L"Refresh") - before;
     }
 };
@@ -1271,13 +1286,13 @@ TEST_F(TheRefreshNotice, IsSentWhereTheProcessesCannotBeListed)
 TEST_F(TheRefreshNotice, IsSentAfterABatchThatFailed)
 {
     engine.Fail(L"Analyze", {kRefused});
-    EXPECT_EQ(0x1234U, AnalyzeDrives(L"", {L"C:\\"}, false));
+    EXPECT_EQ(Failure(0x1234U), AnalyzeDrives(L"", {L"C:\\"}, false));
     EXPECT_EQ(L"refresh.Refresh()", engine.Calls().back());
 }
 
 TEST_F(TheRefreshNotice, IsSentWhenTheWaitIsOver)
 {
-    EXPECT_EQ(0U, AnalyzeDrives(L"", {L"C:\\"}, true));
+    EXPECT_EQ(kSucceeded, AnalyzeDrives(L"", {L"C:\\"}, true));
     const EngineCalls calls = engine.Calls();
     ASSERT_GE(calls.size(), 2U);
     EXPECT_EQ(L"refresh.Refresh()", calls.back());

@@ -4,33 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 namespace {
 
 constexpr HRESULT Hr(std::uint32_t bits)
 {
     return static_cast<HRESULT>(bits);
-}
-
-TEST(WindowsErrorAsHresult, HasTheWin32FacilityAndTheLow16BitsOfAPositiveNumber)
-{
-    EXPECT_EQ(Hr(0x80070005), win::HResultFromWin32(5));
-    EXPECT_EQ(Hr(0x8007000D), win::HResultFromWin32(13));
-    EXPECT_EQ(Hr(0x8007FFFF), win::HResultFromWin32(0xFFFF));
-    EXPECT_EQ(Hr(0x80070001), win::HResultFromWin32(0x10001));
-    EXPECT_EQ(Hr(0x80070002), win::HResultFromWin32(0x20000002));
-    EXPECT_EQ(Hr(0x80070000), win::HResultFromWin32(0x10000));
-    EXPECT_EQ(Hr(0x8007FFFF), win::HResultFromWin32(std::numeric_limits<std::int32_t>::max()));
-}
-
-TEST(WindowsErrorAsHresult, IsUnchangedFromZeroDown)
-{
-    EXPECT_EQ(0, win::HResultFromWin32(0));
-    EXPECT_EQ(-1, win::HResultFromWin32(-1));
-    EXPECT_EQ(E_FAIL, win::HResultFromWin32(E_FAIL));
-    EXPECT_EQ(REGDB_E_CLASSNOTREG, win::HResultFromWin32(REGDB_E_CLASSNOTREG));
-    EXPECT_EQ(Hr(0x80000000), win::HResultFromWin32(std::numeric_limits<std::int32_t>::min()));
 }
 
 TEST(CodeOfAnHresult, IsItsLow16Bits)

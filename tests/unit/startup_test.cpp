@@ -1,9 +1,9 @@
 #include "cmd/startup.h"
 
 #include "support/arguments.h"
+#include "support/known_commands.h"
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
-#include "support/usage_screen.h"
 
 #include <string>
 
