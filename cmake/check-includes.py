@@ -91,9 +91,6 @@ DECLARATIONS = """
     variant (array tuple utility): get
 """
 
-# Where the build looks for headers in quotes.
-INCLUDE_FOLDERS = [*lint.OWN_FOLDERS, lint.ROOT / "tests" / "e2e"]
-
 CODE_WITHOUT_TEXTS = re.compile(
     r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"|(?<![0-9A-Fa-f])\'(?:\\.|[^\'\\\n])+\'|R"\((?:.*?)\)"', re.DOTALL)
 INCLUDE = re.compile(r'^\s*#\s*include\s+([<"])([^>"]+)[>"]', re.MULTILINE)
@@ -118,7 +115,7 @@ def included_by(path):
         if kind == "<":
             system.add(name)
         else:
-            places = [folder / name for folder in (path.parent, *INCLUDE_FOLDERS)]
+            places = [folder / name for folder in (path.parent, *lint.OWN_FOLDERS)]
             own.update([place for place in places if place.exists()][:1])
     return system, own
 
