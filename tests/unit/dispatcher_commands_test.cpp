@@ -1244,12 +1244,7 @@ TEST_P(CommandsComputer, IsTheLastWordWhenThatLooksLikeOne)
 std::vector<KnownCommand> EngineCommands()
 {
     std::vector<KnownCommand> commands;
-    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands),
-                 [](const KnownCommand& command) {
-                     const std::wstring words = command.words;
-                     return !words.starts_with(L"/sta ") && !words.starts_with(L"/sto ") &&
-                            !words.starts_with(L"/stf ") && (command.permission || words.starts_with(L"/id"));
-                 });
+    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands), AsksEngine);
     return commands;
 }
 
