@@ -13,14 +13,13 @@ def read_sources():
 
 
 def commands():
-    """The words of each command, short before long, in the table's order."""
-    rows = re.findall(r'\{\s*CommandCode::\w+,\s*L"([^"]+)",\s*(?:L"([^"]+)"|nullptr)', read_sources())
-    codes = re.search(r"enum class CommandCode[^{]*\{([^}]*)\}", (COMMANDS / "command_line.h").read_text(encoding="utf-8"))
-    # Every code but that of no command has a row.
-    expected = len(re.findall(r"\b\w+ = \d+", codes[1])) - 1
-    if len(rows) != expected:
-        raise SystemExit(f"completion: {len(rows)} commands found in {COMMANDS}, {expected} expected")
-    return [[word for word in row if word] for row in rows]
+    """The words of each command, short before long, in the table's order; the row of no command has none."""
+    table = re.search(r"\bkCommands\[\] = \{\n(.*?)\n\};", read_sources(), re.DOTALL)[1]
+    rows = re.findall(r'^    \{(\d+),\s*(?:nullptr|L"([^"]+)"),\s*(?:nullptr|L"([^"]+)"),', table, re.MULTILINE)
+    # A row that is written in another way would be missing among the codes, which count up from 0.
+    if [int(code) for code, *_ in rows] != list(range(len(rows))) or len(rows) < 2:
+        raise SystemExit(f"completion: the table of commands in {COMMANDS} is not understood")
+    return [[word for word in words if word] for _, *words in rows[1:]]
 
 
 def switches():

@@ -15,7 +15,7 @@ def title_of(page):
 
 
 def convert(source, destination, **variables):
-    command = ["pandoc", "--from=markdown-smart-tex_math_dollars", "--to=html5", "--standalone", "--wrap=preserve",
+    command = ["pandoc", "--from=markdown-smart-tex_math_dollars+gfm_auto_identifiers", "--to=html5", "--standalone", "--wrap=preserve",
                f"--template={MANUAL / 'page.html'}", f"--lua-filter={MANUAL / 'pages.lua'}",
                f"--metadata=pages:{' '.join(USER_PAGES)}",
                f"--metadata=omitted:{BUILDERS_SECTION}",

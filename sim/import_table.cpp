@@ -1,7 +1,11 @@
 #include "import_table.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <map>
+#include <mutex>
+#include <string_view>
 
 namespace sim {
 
@@ -28,12 +32,40 @@ void ForEachSlot(HMODULE module, const char* function, Visit visit)
             if (IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal)) {
                 continue;
             }
-            const auto* const byName = At<IMAGE_IMPORT_BY_NAME>(base, name->u1.AddressOfData);
-            if (std::strcmp(reinterpret_cast<const char*>(byName->Name), function) == 0) {
+            // As characters: a linker need not align the names.
+            const auto* const imported = At<char>(base, name->u1.AddressOfData + offsetof(IMAGE_IMPORT_BY_NAME, Name));
+            if (std::strcmp(imported, function) == 0) {
                 visit(slot);
             }
         }
     }
+}
+
+// The replacements of one module's lookups.
+struct Lookups {
+    decltype(GetProcAddress)* original = nullptr;
+    std::mutex lock; // guards replacements
+    std::map<std::string_view, void*> replacements;
+};
+
+Lookups& TheLookups()
+{
+    static Lookups lookups;
+    return lookups;
+}
+
+// What the watched module calls in GetProcAddress' place.
+FARPROC WINAPI LookUp(HMODULE module, const char* function)
+{
+    Lookups& lookups = TheLookups();
+    const FARPROC found = lookups.original(module, function);
+    // A small number in the name's place is an ordinal.
+    if (found == nullptr || reinterpret_cast<std::uintptr_t>(function) <= 0xFFFF) {
+        return found;
+    }
+    const std::scoped_lock guard(lookups.lock);
+    const auto replacement = lookups.replacements.find(function);
+    return replacement == lookups.replacements.end() ? found : reinterpret_cast<FARPROC>(replacement->second);
 }
 
 } // namespace
@@ -56,6 +88,19 @@ bool IsImported(HMODULE module, const char* function)
     bool imported = false;
     ForEachSlot(module, function, [&](IMAGE_THUNK_DATA*) { imported = true; });
     return imported;
+}
+
+void WatchLookups(HMODULE module)
+{
+    void* const original = PatchImport(module, "GetProcAddress", reinterpret_cast<void*>(&LookUp));
+    TheLookups().original = reinterpret_cast<decltype(GetProcAddress)*>(original);
+}
+
+void ReplaceLookup(const char* function, void* replacement)
+{
+    Lookups& lookups = TheLookups();
+    const std::scoped_lock guard(lookups.lock);
+    lookups.replacements[function] = replacement;
 }
 
 } // namespace sim

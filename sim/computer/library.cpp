@@ -15,8 +15,9 @@ namespace {
 
 using namespace sim;
 
-// Reads the scenario and puts the replacements into the program's import table; functions that the program does not
-// import are none of its business. False where the scenario cannot be had, which the launcher has found before.
+// Reads the scenario and puts the replacements into the program's import table, and in the way of its lookups by name;
+// functions that the program does not use are none of its business. False where the scenario cannot be had, which the
+// launcher has found before.
 bool ShowComputer(HMODULE library)
 {
     std::wstring path;
@@ -32,11 +33,13 @@ bool ShowComputer(HMODULE library)
         return false;
     }
     const HMODULE program = GetModuleHandleW(nullptr);
+    WatchLookups(program);
     for (const auto replacements :
          {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements, &VolumeReplacements,
           &DeviceReplacements, &RegistryReplacements, &PolicyReplacements}) {
         for (const Replacement& replacement : replacements()) {
             PatchImport(program, replacement.function, replacement.replacement);
+            ReplaceLookup(replacement.function, replacement.replacement);
         }
     }
     return true;

@@ -6,9 +6,9 @@
 #include "messages/console_output.h"
 #include "stats/statistics.h"
 #include "support/support_report.h"
+#include "win/text.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cwchar>
 #include <iterator>
 
@@ -209,7 +209,7 @@ Result RunNamedSchedule(const Request& request)
 Result RunQueryFileById(const Request& request)
 {
     const Words& words = GetWords(request.commandLine);
-    return ShowFileNameById(request.computer, words[1], _wtoi(words[2].c_str()));
+    return ShowFileNameById(request.computer, words[1], win::ReadDecimal(words[2]));
 }
 
 Result RunSupportInformation(const Request& /*request*/)

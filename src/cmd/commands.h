@@ -4,7 +4,9 @@
 #include "messages/catalogue.h"
 #include "policy/group_policy.h"
 
+#include <cstdint>
 #include <initializer_list>
+#include <string>
 
 // A permission, and the message that refuses a command where policy does not grant it.
 struct PolicyRule {

@@ -7,8 +7,16 @@
 
 namespace {
 
+// What Windows would ask the user about, a drive without a medium above all, is to fail instead: nobody may be there to
+// answer. What the caller has switched off stays so.
+void KeepDialogsAway()
+{
+    SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
+}
+
 Result RunProgram(int argc, wchar_t** argv)
 {
+    KeepDialogsAway();
     const ConsoleOutput output;
     if (IsSafeBoot()) {
         PrintSafeBootRefusal();

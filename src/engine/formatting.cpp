@@ -2,8 +2,8 @@
 
 #include "messages/catalogue.h"
 #include "win/error_text.h"
-#include "win/owner.h"
 #include "win/result_code.h"
+#include "win/system_library.h"
 
 #include <cmath>
 #include <cwchar>
@@ -82,11 +82,9 @@ std::wstring InternetText(DWORD code)
 {
     constexpr wchar_t kInternetModule[] = L"WININET.DLL";
     constexpr DWORD kLength = 1024;
-    win::Module loaded;
     HMODULE module = GetModuleHandleW(kInternetModule);
     if (module == nullptr) {
-        loaded.Reset(LoadLibraryW(kInternetModule));
-        module = loaded.Get();
+        module = win::LoadSystemLibrary(kInternetModule);
     }
     if (module == nullptr) {
         return {};

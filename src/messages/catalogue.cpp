@@ -1,9 +1,8 @@
 #include "messages/catalogue.h"
 
 #include "messages/translator.h"
+#include "win/text.h"
 
-#include <cstdlib>
-#include <cwctype>
 #include <iomanip>
 #include <sstream>
 
@@ -14,7 +13,7 @@ std::wstring CatalogueText::ToWideString() const
     std::size_t at = 0;
     while (at < text_.size()) {
         if (text_[at] == L'%') {
-            const int number = _wtoi(text_.c_str() + at + 1);
+            const int number = win::ReadDecimal(std::wstring_view(text_).substr(at + 1));
             if (number >= 1 && static_cast<std::size_t>(number) <= arguments_.size()) {
                 result += arguments_[static_cast<std::size_t>(number) - 1];
                 at = text_.find_first_not_of(L"0123456789", at + 1);

@@ -1,10 +1,10 @@
 #include "messages/translation_file.h"
 
 #include "win/owner.h"
+#include "win/text.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 
 namespace {
 
@@ -22,23 +22,6 @@ std::wstring_view NextToken(std::wstring_view& text, std::wstring_view separator
     const std::wstring_view token = text.substr(0, text.find_first_of(separators));
     text.remove_prefix(token.size());
     return token;
-}
-
-// The number as _wtoi reads it: blanks, a sign, then leading digits; anything else is 0, and what is past 32 bits is
-// the greatest or the least integer.
-std::uint32_t ParseNumber(std::wstring_view field)
-{
-    // The common case needs no terminated copy: few enough digits that they cannot overflow.
-    constexpr std::size_t kSafeDigits = 9;
-    const auto isDigit = [](wchar_t c) { return c >= L'0' && c <= L'9'; };
-    if (field.size() <= kSafeDigits && std::all_of(field.begin(), field.end(), isDigit)) {
-        std::uint32_t number = 0;
-        for (const wchar_t digit : field) {
-            number = number * 10 + static_cast<std::uint32_t>(digit - L'0');
-        }
-        return number;
-    }
-    return static_cast<std::uint32_t>(_wtoi(std::wstring(field).c_str()));
 }
 
 wchar_t Unescaped(wchar_t escape)
@@ -110,7 +93,7 @@ void ParseLine(std::wstring_view line, Translations& translations)
     }
     const auto& [number, english, translation] = fields;
     if (IsQuoted(english) && IsQuoted(translation)) {
-        translations.insert_or_assign(ParseNumber(number), Unquote(translation));
+        translations.insert_or_assign(static_cast<std::uint32_t>(win::ReadDecimal(number)), Unquote(translation));
     }
 }
 

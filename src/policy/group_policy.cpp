@@ -1,6 +1,7 @@
 #include "policy/group_policy.h"
 
 #include "win/com_apartment.h"
+#include "win/system_library.h"
 
 #include <iterator>
 
@@ -9,6 +10,12 @@
 namespace {
 
 constexpr DWORD kNotMonitoring = 0xFFFFFFFF;
+
+constinit win::SystemLibrary userEnvironment(L"userenv.dll");
+constinit win::SystemFunction<decltype(RegisterGPNotification)> registerNotification(userEnvironment,
+                                                                                     "RegisterGPNotification");
+constinit win::SystemFunction<decltype(UnregisterGPNotification)> unregisterNotification(userEnvironment,
+                                                                                         "UnregisterGPNotification");
 
 // An event as CreateEventW makes it; on failure the error is told.
 DWORD MakeEvent(BOOL manualReset, win::KernelHandle& event) noexcept
@@ -64,8 +71,8 @@ DWORD WINAPI CGP::MonitorThread(void* policy) noexcept
 DWORD CGP::Monitor() noexcept
 {
     const win::ComApartment apartment;
-    if (RegisterGPNotification(machineEvent_.Get(), TRUE) == FALSE ||
-        RegisterGPNotification(userEvent_.Get(), FALSE) == FALSE) {
+    if (registerNotification(machineEvent_.Get(), TRUE) == FALSE ||
+        registerNotification(userEvent_.Get(), FALSE) == FALSE) {
         return kNotMonitoring;
     }
     const HANDLE events[] = {machineEvent_.Get(), userEvent_.Get(), stopEvent_.Get()};
@@ -81,8 +88,8 @@ DWORD CGP::Monitor() noexcept
             break;
         }
     }
-    UnregisterGPNotification(machineEvent_.Get());
-    UnregisterGPNotification(userEvent_.Get());
+    unregisterNotification(machineEvent_.Get());
+    unregisterNotification(userEvent_.Get());
     return 0;
 }
 

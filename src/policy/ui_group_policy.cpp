@@ -1,6 +1,7 @@
 #include "policy/ui_group_policy.h"
 
 #include "support/registry.h"
+#include "win/system_library.h"
 
 #include <userenv.h>
 
@@ -28,10 +29,16 @@ constexpr PolicyValue kPolicyValues[] = {
 };
 constexpr std::uint32_t kAllowed = 1;
 
+constinit win::SystemLibrary userEnvironment(L"userenv.dll");
+constinit win::SystemFunction<decltype(EnterCriticalPolicySection)> enterSection(userEnvironment,
+                                                                                 "EnterCriticalPolicySection");
+constinit win::SystemFunction<decltype(LeaveCriticalPolicySection)> leaveSection(userEnvironment,
+                                                                                 "LeaveCriticalPolicySection");
+
 struct PolicySectionTraits {
     using Type = HANDLE;
     static Type Null() noexcept { return nullptr; }
-    static void Release(Type section) noexcept { LeaveCriticalPolicySection(section); }
+    static void Release(Type section) noexcept { leaveSection(section); }
 };
 
 // The user's critical policy section: while it is held, group policy is not applied.
@@ -63,7 +70,7 @@ void CUiGP::OnMachinePolicyChanged(int /*refresh*/) noexcept {}
 void CUiGP::OnUserPolicyChanged(int refresh) noexcept
 {
     // Read even when the section cannot be had: values that may be changing are better than none.
-    const PolicySection section(refresh != 0 ? EnterCriticalPolicySection(FALSE) : nullptr);
+    const PolicySection section(refresh != 0 ? enterSection(FALSE) : nullptr);
     win::RegistryKey key;
     if (RegOpen(HKEY_CURRENT_USER, kPolicyKey, KEY_QUERY_VALUE, key) != ERROR_SUCCESS) {
         return;

@@ -3,6 +3,8 @@
 #include "support/registry.h"
 #include "win/owner.h"
 #include "win/system.h"
+#include "win/system_library.h"
+#include "win/text.h"
 
 #include <cwchar>
 #include <iterator>
@@ -79,18 +81,25 @@ const FileList kFileLists[] = {
     {SystemFolder, Listing::AlsoMissing, kBootFiles},
 };
 
+constinit win::SystemLibrary versionLibrary(L"version.dll");
+constinit win::SystemFunction<decltype(GetFileVersionInfoSizeW)> getInfoSize(versionLibrary, "GetFileVersionInfoSizeW");
+constinit win::SystemFunction<decltype(GetFileVersionInfoW)> getInfo(versionLibrary, "GetFileVersionInfoW");
+constinit win::SystemFunction<decltype(VerQueryValueW)> queryValue(versionLibrary, "VerQueryValueW");
+
 // A file's version resource for as long as the object lives.
 class VersionResource {
 public:
     explicit VersionResource(const std::wstring& path)
     {
+        // Windows would look for a bare name in the folders in which it looks for libraries.
+        const std::wstring whole = win::FullPath(path);
         DWORD ignored = 0;
-        const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &ignored);
+        const DWORD size = getInfoSize(whole.c_str(), &ignored);
         if (size == 0) {
             return;
         }
         block_.Reset(LocalAlloc(LMEM_ZEROINIT, size));
-        if (block_ && GetFileVersionInfoW(path.c_str(), 0, size, block_.Get()) == FALSE) {
+        if (block_ && getInfo(whole.c_str(), 0, size, block_.Get()) == FALSE) {
             block_.Reset();
         }
     }
@@ -115,7 +124,7 @@ private:
     [[nodiscard]] const void* Query(const wchar_t* name, UINT& size) const
     {
         void* value = nullptr;
-        if (!block_ || VerQueryValueW(block_.Get(), name, &value, &size) == FALSE) {
+        if (!block_ || queryValue(block_.Get(), name, &value, &size) == FALSE) {
             size = 0;
             return nullptr;
         }
@@ -125,21 +134,14 @@ private:
     win::LocalBlock block_;
 };
 
-// Whether the text begins with a decimal number other than 0; blanks before it do not count.
-bool StartsWithNumber(const std::wstring& text)
-{
-    wchar_t* end = nullptr;
-    const long number = std::wcstol(text.c_str(), &end, 10);
-    return end != text.c_str() && number != 0;
-}
-
-// The tag that a text of the version resource ends in: from a marker's last place on.
-std::wstring TagIn(const std::wstring& text)
+// The tag that a text of the version resource ends in: from a marker's last place on, where a number other than 0
+// follows the marker.
+std::wstring TagIn(std::wstring_view text)
 {
     for (const std::wstring_view marker : kHotfixMarkers) {
         const std::size_t place = text.rfind(marker);
-        if (place != std::wstring::npos && StartsWithNumber(text.substr(place + marker.size()))) {
-            return text.substr(place);
+        if (place != std::wstring_view::npos && win::ReadDecimal(text.substr(place + marker.size())) != 0) {
+            return std::wstring(text.substr(place));
         }
     }
     return {};
@@ -216,7 +218,7 @@ std::wstring GetHotfixTag(const std::wstring& path)
 {
     const VersionResource resource(path);
     for (const wchar_t* const name : kHotfixStrings) {
-        if (std::wstring tag = TagIn(std::wstring(resource.Text(name))); !tag.empty()) {
+        if (std::wstring tag = TagIn(resource.Text(name)); !tag.empty()) {
             return tag;
         }
     }

@@ -99,14 +99,8 @@ LSTATUS RegReadDword(HKEY key, const wchar_t* name, std::uint32_t& value) noexce
     DWORD data = 0;
     DWORD size = sizeof data;
     const LSTATUS status = QueryTyped(key, name, REG_DWORD, &data, size);
-    if (status != ERROR_SUCCESS) {
-        return status;
-    }
-    if (size != sizeof data) {
-        return ERROR_INVALID_DATA;
-    }
-    value = data;
-    return ERROR_SUCCESS;
+    value = status == ERROR_SUCCESS ? data : value;
+    return status;
 }
 
 LSTATUS RegReadString(HKEY key, const wchar_t* name, std::wstring& text)
@@ -143,7 +137,8 @@ LSTATUS RegReadMultiString(HKEY key, const wchar_t* name, std::vector<std::wstri
     if (const LSTATUS status = QueryTyped(key, name, REG_MULTI_SZ, buffer.get(), size); status != ERROR_SUCCESS) {
         return status;
     }
-    if (size % sizeof(wchar_t) != 0 || !CloseList(buffer.get(), size / sizeof(wchar_t), bufferCharacters)) {
+    // Half a character at the end does not count.
+    if (!CloseList(buffer.get(), size / sizeof(wchar_t), bufferCharacters)) {
         return ERROR_INVALID_DATA;
     }
     for (std::wstring_view item = buffer.get(); !item.empty(); item = item.data() + item.size() + 1) {

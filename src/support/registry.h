@@ -24,7 +24,7 @@ inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra
 [[nodiscard]] LSTATUS RegReadType(HKEY key, const wchar_t* name, DWORD& type) noexcept;
 [[nodiscard]] LSTATUS RegReadSize(HKEY key, const wchar_t* name, DWORD& size) noexcept;
 
-// Reads a REG_DWORD value.
+// Reads a REG_DWORD value; bytes that it lacks are zero.
 [[nodiscard]] LSTATUS RegReadDword(HKEY key, const wchar_t* name, std::uint32_t& value) noexcept;
 
 // Reads a REG_SZ or REG_EXPAND_SZ value; environment variables in it stay as they are. The data must be whole
@@ -36,8 +36,8 @@ inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra
 inline constexpr std::size_t kMultiStringCharacters = 16384;
 
 // Appends the items of a REG_MULTI_SZ value, up to the first empty one. Closing NULs that are missing are made up for
-// where the buffer has room for them. ERROR_MORE_DATA (234) for a value that is longer than the buffer,
-// ERROR_INSUFFICIENT_BUFFER (122) for a buffer that does not even take an empty list.
+// where the buffer has room for them; an odd last byte does not count. ERROR_MORE_DATA (234) for a value that is longer
+// than the buffer, ERROR_INSUFFICIENT_BUFFER (122) for a buffer that does not even take an empty list.
 [[nodiscard]] LSTATUS RegReadMultiString(HKEY key, const wchar_t* name, std::vector<std::wstring>& items,
                                          std::size_t bufferCharacters = kMultiStringCharacters);
 
@@ -49,7 +49,8 @@ inline constexpr std::size_t kMultiStringCharacters = 16384;
 // (14) where there is no memory for the data.
 [[nodiscard]] LSTATUS RegReadValueToStream(HKEY key, const wchar_t* name, win::ComPtr<IStream>& stream) noexcept;
 
-// Appends the names of the key's subkeys, or of its values, in Windows' order. Returns what ended the enumeration:
-// ERROR_NO_MORE_ITEMS (259) where the names are complete.
+// Appends the names of the key's subkeys, or of its values, in Windows' order. Names that were given below the Windows
+// API may hold NULs; they are appended whole, and cannot be asked for again by name. Returns what ended the
+// enumeration: ERROR_NO_MORE_ITEMS (259) where the names are complete.
 LSTATUS RegEnumSubkeyNames(HKEY key, std::vector<std::wstring>& names);
 LSTATUS RegEnumValueNames(HKEY key, std::vector<std::wstring>& names);

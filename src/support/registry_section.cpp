@@ -160,13 +160,22 @@ void AppendValue(HKEY key, const std::wstring& name, std::wstring& text)
     }
 }
 
+// Whether the functions of the registry can be asked for a name. One that holds a NUL would reach them cut short, and
+// they would find another key or value.
+bool CanBeAskedFor(const std::wstring& name)
+{
+    return name.find(L'\0') == std::wstring::npos;
+}
+
 void AppendValues(HKEY key, const std::wstring& path, std::wstring& text)
 {
     text.append(L"* ").append(path).append(kLineEnd);
     std::vector<std::wstring> names;
     RegEnumValueNames(key, names);
     for (const std::wstring& name : names) {
-        AppendValue(key, name, text);
+        if (CanBeAskedFor(name)) {
+            AppendValue(key, name, text);
+        }
     }
 }
 
@@ -177,7 +186,7 @@ void AppendKey(HKEY key, const std::wstring& path, std::wstring& text)
     RegEnumSubkeyNames(key, names);
     for (const std::wstring& name : names) {
         win::RegistryKey subkey;
-        if (RegOpen(key, name.c_str(), KEY_READ, subkey) == ERROR_SUCCESS) {
+        if (CanBeAskedFor(name) && RegOpen(key, name.c_str(), KEY_READ, subkey) == ERROR_SUCCESS) {
             AppendKey(subkey.Get(), std::wstring(path).append(1, L'\\').append(name), text);
         }
     }

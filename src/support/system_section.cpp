@@ -2,10 +2,10 @@
 
 #include "support/registry.h"
 #include "win/system.h"
+#include "win/text.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cwchar>
 #include <iterator>
 #include <vector>
 
@@ -70,7 +70,7 @@ struct VersionLine {
 
 DWORD ToNumber(const std::wstring& text)
 {
-    return static_cast<DWORD>(_wtoi(text.c_str()));
+    return static_cast<DWORD>(win::ReadDecimal(text));
 }
 
 void ReadVersionText(HKEY key, VersionLine& line)

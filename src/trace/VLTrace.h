@@ -2,6 +2,7 @@
 
 #include "policy/lockable.h"
 #include "win/owner.h"
+#include "win/system_library.h" // whose guard is to be constructed before this file's object
 
 #include <array>
 #include <cstdint>

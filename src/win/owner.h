@@ -138,13 +138,4 @@ struct GlobalMemoryTraits {
 // A block of GlobalAlloc.
 using GlobalBlock = Owner<GlobalMemoryTraits>;
 
-struct ModuleTraits {
-    using Type = HMODULE;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type module) noexcept { FreeLibrary(module); }
-};
-
-// A library loaded with LoadLibraryW.
-using Module = Owner<ModuleTraits>;
-
 } // namespace win

@@ -1,6 +1,6 @@
 #include "win/shell_folders.h"
 
-#include "win/owner.h"
+#include "win/system_library.h"
 
 #include <shlobj.h>
 
@@ -8,32 +8,17 @@ namespace win {
 
 namespace {
 
-// A function of the shell's library, for as long as the object lives; null where there is none.
-template <typename Function>
-class ShellFunction {
-public:
-    explicit ShellFunction(const char* name) : library_(LoadLibraryW(L"shell32.dll"))
-    {
-        if (library_) {
-            function_ = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(library_.Get(), name)));
-        }
-    }
-
-    [[nodiscard]] Function* Get() const noexcept { return function_; }
-
-private:
-    Module library_;
-    Function* function_ = nullptr;
-};
+constinit SystemLibrary shell(L"shell32.dll");
+constinit SystemFunction<decltype(SHGetFolderPathW)> getFolderPath(shell, "SHGetFolderPathW", E_NOTIMPL);
+constinit SystemFunction<decltype(SHCreateDirectoryExW)> createDirectory(shell, "SHCreateDirectoryExW",
+                                                                         ERROR_PROC_NOT_FOUND);
 
 } // namespace
 
 std::wstring CommonApplicationDataFolder()
 {
-    const ShellFunction<decltype(SHGetFolderPathW)> getFolderPath("SHGetFolderPathW");
     wchar_t path[MAX_PATH] = {};
-    if (getFolderPath.Get() == nullptr || getFolderPath.Get()(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE,
-                                                              nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) {
+    if (getFolderPath(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) {
         return {};
     }
     return path;
@@ -41,11 +26,7 @@ std::wstring CommonApplicationDataFolder()
 
 DWORD CreateFolders(const std::wstring& path)
 {
-    const ShellFunction<decltype(SHCreateDirectoryExW)> createDirectory("SHCreateDirectoryExW");
-    if (createDirectory.Get() == nullptr) {
-        return ERROR_PROC_NOT_FOUND;
-    }
-    return static_cast<DWORD>(createDirectory.Get()(nullptr, path.c_str(), nullptr));
+    return static_cast<DWORD>(createDirectory(nullptr, path.c_str(), nullptr));
 }
 
 } // namespace win

@@ -6,8 +6,8 @@
 
 namespace win {
 
-// Both functions load the shell's library for their one call: a run that needs no folder of the shell's does not pay
-// for it.
+// The first call of one of these functions loads the shell's library, which then stays: a run that needs no folder of
+// the shell's does not pay for it.
 
 // The folder of all users' application data, created where it is missing, without a closing backslash; empty where
 // Windows does not tell it.

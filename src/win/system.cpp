@@ -1,7 +1,6 @@
 #include "win/system.h"
 
-#include <cstdlib>
-#include <cwchar>
+#include <algorithm>
 
 namespace win {
 
@@ -55,13 +54,8 @@ std::wstring ProgramFolder(DWORD bufferSize)
 
 std::wstring FolderOf(const std::wstring& path)
 {
-    wchar_t drive[_MAX_DRIVE] = {};
-    std::wstring folder(path.size() + 1, L'\0');
-    if (_wsplitpath_s(path.c_str(), drive, _MAX_DRIVE, folder.data(), folder.size(), nullptr, 0, nullptr, 0) != 0) {
-        return {};
-    }
-    folder.resize(std::wcslen(folder.c_str()));
-    return drive + folder;
+    const std::size_t drive = path.size() > 1 && path[1] == L':' ? 2 : 0;
+    return path.substr(0, std::max(drive, path.find_last_of(L"\\/") + 1));
 }
 
 std::wstring JoinPath(std::wstring_view folder, std::wstring_view name)
@@ -71,6 +65,15 @@ std::wstring JoinPath(std::wstring_view folder, std::wstring_view name)
         path += L'\\';
     }
     return path.append(name);
+}
+
+std::wstring FullPath(const std::wstring& path)
+{
+    // The first answer counts the terminating NUL, the second does not.
+    std::wstring whole(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(whole.size()), whole.data(), nullptr);
+    whole.resize(length < whole.size() ? length : 0);
+    return whole;
 }
 
 OSVERSIONINFOEXW WindowsVersion() noexcept

@@ -3,6 +3,8 @@
 #include "win/windows_api.h"
 
 #include <algorithm>
+#include <cwctype>
+#include <limits>
 
 namespace win {
 
@@ -61,6 +63,27 @@ std::wstring_view BaseName(std::wstring_view path) noexcept
 {
     const std::wstring_view name = path.substr(path.rfind(L'\\') + 1);
     return name.substr(0, name.rfind(L'.'));
+}
+
+std::int32_t ReadDecimal(std::wstring_view text) noexcept
+{
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kGreatest = std::numeric_limits<std::int32_t>::max();
+    while (!text.empty() && std::iswspace(text.front()) != 0) {
+        text.remove_prefix(1);
+    }
+    const bool isNegative = text.starts_with(L'-');
+    if (isNegative || text.starts_with(L'+')) {
+        text.remove_prefix(1);
+    }
+    std::int64_t number = 0;
+    for (const wchar_t c : text) {
+        if (c < L'0' || c > L'9' || number > kGreatest) {
+            break;
+        }
+        number = number * 10 + (c - L'0');
+    }
+    return static_cast<std::int32_t>(isNegative ? std::max(-number, kLeast) : std::min(number, kGreatest));
 }
 
 } // namespace win

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,10 @@ struct NameLess {
 
 // The name of the file that a path leads to, without folder ("\\" alone separates folders) and without extension.
 [[nodiscard]] std::wstring_view BaseName(std::wstring_view path) noexcept;
+
+// The number that the text begins with, as _wtoi reads it, the same with every runtime: blanks, a sign, then digits
+// from 0 to 9, up to whatever else follows; 0 where there are none. A number past the limits of 32 bits is the limit.
+[[nodiscard]] std::int32_t ReadDecimal(std::wstring_view text) noexcept;
 
 // Calls visit(piece) for every non-empty piece of the text between separators, in order, until visit returns false.
 template <typename Visit>

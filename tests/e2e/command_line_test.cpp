@@ -160,7 +160,7 @@ TEST(StatisticsWord, IsKnownInShortAndLongSpellingAndAnyCase)
 TEST(HelpWord, AndAnythingUnknownShowTheUsage)
 {
     const std::vector<std::vector<std::wstring>> lines = {
-        {},         {L"/?"},   {L"/? C:"},           {L"/?", L"C:"},  {L"/bogus"}, {L"/x", L"C:"},   {L"st"},
+        {},         {L"/?"},   {L"/? C:"},           {L"/?", L"C:"},  {L"/bogus"}, {L"/xyz", L"C:"}, {L"st"},
         {L"-st"},   {L"/st "}, {L"/sta-tus"},        {L"C:", L"/an"}, {L"/w"},     {L"/all", L"/d"}, {L"/r", L"/t"},
         {L"/help"}, {L""},     {L"/c", L"Computer"}, {L"/stopp"}};
     for (const std::vector<std::wstring>& words : lines) {

@@ -6,6 +6,7 @@
 #include <shlwapi.h>
 
 #include <cstdio>
+#include <cwchar>
 #include <filesystem>
 #include <string>
 

@@ -1,6 +1,7 @@
 #include "support/described_files.h"
 
 #include <algorithm>
+#include <filesystem>
 
 namespace testing_support {
 
@@ -78,7 +79,7 @@ DescribedFiles::~DescribedFiles()
 
 DescribedFile& DescribedFiles::Add(const std::wstring& path)
 {
-    return files[path];
+    return files[std::filesystem::absolute(path).wstring()];
 }
 
 DescribedFile& DescribedFiles::Add(const std::wstring& path, const std::array<WORD, 4>& version,
@@ -92,7 +93,7 @@ DescribedFile& DescribedFiles::Add(const std::wstring& path, const std::array<WO
 
 const DescribedFile* DescribedFiles::FileAt(const wchar_t* path) const
 {
-    const auto found = files.find(std::wstring_view(path));
+    const auto found = files.find(std::filesystem::absolute(path).wstring());
     if (found == files.end()) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         return nullptr;
@@ -102,6 +103,8 @@ const DescribedFile* DescribedFiles::FileAt(const wchar_t* path) const
 
 std::vector<BYTE> DescribedFiles::ResourceAt(const wchar_t* path) const
 {
+    // Windows looks for any other path beside the program first.
+    EXPECT_TRUE(std::filesystem::path(path).is_absolute()) << path;
     const DescribedFile* const file = FileAt(path);
     if (file == nullptr) {
         return {};

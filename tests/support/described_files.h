@@ -31,8 +31,8 @@ struct DescribedFile {
 std::vector<BYTE> VersionResourceOf(const DescribedFile& file);
 
 // A Windows whose searches for files, and questions after version resources, find the files of the test's own making
-// and no others; its clock is two hours ahead of UTC. Paths are told apart as Windows does it. A search that is still
-// open at the end fails the test.
+// and no others; its clock is two hours ahead of UTC. Paths are told apart as Windows does it; one without
+// a drive stands for a file in the current directory. A search that is still open at the end fails the test.
 class DescribedFiles {
 public:
     DescribedFiles() = default;

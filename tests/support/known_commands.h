@@ -136,4 +136,10 @@ inline const KnownCommand kCommands[] = {
     {"SupportInformation", L"/si", std::nullopt, std::nullopt},
 };
 
+// Whether the command has the engine do something; only reports and help need neither it nor a permission.
+inline bool AsksEngine(const KnownCommand& command)
+{
+    return command.text && (command.permission || std::wstring_view(command.words).starts_with(L"/id"));
+}
+
 } // namespace testing_support

@@ -2,7 +2,7 @@
 
 #include "registry_keys.h"
 
-#include "win/owner.h"
+#include "support/module.h"
 
 #include <stdexcept>
 #include <string>
@@ -19,7 +19,7 @@ void RegisterProvider()
     if (registered == library) {
         return;
     }
-    const win::Module module(LoadLibraryW(library.c_str()));
+    const Module module(LoadLibraryW(library.c_str()));
     const auto registerServer = reinterpret_cast<HRESULT(WINAPI*)()>(
         reinterpret_cast<void*>(module ? GetProcAddress(module.Get(), "DllRegisterServer") : nullptr));
     if (registerServer == nullptr || FAILED(registerServer())) {

@@ -11,14 +11,15 @@
 
 namespace testing_support {
 
-// Points every import of that function in the running program at another address; returns the address that stood there,
-// or null when the program does not import the function.
+// Points every import of that function in the running program at another address, and what the product gets when it
+// looks the function up by name; returns the address that stood there, or null when the program does not use the
+// function in either way.
 void* PatchImport(const char* function, void* replacement);
 
 // Whether the running program imports the function.
 bool IsImported(const char* function);
 
-// Ends the test program: a test has named a function that the program does not import, so it could show nothing.
+// Ends the test program: a test has named a function that the program does not use, so it could show nothing.
 [[noreturn]] void FailMissingImport(const char* function);
 
 // A function's name as a template argument.
@@ -61,7 +62,8 @@ struct Parts<Result WINAPI(Arguments...)> {
 };
 #endif
 
-// Replaces a Windows function in the test program's import table for as long as the object lives:
+// Replaces a Windows function in the test program's import table, or in its lookups by name, for as long as the object
+// lives:
 //
 //     Replaced<"GetSystemMetrics", decltype(::GetSystemMetrics)> metrics([](int) { return 1; });
 //

@@ -103,7 +103,6 @@ public:
     Ledger arrays;
     Ledger keys;
     Ledger handles;
-    Ledger libraries;
     Ledger searches;
     Ledger localMemory;
     Ledger globalMemory;
@@ -247,16 +246,6 @@ private:
             return findMountPointClose_.Original(search);
         }};
 
-    Watched<"LoadLibraryW", decltype(::LoadLibraryW)> loadLibrary_{[this](LPCWSTR name) {
-        const HMODULE module = loadLibrary_.Original(name);
-        libraries.HandedOut(module);
-        return module;
-    }};
-    Watched<"FreeLibrary", decltype(::FreeLibrary)> freeLibrary_{[this](HMODULE module) {
-        libraries.GivenBack(module);
-        return freeLibrary_.Original(module);
-    }};
-
     Watched<"FormatMessageW", FormatMessageFunction> formatMessage_{
         [this](DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR text, DWORD size, char** arguments) {
             const DWORD length = formatMessage_.Original(flags, source, code, language, text, size, arguments);
@@ -323,7 +312,6 @@ std::string ResourceCensus::Imbalance() const
         {"arrays not destroyed", static_cast<long long>(counters_->arrays.Count())},
         {"registry keys open", static_cast<long long>(counters_->keys.Count())},
         {"handles open", static_cast<long long>(counters_->handles.Count())},
-        {"libraries loaded", static_cast<long long>(counters_->libraries.Count())},
         {"searches open", static_cast<long long>(counters_->searches.Count())},
         {"local memory blocks", static_cast<long long>(counters_->localMemory.Count())},
         {"global memory blocks", static_cast<long long>(counters_->globalMemory.Count())},

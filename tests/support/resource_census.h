@@ -6,10 +6,11 @@
 namespace testing_support {
 
 // Counts what Windows hands out to the program and gets back: BSTRs and arrays, also in VARIANTs, handles (files,
-// events, mutexes, threads, processes), searches (files, volumes, mount points), registry keys, libraries, local and
-// global memory, streams over memory, COM initialisations. It sees the calls of the test program's import table for as
-// long as it lives; a replacement of one of these functions made after it stands in front of it and reaches it through
-// Original. A stream that the program has released stays in memory until the next one is made, or the census goes.
+// events, mutexes, threads, processes), searches (files, volumes, mount points), registry keys, local and global
+// memory, streams over memory, COM initialisations. Libraries are not given back. It sees the calls of the test
+// program's import table for as long as it lives; a replacement of one of these functions made after it stands in front
+// of it and reaches it through Original. A stream that the program has released stays in memory until the next one is
+// made, or the census goes.
 class ResourceCensus {
 public:
     ResourceCensus();

@@ -30,6 +30,10 @@ private:
         return Tell(windows, text, size);
     }};
     Replaced<"GetSystemDirectoryW", decltype(::GetSystemDirectoryW)> getSystem_{[this](LPWSTR text, UINT size) {
+        // Libraries are loaded from where they are, also when a test describes another computer.
+        if (size == MAX_PATH) {
+            return getSystem_.Original(text, size);
+        }
         EXPECT_EQ(513U, size);
         return Tell(system, text, size);
     }};

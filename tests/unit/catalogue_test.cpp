@@ -76,6 +76,22 @@ TEST(Placeholder, MayHaveBlanksOrASignBeforeItsNumber)
     EXPECT_EQ(L"a\t2x", Resolved(L"%\t2x", {L"b", L"a"}));
 }
 
+TEST(Placeholder, StaysAsWrittenWithOtherDigitsThanAscii)
+{
+    // Arabic-Indic, fullwidth and superscript 1.
+    for (const wchar_t* text : {L"%\u0661", L"%\uFF11", L"%\u00B9", L"a %\uFF11%\u0661 b"}) {
+        EXPECT_EQ(text, Resolved(text, {L"a"}));
+    }
+    EXPECT_EQ(L"a\uFF11", Resolved(L"%1\uFF11", {L"a"}));
+}
+
+TEST(Placeholder, IsNotTakenForTheOneThatItsNumberWrapsTo)
+{
+    for (const wchar_t* text : {L"%4294967297", L"%-4294967295", L"%18446744073709551617"}) {
+        EXPECT_EQ(text, Resolved(text, {L"a"}));
+    }
+}
+
 TEST(Placeholder, DoesNotEscapeAPercentSign)
 {
     EXPECT_EQ(L"%a", Resolved(L"%%1", {L"a"}));

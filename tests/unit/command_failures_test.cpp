@@ -96,7 +96,7 @@ std::vector<const wchar_t*> EngineCommands()
                                          L"/sb C: /all",    L"/sta C: /c SRV1",   L"/sto /alldrives",
                                          L"/cb /alldrives", L"/an /alldrives /w", L"/tw /alldrives"};
     for (const KnownCommand& command : kCommands) {
-        if (command.text && *command.text != kUsageScreen) {
+        if (AsksEngine(command)) {
             commands.push_back(command.words);
         }
     }

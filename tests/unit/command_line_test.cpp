@@ -263,7 +263,7 @@ TEST(NoCommand, IsAnEmptyLineOrOneOfSwitchesAlone)
 
 TEST(NoCommand, IsAnyOtherWord)
 {
-    for (const wchar_t* word : {L"/bogus", L"/x", L"st", L"C:", L"\\\\SRV1", L"/", L"", L"/??", L"/help", L"-?"}) {
+    for (const wchar_t* word : {L"/bogus", L"/xyz", L"st", L"C:", L"\\\\SRV1", L"/", L"", L"/??", L"/help", L"-?"}) {
         EXPECT_EQ(0U, GetCommandCode(ParsedLine({word, L"/st"}))) << word;
     }
 }

@@ -837,10 +837,13 @@ INSTANTIATE_TEST_SUITE_P(
     Words, FileIdentifier,
     ::testing::Values(IdentifierCase{"Number", L"281474976", L"281474976"},
                       IdentifierCase{"DigitsBeforeLetters", L"12abc", L"12"}, IdentifierCase{"Letters", L"abc", L"0"},
+                      IdentifierCase{"OtherDigits", L"\uFF15", L"0"},
+                      IdentifierCase{"DigitsBeforeOthers", L"1\uFF15", L"1"},
                       IdentifierCase{"Hexadecimal", L"0x10", L"0"}, IdentifierCase{"LeadingZeros", L"0010", L"10"},
                       IdentifierCase{"Negative", L"-5", L"-5"}, IdentifierCase{"Plus", L"+7", L"7"},
                       IdentifierCase{"Greatest", L"2147483647", L"2147483647"},
                       IdentifierCase{"TooGreat", L"2147483648", L"2147483647"},
+                      IdentifierCase{"WrappedTo5", L"4294967301", L"2147483647"},
                       IdentifierCase{"FarTooGreat", L"99999999999999999999", L"2147483647"},
                       IdentifierCase{"Least", L"-2147483648", L"-2147483648"},
                       IdentifierCase{"FarTooSmall", L"-99999999999999999999", L"-2147483648"}),
@@ -1244,12 +1247,7 @@ TEST_P(CommandsComputer, IsTheLastWordWhenThatLooksLikeOne)
 std::vector<KnownCommand> EngineCommands()
 {
     std::vector<KnownCommand> commands;
-    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands),
-                 [](const KnownCommand& command) {
-                     const std::wstring words = command.words;
-                     return !words.starts_with(L"/sta ") && !words.starts_with(L"/sto ") &&
-                            !words.starts_with(L"/stf ") && (command.permission || words.starts_with(L"/id"));
-                 });
+    std::copy_if(std::begin(kCommands), std::end(kCommands), std::back_inserter(commands), AsksEngine);
     return commands;
 }
 

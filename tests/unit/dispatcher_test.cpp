@@ -90,7 +90,7 @@ TEST_F(Dispatching, LoadsTheTranslationBeforeItPrints)
     EXPECT_EQ(0U, Dispatch({L"/?"}));
     const std::wstring shown = output.Text();
     EXPECT_TRUE(shown.starts_with(L"Velundra 14.0 (deutsch)\n    Usage :\n")) << shown;
-    EXPECT_TRUE(shown.ends_with(L"13. Display help\nVLCmd /? (Hilfe)\n")) << shown;
+    EXPECT_NE(std::wstring::npos, shown.find(L"13. Display help\nVLCmd /? (Hilfe)\n")) << shown;
 }
 
 TEST_F(Dispatching, StaysEnglishWhereTheTranslationIsBad)

@@ -266,6 +266,14 @@ TEST_F(RemovableSetting, IsOffWithAnythingButANumber)
     EXPECT_TRUE(isOnWith(REG_DWORD, {1, 0, 0, 0}));
 }
 
+TEST_F(RemovableSetting, IsOnWithANumberOfFewerThanFourBytes)
+{
+    for (const std::vector<BYTE>& data : {std::vector<BYTE>{}, {0}, {1, 0}, {0, 0, 0}}) {
+        RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kCoreKey, kSetting, REG_DWORD, data);
+        EXPECT_TRUE(ShowAllOtherRemovableDrives()) << data.size();
+    }
+}
+
 TEST_F(RemovableSetting, IsTheMachinesNotTheUsers)
 {
     RegistrySandbox::SetDword(HKEY_CURRENT_USER, kCoreKey, kSetting, 1);

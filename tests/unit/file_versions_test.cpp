@@ -854,6 +854,36 @@ TEST_F(RealFile, ThatIsMissingHasNothing)
     EXPECT_EQ(L"", GetFileTimeText(folder.PathOf(L"missing.exe")));
 }
 
+// Where a bare name leads to, for as long as the object lives.
+class CurrentDirectory {
+public:
+    explicit CurrentDirectory(const std::filesystem::path& path) { std::filesystem::current_path(path); }
+    CurrentDirectory(const CurrentDirectory&) = delete;
+    CurrentDirectory(CurrentDirectory&&) = delete;
+    ~CurrentDirectory() { std::filesystem::current_path(before_); }
+    CurrentDirectory& operator=(const CurrentDirectory&) = delete;
+    CurrentDirectory& operator=(CurrentDirectory&&) = delete;
+
+private:
+    std::filesystem::path before_ = std::filesystem::current_path();
+};
+
+TEST_F(RealFile, OfABareNameIsTheCurrentDirectorysAndNotTheOneBesideTheProgram)
+{
+    ASSERT_TRUE(std::filesystem::exists(Built(L"VLCmd.exe")));
+    DescribedFile described;
+    described.version = {1, 2, 3, 4};
+    described.strings = {{L"InternalName", L"HF5"}};
+    const CurrentDirectory current(folder.Path());
+    EXPECT_EQ(L"", GetFileVersionText(L"VLCmd.exe"));
+    EXPECT_EQ(L"", GetFileTimeText(L"VLCmd.exe"));
+    const std::wstring path = ProgramWith(described);
+    std::filesystem::rename(path, folder.PathOf(L"VLCmd.exe"));
+    EXPECT_EQ(L"1.2.3.4", GetFileVersionText(L"VLCmd.exe"));
+    EXPECT_EQ(L"HF5", GetHotfixTag(L"VLCmd.exe"));
+    EXPECT_EQ(WrittenAt(folder.PathOf(L"VLCmd.exe")) + L".  HOTFIX: HF5", GetFileTimeText(L"VLCmd.exe"));
+}
+
 TEST_F(RealFile, MayHaveTheFixedPartAlone)
 {
     DescribedFile described;

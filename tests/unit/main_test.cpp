@@ -58,11 +58,17 @@ protected:
     }
 
     int bootMode = 0;
+    UINT errorMode = 0; // as the program has set it
     HRESULT comResult = S_OK;
     HRESULT securityResult = S_OK;
     std::vector<std::string> steps; // the main thread's calls of Windows, in order
 
     StandardOutput out = StandardOutput::Redirected(CP_UTF8);
+    Replaced<"SetErrorMode", decltype(::SetErrorMode)> setErrorMode{[this](UINT mode) {
+        Note("SetErrorMode");
+        errorMode = mode;
+        return setErrorMode.Original(mode);
+    }};
     Replaced<"GetSystemMetrics", decltype(::GetSystemMetrics)> getMetrics{[this](int index) {
         Note("GetSystemMetrics " + std::to_string(index));
         return bootMode;
@@ -103,11 +109,25 @@ class Starting : public Program {};
 TEST_F(Starting, AsksForSafeBootOpensComSecuresItRunsTheCommandAndClosesCom)
 {
     EXPECT_EQ(0U, Run({L"/?"}));
-    EXPECT_EQ((std::vector<std::string>{"GetSystemMetrics 67", "CoInitializeEx NULL 0", "CoInitializeSecurity",
-                                        "SetConsoleCtrlHandler after output", "CoUninitialize after output"}),
+    EXPECT_EQ((std::vector<std::string>{"SetErrorMode", "GetSystemMetrics 67", "CoInitializeEx NULL 0",
+                                        "CoInitializeSecurity", "SetConsoleCtrlHandler after output",
+                                        "CoUninitialize after output"}),
               steps);
     EXPECT_EQ(BannerAndUsage(), out.Bytes());
     EXPECT_EQ(0, putEnvironment.Calls());
+}
+
+TEST_F(Starting, KeepsWindowsFromAskingTheUserAndLeavesWhatTheCallerHasSwitchedOff)
+{
+    const UINT before = GetErrorMode();
+    for (const auto& [inherited, expected] :
+         {std::pair<UINT, UINT>{0, 0x8001}, {SEM_NOGPFAULTERRORBOX, 0x8003}, {0x8001, 0x8001}}) {
+        setErrorMode.Original(inherited);
+        EXPECT_EQ(0U, Run({L"/?"}));
+        // One flag cannot be taken back once it has been set, as the test's own framework does.
+        EXPECT_EQ(expected, errorMode & ~static_cast<UINT>(SEM_NOALIGNMENTFAULTEXCEPT));
+    }
+    setErrorMode.Original(before);
 }
 
 TEST_F(Starting, ShowsBannerAndUsageWithoutACommandAndForAnUnknownOne)
@@ -168,8 +188,8 @@ TEST_F(Starting, EndsWith13AndNoOutputWhenTheComputerNameIsMissing)
     EXPECT_EQ("", out.Bytes());
     EXPECT_EQ(0, Calls("SetConsoleCtrlHandler"));
     EXPECT_EQ(0, putEnvironment.Calls());
-    EXPECT_EQ((std::vector<std::string>{"GetSystemMetrics 67", "CoInitializeEx NULL 0", "CoInitializeSecurity",
-                                        "CoUninitialize"}),
+    EXPECT_EQ((std::vector<std::string>{"SetErrorMode", "GetSystemMetrics 67", "CoInitializeEx NULL 0",
+                                        "CoInitializeSecurity", "CoUninitialize"}),
               steps);
 }
 
@@ -220,7 +240,7 @@ TEST_P(StartingInSafeBoot, PrintsTheRefusalEndsWith0AndLeavesComAlone)
         steps.clear();
         EXPECT_EQ(0U, Run(words));
         EXPECT_EQ(kSafeBootRefusal, out.Bytes());
-        EXPECT_EQ((std::vector<std::string>{"GetSystemMetrics 67"}), steps);
+        EXPECT_EQ((std::vector<std::string>{"SetErrorMode", "GetSystemMetrics 67"}), steps);
     }
     EXPECT_EQ(0, putEnvironment.Calls());
     EXPECT_TRUE(engine.Activations().empty());

@@ -821,7 +821,7 @@ struct PolicyData {
 
 class UserPolicyValue : public UserPolicy, public ::testing::WithParamInterface<PolicyValue> {
 protected:
-    const PolicyData cases[12] = {
+    const PolicyData cases[13] = {
         {"1", REG_DWORD, {1, 0, 0, 0}, true},
         {"0", REG_DWORD, {0, 0, 0, 0}, false},
         {"2", REG_DWORD, {2, 0, 0, 0}, false},
@@ -833,7 +833,8 @@ protected:
         {"bytes", REG_BINARY, {0, 0, 0, 0}, true},
         {"eight bytes", REG_QWORD, {0, 0, 0, 0, 0, 0, 0, 0}, true},
         {"too long", REG_DWORD, {0, 0, 0, 0, 0, 0, 0, 0}, true},
-        {"too short", REG_DWORD, {0, 0}, true},
+        {"short 0", REG_DWORD, {0, 0}, false},
+        {"short 1", REG_DWORD, {1}, true},
     };
 
     static void Put(const PolicyData& data)

@@ -1,9 +1,10 @@
-#include "win/owner.h"
+#include "support/module.h"
 #include "win/windows_api.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <filesystem>
@@ -121,16 +122,27 @@ TEST_F(ProgramFile, LetsWindowsProtectItsAddressSpace)
     EXPECT_EQ(0, headers->FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED);
 }
 
-TEST_F(ProgramFile, NeedsNoLibrariesButWindowsOwn)
+// Session hosts give a program without the mark a Windows folder of each user's own.
+TEST_F(ProgramFile, KnowsThatSeveralUsersMayShareTheComputer)
 {
-    wchar_t systemFolder[MAX_PATH] = {};
-    ASSERT_NE(0U, GetSystemDirectoryW(systemFolder, MAX_PATH));
+    EXPECT_NE(0, headers->OptionalHeader.DllCharacteristics & IMAGE_DLLCHARACTERISTICS_TERMINAL_SERVER_AWARE);
+}
+
+// Windows takes the libraries of its list of known ones (Session Manager\KnownDLLs) from its system folder; any other
+// that a program imports it looks for beside the program first. These are in the list of every Windows from 7 on.
+TEST_F(ProgramFile, ImportsOnlyLibrariesThatEveryWindowsKnows)
+{
+    constexpr const char* kKnown[] = {"ADVAPI32.dll", "GDI32.dll",    "KERNEL32.dll", "msvcrt.dll",
+                                      "ole32.dll",    "OLEAUT32.dll", "RPCRT4.dll",   "SHELL32.dll",
+                                      "SHLWAPI.dll",  "USER32.dll",   "WS2_32.dll"};
     const std::vector<std::string> libraries = ImportedLibraries();
     EXPECT_THAT(libraries, Contains("KERNEL32.dll"));
     for (const std::string& library : libraries) {
-        EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(systemFolder) / library)) << library;
-        EXPECT_FALSE(std::filesystem::exists(ProgramPath().replace_filename(library))) << library;
+        EXPECT_TRUE(std::any_of(std::begin(kKnown), std::end(kKnown), [&](const char* known) {
+            return _stricmp(known, library.c_str()) == 0;
+        })) << library;
     }
+    EXPECT_EQ(0U, headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT].Size);
 }
 
 #ifdef VLCMD_RELEASE_BUILD
@@ -168,7 +180,7 @@ protected:
     }
 
 private:
-    win::Module module_{
+    testing_support::Module module_{
         LoadLibraryExW(ProgramPath().c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE)};
 };
 
@@ -178,6 +190,21 @@ TEST_F(ProgramResources, HoldAManifestThatAsksForTheCallersRights)
     const std::string manifest(Resource(1, kManifest));
     EXPECT_THAT(manifest, HasSubstr("<requestedExecutionLevel level=\"asInvoker\" uiAccess=\"false\"/>"));
     EXPECT_THAT(manifest, HasSubstr("version=\"14.0.0.0\""));
+}
+
+TEST_F(ProgramResources, HoldAManifestThatKnowsLongPaths)
+{
+    const std::string manifest(Resource(1, 24));
+    EXPECT_THAT(manifest,
+                HasSubstr("<longPathAware xmlns=\"http://schemas.microsoft.com/SMI/2016/WindowsSettings\">true<"));
+}
+
+// With one, GetVersionExW would tell another version, and with the version the product behaves otherwise.
+TEST_F(ProgramResources, HoldAManifestThatNamesNoVersionOfWindows)
+{
+    const std::string manifest(Resource(1, 24));
+    EXPECT_THAT(manifest, Not(HasSubstr("supportedOS")));
+    EXPECT_THAT(manifest, Not(HasSubstr("compatibility")));
 }
 
 // The version block as Windows' own functions read it.

@@ -4,6 +4,8 @@
 #include "support/registry.h"
 #include "support/registry_data.h"
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -71,8 +73,15 @@ TEST_F(RegistryDump, ShowsOnlyTheNameOfOtherTypes)
 TEST_F(RegistryDump, EndsAfterTheTypeWhereTheDataCannotBeRead)
 {
     EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_SZ\r\n", Format(REG_SZ, {'a', 0}));
-    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_DWORD\r\n", Format(REG_DWORD, {1}));
-    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_MULTI_SZ\r\n", Format(REG_MULTI_SZ, {'a', 0, 0}));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_DWORD\r\n", Format(REG_DWORD, {1, 0, 0, 0, 0}));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_MULTI_SZ\r\n",
+              Format(REG_MULTI_SZ, std::vector<BYTE>(kMultiStringCharacters * sizeof(wchar_t) + 1, 'a')));
+}
+
+TEST_F(RegistryDump, ShowsANumberOfFewerThanFourBytesAndAListWithAnOddLastByte)
+{
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_DWORD\r\n - Data: 513\r\n\r\n", Format(REG_DWORD, {1, 2}));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_MULTI_SZ\r\n - Data: a\r\n\r\n", Format(REG_MULTI_SZ, {'a', 0, 'x'}));
 }
 
 TEST_F(RegistryDump, ShowsNothingOfAValueThatIsNotThere)
@@ -204,6 +213,96 @@ TEST_F(RegistryDump, ShowsTheKeysBelowFirstAndItsOwnValuesLast)
               L"* P\\B\r\n - Value Name: b\r\n - Type: REG_SZ\r\n - Data: 2\r\n\r\n"
               L"* P\r\n - Value Name: own\r\n - Type: REG_SZ\r\n - Data: 3\r\n\r\n",
               DumpRegistryKey(key.Get(), L"P"));
+}
+
+// Names with a NUL are given below the Windows API, which takes a NUL for a name's end.
+class RegistryDumpOfNamesWithNul : public RegistryDump {
+protected:
+    // The functions of ntdll.dll that Windows' own are made of.
+    struct CountedText {
+        USHORT size;
+        USHORT capacity;
+        const wchar_t* text;
+    };
+    struct ObjectName {
+        ULONG size;
+        HANDLE folder;
+        const CountedText* name;
+        ULONG attributes;
+        void* security;
+        void* quality;
+    };
+    using CreateKeyFunction = LONG WINAPI(HKEY*, ACCESS_MASK, const ObjectName*, ULONG, const CountedText*, ULONG,
+                                          ULONG*);
+    using SetValueFunction = LONG WINAPI(HKEY, const CountedText*, ULONG, ULONG, const void*, ULONG);
+    using DeleteKeyFunction = LONG WINAPI(HKEY);
+
+    template <typename Function>
+    static Function* Native(const char* name)
+    {
+        return reinterpret_cast<Function*>(
+            reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), name)));
+    }
+
+    static CountedText Counted(std::wstring_view text)
+    {
+        const auto size = static_cast<USHORT>(text.size() * sizeof(wchar_t));
+        return {size, size, text.data()};
+    }
+
+    static win::RegistryKey MakeKey(HKEY parent, std::wstring_view name)
+    {
+        const CountedText counted = Counted(name);
+        const ObjectName object{sizeof object, parent, &counted, 0, nullptr, nullptr};
+        win::RegistryKey made;
+        EXPECT_EQ(
+            0, Native<CreateKeyFunction>("NtCreateKey")(made.Put(), KEY_ALL_ACCESS, &object, 0, nullptr, 0, nullptr));
+        return made;
+    }
+
+    static void SetNumber(HKEY parent, std::wstring_view name, DWORD number)
+    {
+        const CountedText counted = Counted(name);
+        EXPECT_EQ(0, Native<SetValueFunction>("NtSetValueKey")(parent, &counted, 0, REG_DWORD, &number, sizeof number));
+    }
+
+    // What is named so can be deleted only in the same way.
+    static void Delete(const win::RegistryKey& made)
+    {
+        EXPECT_EQ(0, Native<DeleteKeyFunction>("NtDeleteKey")(made.Get()));
+    }
+};
+
+TEST_F(RegistryDumpOfNamesWithNul, LeavesOutTheKeyAndDoesNotTakeAnotherForIt)
+{
+    const std::wstring path = kPath;
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, path + L"\\A", L"a", 1);
+    win::RegistryKey parent;
+    ASSERT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_ALL_ACCESS, parent));
+    const win::RegistryKey hidden = MakeKey(parent.Get(), {L"A\0hidden", 8});
+    SetNumber(hidden.Get(), L"h", 2);
+    std::vector<std::wstring> names;
+    RegEnumSubkeyNames(key.Get(), names);
+    EXPECT_EQ((std::vector<std::wstring>{L"A", {L"A\0hidden", 8}}), names);
+    EXPECT_EQ(L"* P\\A\r\n - Value Name: a\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n* P\r\n",
+              DumpRegistryKey(key.Get(), L"P"));
+    Delete(hidden);
+}
+
+TEST_F(RegistryDumpOfNamesWithNul, LeavesOutTheValueAndDoesNotTakeAnotherForIt)
+{
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"", 3);
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"a", 1);
+    win::RegistryKey writable;
+    ASSERT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_ALL_ACCESS, writable));
+    SetNumber(writable.Get(), {L"a\0hidden", 8}, 2);
+    SetNumber(writable.Get(), {L"\0", 1}, 4);
+    std::vector<std::wstring> names;
+    RegEnumValueNames(key.Get(), names);
+    EXPECT_EQ(4U, names.size());
+    EXPECT_EQ(L"* P\r\n - Value Name: No Name\r\n - Type: REG_DWORD\r\n - Data: 3\r\n\r\n"
+              L" - Value Name: a\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n",
+              DumpRegistryValues(key.Get(), L"P"));
 }
 
 TEST_F(RegistryDump, HeadsASingleValueWithoutABlank)

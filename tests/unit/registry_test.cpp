@@ -116,13 +116,14 @@ TEST_F(ReadingADword, FindsAValueOfAnotherTypeInvalidHoweverLongItIs)
     EXPECT_EQ(0x12345678U, value);
 }
 
-TEST_F(ReadingADword, FindsANumberOfTooFewBytesInvalid)
+TEST_F(ReadingADword, TakesTheBytesThatANumberLacksForZero)
 {
-    EXPECT_EQ(13, Read(REG_DWORD, {}));
-    EXPECT_EQ(13, Read(REG_DWORD, {1}));
-    EXPECT_EQ(13, Read(REG_DWORD, {1, 0}));
-    EXPECT_EQ(13, Read(REG_DWORD, {1, 0, 0}));
-    EXPECT_EQ(0x12345678U, value);
+    const std::pair<std::vector<BYTE>, std::uint32_t> cases[] = {
+        {{}, 0}, {{0xFF}, 0xFF}, {{1, 2}, 0x201}, {{1, 2, 3}, 0x30201}};
+    for (const auto& [data, number] : cases) {
+        EXPECT_EQ(0, Read(REG_DWORD, data)) << data.size();
+        EXPECT_EQ(number, value);
+    }
 }
 
 TEST_F(ReadingADword, GivesTheErrorOfANumberThatDoesNotFit)
@@ -308,13 +309,38 @@ TEST_F(ReadingText, TakesAListOf16384CharactersAndNoMore)
     EXPECT_EQ(234, ReadList());
 }
 
-TEST_F(ReadingText, FindsAListOfAnotherTypeOrOfHalfACharacterInvalid)
+TEST_F(ReadingText, FindsAListOfAnotherTypeInvalid)
 {
     Set(REG_SZ, BytesOf({L"A\0\0", 3}));
     EXPECT_EQ(13, ReadList());
-    Set(REG_MULTI_SZ, {'A', 0, 0, 0, 0});
-    EXPECT_EQ(13, ReadList());
     EXPECT_EQ((std::vector<std::wstring>{}), items);
+}
+
+TEST_F(ReadingText, DoesNotCountAnOddLastByteOfAList)
+{
+    const std::pair<std::vector<BYTE>, std::vector<std::wstring>> cases[] = {
+        {{'A', 0, 0, 0, 0, 0, 'x'}, {L"A"}},
+        {{'A', 0, 0, 0, 'x'}, {L"A"}},
+        {{'A', 0, 'x'}, {L"A"}},
+        {{'A', 0, 0, 0, 'B', 0, 'x'}, {L"A", L"B"}},
+        {{'x'}, {}},
+        {{0, 0, 'x'}, {}},
+    };
+    for (const auto& [data, list] : cases) {
+        items.clear();
+        Set(REG_MULTI_SZ, data);
+        EXPECT_EQ(0, ReadList()) << data.size();
+        EXPECT_EQ(list, items) << data.size();
+    }
+}
+
+TEST_F(ReadingText, PutsTheNulsThatAListLacksInThePlaceOfItsOddLastByte)
+{
+    // Three characters and a byte: of a buffer of four the fourth is free, and two are wanted.
+    Set(REG_MULTI_SZ, {'A', 0, 'B', 0, 'C', 0, 'x'});
+    EXPECT_EQ(13, ReadList(4));
+    EXPECT_EQ(0, ReadList(5));
+    EXPECT_EQ((std::vector<std::wstring>{L"ABC"}), items);
 }
 
 TEST_F(ReadingText, NeedsABufferForTwoCharactersOfAList)
@@ -329,8 +355,6 @@ TEST_F(ReadingText, AppendsNothingToAListThatCannotBeRead)
 {
     items = {L"before"};
     Set(REG_SZ, BytesOf({L"A\0", 2}));
-    EXPECT_EQ(13, ReadList());
-    Set(REG_MULTI_SZ, {'A', 0, 0});
     EXPECT_EQ(13, ReadList());
     Set(REG_MULTI_SZ, ListBytes({L"longer"}));
     EXPECT_EQ(234, ReadList(4));

@@ -193,6 +193,8 @@ TEST_F(SystemInformation, ReadsTheTextUpToItsPointAndBehindIt)
         {L"6.3.9600", L"6.3"},
         {L"7.x", L"7.0"},
         {L"x.1", L"0.1"},
+        {L"\uFF16.3", L"0.3"},
+        {L"4294967302.1", L"2147483647.1"},
         // Without a point only the major number changes.
         {L"7", L"7.2"},
         {L"x", L"0.2"},

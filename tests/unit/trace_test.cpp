@@ -1,4 +1,6 @@
 #include "trace/VLTrace.h"
+// Whoever has the log's object has the guard that is constructed before it.
+static_assert(sizeof win::kSystemLibrariesOnly != 0);
 
 #include "support/failing_memory.h"
 #include "support/product_test.h"
@@ -15,6 +17,7 @@
 #include <vector>
 
 #include <sddl.h>
+#include <shlobj.h>
 
 namespace {
 
@@ -879,11 +882,12 @@ TEST_F(TraceSettings, HaveATraceVectorOfZerosWithoutOne)
 TEST_F(TraceSettings, CostNoFolderNoNameAndNoFileWhereNothingIsTraced)
 {
     const WantedFiles wanted(ERROR_ACCESS_DENIED);
-    const Replaced<"LoadLibraryW", decltype(::LoadLibraryW)> load([](LPCWSTR) -> HMODULE { return nullptr; });
+    const Replaced<"SHGetFolderPathW", decltype(::SHGetFolderPathW)> find(
+        [](HWND, int, HANDLE, DWORD, LPWSTR) -> HRESULT { return E_FAIL; });
     CVLTrace trace;
     EXPECT_EQ(0U, trace.TraceMessage(1, L"s", L"f", 1, L"text"));
     trace.TraceOperation(L"s", L"f", 1, L"text");
-    EXPECT_EQ(0, load.Calls() + userName.Calls() + computer.Calls() + moduleFileName.Calls() + localTime.Calls());
+    EXPECT_EQ(0, find.Calls() + userName.Calls() + computer.Calls() + moduleFileName.Calls() + localTime.Calls());
     EXPECT_TRUE(wanted.paths.empty());
 }
 

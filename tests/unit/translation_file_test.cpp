@@ -168,7 +168,7 @@ TEST(TranslationNumber, IsItsLeadingDecimalDigits)
 
 TEST(TranslationNumber, IsZeroForGarbage)
 {
-    for (const wchar_t* field : {L"0", L"abc", L"x5", L"\"5\"", L"-", L"0x10", L"--5", L"#5"}) {
+    for (const wchar_t* field : {L"\u0665", L"\uFF15", L"0", L"abc", L"x5", L"\"5\"", L"-", L"0x10", L"--5", L"#5"}) {
         EXPECT_EQ(0U, NumberOf(field)) << field;
     }
 }

@@ -86,7 +86,7 @@ TEST_F(MakingATranslator, TakesNoOtherTypeForANumber)
         {REG_QWORD, {1, 0, 0, 0, 0, 0, 0, 0}},
         {REG_DWORD_BIG_ENDIAN, {0, 0, 0, 1}},
         {REG_NONE, {1, 0, 0, 0}},
-        {REG_DWORD, {1, 0}},
+        {REG_DWORD, {1, 0, 0, 0, 0}},
     };
     for (const auto& [type, data] : values) {
         RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kCoreProductKey, L"IncludeTransId", type, data);
@@ -318,7 +318,7 @@ TEST_F(LoadingATranslation, TakesNoOtherTypeForALanguage)
         {REG_SZ, {'1', 0, '0', 0, '3', 0, '1', 0, 0, 0}},
         {REG_BINARY, {0x07, 0x04, 0, 0}},
         {REG_QWORD, {0x07, 0x04, 0, 0, 0, 0, 0, 0}},
-        {REG_DWORD, {0x07, 0x04}},
+        {REG_DWORD, {0x07, 0x04, 0, 0, 0}},
     };
     for (const auto& [type, data] : values) {
         RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", type, data);

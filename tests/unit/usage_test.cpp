@@ -11,15 +11,6 @@ namespace {
 
 using namespace testing_support;
 
-// The usage screen with its last line replaced.
-std::wstring UsageEndingWith(std::wstring_view line)
-{
-    constexpr std::wstring_view kLastLine = L"VLCmd /?\n";
-    std::wstring screen = kUsageScreen;
-    screen.resize(screen.size() - kLastLine.size());
-    return screen.append(line);
-}
-
 class Usage : public ProductTest {};
 
 TEST_F(Usage, IsTheWholeScreenWithItsEmptyLines)
@@ -35,13 +26,16 @@ TEST_F(Usage, ShowsTheNumberOfEveryMessageBeforeItsLeadingBlanks)
     EXPECT_EQ(kNumberedUsageScreen, output.Text());
 }
 
-TEST_F(Usage, ChangesOnlyTheLastLineWhenOnlyThatIsTranslated)
+TEST_F(Usage, ChangesOnlyTheLineOfTheOneMessageThatIsTranslated)
 {
     const InstalledProgram program;
     program.Translate(1031, L"German", {L"2407\t\"VLCmd /?\"\t\"VLCmd /? (diese Seite)\""});
     ASSERT_EQ(0U, LoadTranslation(GetTranslator(), 0));
     PrintUsage();
-    EXPECT_EQ(UsageEndingWith(L"VLCmd /? (diese Seite)\n"), output.Text());
+    constexpr std::wstring_view kLine = L"\nVLCmd /?\n";
+    std::wstring expected = kUsageScreen;
+    expected.replace(expected.find(kLine), kLine.size(), L"\nVLCmd /? (diese Seite)\n");
+    EXPECT_EQ(expected, output.Text());
 }
 
 TEST_F(Usage, TranslatesAllFourLinesOfOneMessage)

@@ -39,25 +39,25 @@ TEST_F(ShellFolders, AreNotMadeInAFile)
     EXPECT_NE(0U, win::CreateFolders(folder.PathOf(L"file\\folder")));
 }
 
-TEST_F(ShellFolders, NeedTheShellsLibrary)
-{
-    const Replaced<"LoadLibraryW", decltype(::LoadLibraryW)> load([](LPCWSTR name) -> HMODULE {
-        EXPECT_STREQ(L"shell32.dll", name);
-        return nullptr;
-    });
-    EXPECT_EQ(L"", win::CommonApplicationDataFolder());
-    EXPECT_EQ(127U, win::CreateFolders(folder.PathOf(L"a")));
-    EXPECT_EQ(2, load.Calls());
-    EXPECT_FALSE(std::filesystem::exists(folder.PathOf(L"a")));
-}
-
-TEST_F(ShellFolders, NeedTheLibrarysFunctions)
+TEST_F(ShellFolders, NeedTheShellsFunctions)
 {
     const Replaced<"GetProcAddress", decltype(::GetProcAddress)> find(
         [](HMODULE, LPCSTR) -> FARPROC { return nullptr; });
     EXPECT_EQ(L"", win::CommonApplicationDataFolder());
     EXPECT_EQ(127U, win::CreateFolders(folder.PathOf(L"a")));
     EXPECT_EQ(2, find.Calls());
+    EXPECT_FALSE(std::filesystem::exists(folder.PathOf(L"a")));
+}
+
+TEST_F(ShellFolders, LoadTheShellsLibraryOnceAndKeepIt)
+{
+    EXPECT_NE(L"", win::CommonApplicationDataFolder());
+    const Replaced<"LoadLibraryExW", decltype(::LoadLibraryExW)> load(
+        [](LPCWSTR, HANDLE, DWORD) -> HMODULE { return nullptr; });
+    EXPECT_NE(nullptr, GetModuleHandleW(L"shell32.dll"));
+    EXPECT_NE(L"", win::CommonApplicationDataFolder());
+    EXPECT_EQ(0U, win::CreateFolders(folder.PathOf(L"a")));
+    EXPECT_EQ(0, load.Calls());
 }
 
 } // namespace

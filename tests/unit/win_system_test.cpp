@@ -5,6 +5,7 @@
 #include "support/product_test.h"
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 namespace {
@@ -98,6 +99,9 @@ constexpr FolderCase kFolderCases[] = {
     {L"C:\\Velundra\\14.0\\VLEngine", L"C:\\Velundra\\14.0\\"},
     {L"VLEngine.exe", L""},
     {L"", L""},
+    // The long form of a path, and a drive that is no letter.
+    {L"\\\\?\\C:\\Velundra\\VLEngine.exe", L"\\\\?\\C:\\Velundra\\"},
+    {L"/:VLEngine.exe", L"/:"},
 };
 
 TEST(FolderOfAPath, GoesAsFarAsTheLastSlash)
@@ -130,6 +134,25 @@ TEST(JoinedPath, IsTheBareNameWithoutAFolder)
 {
     EXPECT_EQ(L"boot.ini", win::JoinPath(L"", L"boot.ini"));
     EXPECT_EQ(L"", win::JoinPath(L"", L""));
+}
+
+TEST(FullPath, BeginsWithTheDrive)
+{
+    EXPECT_EQ(L"C:\\Velundra\\VLDB.dll", win::FullPath(L"C:\\Velundra\\VLDB.dll"));
+    EXPECT_EQ(L"C:\\Velundra\\VLDB.dll", win::FullPath(L"C:/Velundra/x/../VLDB.dll"));
+    EXPECT_EQ((std::filesystem::current_path() / L"VLDB.dll").wstring(), win::FullPath(L"VLDB.dll"));
+    EXPECT_EQ((std::filesystem::current_path() / L"Drivers\\a.sys").wstring(), win::FullPath(L"Drivers\\a.sys"));
+    const std::wstring deep = std::wstring(L"C:\\").append(300, L'a');
+    EXPECT_EQ(deep, win::FullPath(deep));
+}
+
+TEST(FullPath, IsEmptyWhereWindowsTellsNone)
+{
+    EXPECT_EQ(L"", win::FullPath(L""));
+    const Replaced<"GetFullPathNameW", decltype(::GetFullPathNameW)> grown(
+        [](LPCWSTR, DWORD, LPWSTR, LPWSTR*) { return 100U; });
+    EXPECT_EQ(L"", win::FullPath(L"a"));
+    EXPECT_EQ(2, grown.Calls());
 }
 
 // --- The version of Windows ---

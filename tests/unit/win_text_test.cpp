@@ -14,6 +14,7 @@ namespace {
 using namespace testing_support;
 using win::EqualNames;
 using win::NameLess;
+using win::ReadDecimal;
 
 TEST(Names, AreEqualWithoutRegardToCase)
 {
@@ -148,6 +149,63 @@ TEST(BaseName, IsTheFilesNameWithoutFolderAndExtension)
     for (const auto& [path, name] : paths) {
         EXPECT_EQ(name, win::BaseName(path)) << ::testing::PrintToString(std::wstring(path));
     }
+}
+
+// --- Decimal numbers ---
+
+TEST(DecimalNumber, IsItsDigitsUpToWhateverElseFollows)
+{
+    EXPECT_EQ(0, ReadDecimal(L"0"));
+    EXPECT_EQ(5891, ReadDecimal(L"5891"));
+    EXPECT_EQ(7, ReadDecimal(L"0000000000000007"));
+    EXPECT_EQ(12, ReadDecimal(L"12abc"));
+    EXPECT_EQ(12, ReadDecimal(L"12.9"));
+    EXPECT_EQ(12, ReadDecimal(L"12 3"));
+    EXPECT_EQ(12, ReadDecimal({L"12\0"
+                               L"3",
+                               4}));
+    EXPECT_EQ(12, ReadDecimal(std::wstring_view(L"1234").substr(0, 2)));
+}
+
+TEST(DecimalNumber, MayHaveBlanksAndThenASignBeforeIt)
+{
+    EXPECT_EQ(12, ReadDecimal(L" \t\n\v\f\r12"));
+    EXPECT_EQ(12, ReadDecimal(L"\u00A0\u300012")); // no-break and ideographic space
+    EXPECT_EQ(12, ReadDecimal(L"+12"));
+    EXPECT_EQ(-12, ReadDecimal(L"-12"));
+    EXPECT_EQ(-12, ReadDecimal(L"  -12"));
+    for (const wchar_t* text : {L"+ 12", L"- 12", L"--12", L"+-12", L"-+12"}) {
+        EXPECT_EQ(0, ReadDecimal(text)) << text;
+    }
+}
+
+TEST(DecimalNumber, IsZeroWithoutDigits)
+{
+    for (const wchar_t* text : {L"", L" ", L"-", L"+", L"abc", L"x5", L".5", L"$5"}) {
+        EXPECT_EQ(0, ReadDecimal(text)) << text;
+    }
+}
+
+TEST(DecimalNumber, HasNoOtherDigitsThanThoseOfAscii)
+{
+    // Arabic-Indic, fullwidth, Devanagari and superscript.
+    for (const wchar_t* text : {L"\u0665", L"\uFF15", L"\u096B", L"\u00B2"}) {
+        EXPECT_EQ(0, ReadDecimal(text)) << text;
+        EXPECT_EQ(3, ReadDecimal(L"3" + std::wstring(text))) << text;
+    }
+}
+
+TEST(DecimalNumber, IsTheLimitWherePast32Bits)
+{
+    EXPECT_EQ(2147483647, ReadDecimal(L"2147483647"));
+    EXPECT_EQ(2147483647, ReadDecimal(L"2147483648"));
+    EXPECT_EQ(2147483647, ReadDecimal(L"4294967301"));
+    EXPECT_EQ(2147483647, ReadDecimal(L"18446744073709551621"));
+    EXPECT_EQ(2147483647, ReadDecimal(std::wstring(1000, L'9')));
+    EXPECT_EQ(-2147483647, ReadDecimal(L"-2147483647"));
+    EXPECT_EQ(-2147483647 - 1, ReadDecimal(L"-2147483648"));
+    EXPECT_EQ(-2147483647 - 1, ReadDecimal(L"-2147483649"));
+    EXPECT_EQ(-2147483647 - 1, ReadDecimal(L"-4294967301"));
 }
 
 } // namespace

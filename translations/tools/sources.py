@@ -8,7 +8,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 
 TOKEN = re.compile(
     r"""
-      (?P<skipped> \s+ | //[^\n]* | /\*.*?\*/ | \#[ \t]*include[^\n]* | \\\n )
+      (?P<skipped> \s+ | //[^\n]* | /\*.*?\*/ | \#[ \t]*(?:include|pragma)\b[^\n]* | \\\n )
     | (?P<raw> (?P<raw_prefix>L|u8|u|U)? R"(?P<mark>[^()\\\s]{0,16})\((?P<raw_text>.*?)\)(?P=mark)" )
     | (?P<string> (?P<prefix>L|u8|u|U)? "(?P<text>(?:[^"\\\n]|\\.)*)" )
     | (?P<character> (?:L|u8|u|U)? '(?:[^'\\\n]|\\.)+' )
@@ -59,7 +59,7 @@ def unescape(text):
 
 
 def tokens_of(source):
-    """The tokens of a C++ source without comments and includes; neighbouring string literals are one."""
+    """The tokens of a C++ source without comments, includes and pragmas; neighbouring string literals are one."""
     tokens = []
     line = 1
     for found in TOKEN.finditer(source):
