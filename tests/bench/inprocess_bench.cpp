@@ -1,36 +1,37 @@
-// What cannot be timed as a whole process: resolving many drive words, loading a long translation, and dumping a large
-// registry tree. Prints one JSON object; every time is the median of several runs, in milliseconds, and memory is in
-// megabytes.
+// What a whole process would hide, or cannot be asked for on a command line. Prints one JSON object of times in
+// milliseconds; what stands beside the tool's code is told with each.
+//
+// inprocess_bench words WORDS DRIVES TURNS   resolving so many drive words against the engine's drives, beside walking
+//                                            these and asking each for its name
+// inprocess_bench translation FILE TURNS     loading the translation of the language that the registry names, which is
+//                                            this file beside the program, and looking up ten texts; beside reading the
+//                                            file's bytes
+// inprocess_bench hotfix CHARACTERS TURNS    finding the hotfix in a version string of so many characters, beside
+//                                            counting one character in it
 
 #include "cmd/command_line.h"
 #include "counted_object.h"
 #include "engine/engine_contract.h"
-#include "messages/translation_file.h"
+#include "messages/translator.h"
 #include "reserved_slots.h"
-#include "support/registry.h"
-#include "support/registry_section.h"
+#include "samples.h"
+#include "support/file_versions.h"
 #include "support/replaced_function.h"
 #include "win/bstr.h"
+#include "win/owner.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <functional>
+#include <cwchar>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
-
-#include <psapi.h>
 
 namespace {
 
 using namespace testing_support;
 
-constexpr int kRuns = 9;
-constexpr int kDrives = 10000;
-constexpr int kWords = 1000;
-constexpr int kTranslatedLines = 100000;
-constexpr int kFewValues = 10000;
-constexpr int kManyValues = 100000;
+constexpr int kTextsOfARun = 10;
 
 HRESULT NotCalled()
 {
@@ -67,13 +68,15 @@ private:
     std::wstring name_;
 };
 
-// An engine with drives mounted in the folders D:\Mounts\0\ to D:\Mounts\9999\, whose names are their identities.
+// An engine with drives mounted in the folders D:\Mounts\0\, D:\Mounts\1\ and so on, whose names are their identities.
 class BenchAgent final : public Counted<sim::AgentSlots> {
 public:
+    explicit BenchAgent(int drives) : drives_(drives) {}
+
     HRESULT WINAPI GetDriveList(BSTR* list) override
     {
         std::wstring names;
-        for (int i = 0; i < kDrives; ++i) {
+        for (int i = 0; i < drives_; ++i) {
             names += (i == 0 ? L"D:\\Mounts\\" : L"|D:\\Mounts\\") + std::to_wstring(i) + L"\\";
         }
         *list = SysAllocStringLen(names.data(), static_cast<UINT>(names.size()));
@@ -101,182 +104,127 @@ public:
         return NotCalled();
     }
     HRESULT WINAPI ZeroFreeSpace(IVLDrive* /*drive*/, LONG /*number*/) override { return NotCalled(); }
+
+private:
+    int drives_;
 };
 
-double MedianMilliseconds(const std::function<void()>& work)
-{
-    std::vector<double> times;
-    for (int i = 0; i < kRuns; ++i) {
-        const auto start = std::chrono::steady_clock::now();
-        work();
-        times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
-    }
-    std::nth_element(times.begin(), times.begin() + kRuns / 2, times.end());
-    return times[kRuns / 2];
-}
-
-void Require(bool holds, const char* what)
-{
-    if (!holds) {
-        std::fprintf(stderr, "inprocess_bench: %s\n", what);
-        ExitProcess(1);
-    }
-}
-
 // Walking the drives and asking each for its name, with nothing compared.
-double TimeWalking()
+void Walk(int drives)
 {
-    return MedianMilliseconds([] {
-        win::ComPtr<IVLAgent> agent;
-        Require(SUCCEEDED(ConnectToAgent(L"", &agent)), "no agent");
-        std::size_t characters = 0;
-        Require(SUCCEEDED(WalkDrives(*agent,
-                                     [&](std::wstring_view, IVLDrive& drive) {
-                                         win::Bstr name;
-                                         drive.GetDriveName(name.Put());
-                                         characters += name.View().size();
-                                         return true;
-                                     })),
-                "the walk failed");
-        Require(characters > kDrives, "the drives have no names");
-    });
+    win::ComPtr<IVLAgent> agent;
+    Require(SUCCEEDED(ConnectToAgent(L"", &agent)), "no agent");
+    int named = 0;
+    Require(SUCCEEDED(WalkDrives(*agent,
+                                 [&](std::wstring_view, IVLDrive& drive) {
+                                     win::Bstr name;
+                                     drive.GetDriveName(name.Put());
+                                     named += name.View().empty() ? 0 : 1;
+                                     return true;
+                                 })),
+            "the walk failed");
+    Require(named == drives, "not every drive has a name");
 }
 
-double TimeResolving()
+Samples MeasureWords(int words, int drives, int turns)
 {
+    const Replaced<"CoCreateInstance", decltype(::CoCreateInstance)> activation(
+        [drives](REFCLSID, IUnknown*, DWORD, REFIID, void** object) {
+            *object = new BenchAgent(drives);
+            return S_OK;
+        });
     CommandLine commandLine;
     RegisterSwitches(commandLine);
     commandLine.words = {L"/dol"};
-    for (int i = 0; i < kWords; ++i) {
-        // Every tenth drive, without the closing backslash and in another case, so that each word has to be converted.
-        commandLine.words.push_back(L"d:\\MOUNTS\\" + std::to_wstring(i * (kDrives / kWords)));
+    for (int i = 0; i < words; ++i) {
+        // Without the closing backslash and in another case, so that each word has to be converted.
+        commandLine.words.push_back(L"d:\\MOUNTS\\" + std::to_wstring(i * (drives / words)));
     }
-    return MedianMilliseconds([&] {
-        DriveList drives;
-        Require(ResolveDrives(commandLine, L"", drives) == kSuccess && drives.size() == kWords,
+    const auto resolve = [&] {
+        DriveList found;
+        Require(ResolveDrives(commandLine, L"", found) == kSuccess && found.size() == static_cast<std::size_t>(words),
                 "not every word was resolved");
-    });
+    };
+    return RunInTurn(
+        turns, [&] { return Milliseconds(resolve); }, [&] { return Milliseconds([&] { Walk(drives); }); });
 }
 
-std::wstring WriteTranslation()
+void ReadBytes(const wchar_t* path)
 {
-    wchar_t folder[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, folder);
-    std::wstring path = std::wstring(folder) + L"vlcmd-bench-" + std::to_wstring(GetCurrentProcessId()) + L".tr";
-    std::wstring text = L"#VL_TRANSLATION_FILE\r\n";
-    for (int i = 0; i < kTranslatedLines; ++i) {
-        text +=
-            std::to_wstring(i) +
-            L"\t\"Online optimization started on drive %1.\"\t\"Die Optimierung von Laufwerk %1 wurde gestartet.\"\r\n";
+    const win::FileHandle file(
+        CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size{};
+    Require(file && GetFileSizeEx(file.Get(), &size) != FALSE, "the translation file cannot be opened");
+    const auto bytes = std::make_unique_for_overwrite<char[]>(size.LowPart);
+    DWORD read = 0;
+    Require(ReadFile(file.Get(), bytes.get(), size.LowPart, &read, nullptr) != FALSE && read == size.LowPart,
+            "the translation file cannot be read");
+}
+
+void LoadAndLookUp()
+{
+    Translator translator;
+    Require(LoadTranslation(translator, kLanguageOfCore) == ERROR_SUCCESS, "the translation cannot be loaded");
+    for (std::uint32_t number = 1; number <= kTextsOfARun; ++number) {
+        Require(translator.Find(number, "untranslated") != L"untranslated", "a text is not translated");
     }
-    std::FILE* const file = _wfopen(path.c_str(), L"wb");
-    Require(file != nullptr && std::fwrite(text.data(), sizeof(wchar_t), text.size(), file) == text.size() &&
-                std::fclose(file) == 0,
-            "the translation file cannot be written");
-    return path;
 }
 
-double TimeReading(const std::wstring& path)
+Samples MeasureTranslation(const wchar_t* file, int turns)
 {
-    return MedianMilliseconds([&] {
-        std::wstring text;
-        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS, "the translation file cannot be read");
-    });
+    return RunInTurn(
+        turns, [] { return Milliseconds(LoadAndLookUp); }, [&] { return Milliseconds([&] { ReadBytes(file); }); });
 }
 
-double TimeLoading(const std::wstring& path)
+// A version resource whose every text is the given one.
+Samples MeasureHotfix(int characters, int turns)
 {
-    return MedianMilliseconds([&] {
-        std::wstring text;
-        Translations translations;
-        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS && ParseTranslations(text, translations) &&
-                    translations.size() == kTranslatedLines,
-                "the translation was not loaded whole");
-    });
+    // Nothing but first letters of the marker, which stands at the front.
+    const std::wstring text = L"HF3" + std::wstring(static_cast<std::size_t>(characters), L'H');
+    const Replaced<"GetFileVersionInfoSizeW", decltype(::GetFileVersionInfoSizeW)> size(
+        [](LPCWSTR, LPDWORD) { return DWORD{sizeof(wchar_t)}; });
+    const Replaced<"GetFileVersionInfoW", decltype(::GetFileVersionInfoW)> data(
+        [](LPCWSTR, DWORD, DWORD, LPVOID) { return TRUE; });
+    const Replaced<"VerQueryValueW", decltype(::VerQueryValueW)> query(
+        [&](LPCVOID, LPCWSTR name, LPVOID* value, PUINT length) {
+            static DWORD translation = 0x04B00409;
+            const bool asksLanguages = std::wcsstr(name, L"Translation") != nullptr;
+            *value = asksLanguages ? static_cast<void*>(&translation) : const_cast<wchar_t*>(text.c_str());
+            *length = asksLanguages ? UINT{sizeof translation} : static_cast<UINT>(text.size());
+            return TRUE;
+        });
+    return RunInTurn(
+        turns,
+        [&] {
+            return Milliseconds(
+                [&] { Require(GetHotfixTag(L"C:\\program.exe").starts_with(L"HF3"), "the hotfix was not found"); });
+        },
+        [&] {
+            return Milliseconds([&] {
+                Require(std::count(text.begin(), text.end(), L'H') == characters + 1, "the characters are wrong");
+            });
+        });
 }
 
-// A registry tree of ten levels, one key in the other, with as many values in each; deleted with the object. It is
-// volatile, so that it never reaches a disk.
-class RegistryTree {
-public:
-    explicit RegistryTree(int values)
-    {
-        std::wstring path = kPath;
-        for (int level = 0; level < kLevels; ++level) {
-            win::RegistryKey key;
-            Require(RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
-                                    nullptr, key.Put(), nullptr) == ERROR_SUCCESS,
-                    "the registry tree cannot be made");
-            for (int i = 0; i < values / kLevels; ++i) {
-                const std::wstring name = L"Value " + std::to_wstring(i);
-                Require(RegSetValueExW(key.Get(), name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(name.c_str()),
-                                       static_cast<DWORD>((name.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS,
-                        "a value of the registry tree cannot be set");
-            }
-            path += L"\\Level " + std::to_wstring(level);
-        }
-    }
-    RegistryTree(const RegistryTree&) = delete;
-    RegistryTree(RegistryTree&&) = delete;
-    ~RegistryTree() { RegDeleteTreeW(HKEY_CURRENT_USER, kPath); }
-    RegistryTree& operator=(const RegistryTree&) = delete;
-    RegistryTree& operator=(RegistryTree&&) = delete;
-
-    static constexpr wchar_t kPath[] = L"Software\\VLCmdBench";
-
-private:
-    static constexpr int kLevels = 10;
-};
-
-struct Dump {
-    double milliseconds;
-    double megabytes; // by which the process's memory has grown at its most
-};
-
-double PeakMegabytes()
+int ToNumber(const wchar_t* word)
 {
-    PROCESS_MEMORY_COUNTERS counters{};
-    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
-    return static_cast<double>(counters.PeakWorkingSetSize) / (1024 * 1024);
-}
-
-Dump MeasureDump(int values)
-{
-    const RegistryTree tree(values);
-    const double before = PeakMegabytes();
-    const double milliseconds = MedianMilliseconds([&] {
-        win::RegistryKey key;
-        Require(RegOpen(HKEY_CURRENT_USER, RegistryTree::kPath, KEY_READ, key) == ERROR_SUCCESS, "no registry tree");
-        const std::wstring text = DumpRegistryKey(key.Get(), L"HKEY_CURRENT_USER");
-        Require(std::count(text.begin(), text.end(), L':') == std::ptrdiff_t{3} * values,
-                "the registry tree was not dumped whole");
-    });
-    return {milliseconds, PeakMegabytes() - before};
+    return static_cast<int>(std::wcstol(word, nullptr, 10));
 }
 
 } // namespace
 
-int main()
+extern "C" int wmain(int argc, wchar_t** argv)
 {
-    // The small one first: what it takes at the most must not hide behind the other.
-    const Dump smallDump = MeasureDump(kFewValues);
-    const Dump largeDump = MeasureDump(kManyValues);
-    const Replaced<"CoCreateInstance", decltype(::CoCreateInstance)> activation(
-        [](REFCLSID, IUnknown*, DWORD, REFIID, void** object) {
-            *object = new BenchAgent;
-            return S_OK;
-        });
-    const double walking = TimeWalking();
-    const double resolving = TimeResolving();
-    const std::wstring translation = WriteTranslation();
-    const double reading = TimeReading(translation);
-    const double loading = TimeLoading(translation);
-    DeleteFileW(translation.c_str());
-    std::printf("{\"walk_10000_drives_ms\": %.3f, \"resolve_1000_words_ms\": %.3f, "
-                "\"read_translation_ms\": %.3f, \"load_translation_ms\": %.3f, "
-                "\"dump_10000_values_ms\": %.3f, \"dump_100000_values_ms\": %.3f, "
-                "\"dump_10000_values_mb\": %.3f, \"dump_100000_values_mb\": %.3f}\n",
-                walking, resolving, reading, loading, smallDump.milliseconds, largeDump.milliseconds,
-                smallDump.megabytes, largeDump.megabytes);
+    const std::wstring_view what = argc > 1 ? argv[1] : L"";
+    if (what == L"words" && argc == 5) {
+        Print(MeasureWords(ToNumber(argv[2]), ToNumber(argv[3]), ToNumber(argv[4])));
+    } else if (what == L"translation" && argc == 4) {
+        Print(MeasureTranslation(argv[2], ToNumber(argv[3])));
+    } else if (what == L"hotfix" && argc == 4) {
+        Print(MeasureHotfix(ToNumber(argv[2]), ToNumber(argv[3])));
+    } else {
+        std::fputs("usage: inprocess_bench words|translation|hotfix ...\n", stderr);
+        return 2;
+    }
     return 0;
 }
