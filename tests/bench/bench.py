@@ -10,16 +10,16 @@ with 2 when the words are wrong."""
 
 import argparse
 import json
+import math
 import signal
 import sys
 import time
-from pathlib import Path
 
 import figures
 import page
 from processes import FOLDER, TOP, Failure
 from sampling import OVER, UNDECIDED, Patience
-from surroundings import Surroundings
+from surroundings import prefix
 
 RESULT = TOP / "build" / "bench.json"
 DURATIONS = FOLDER / "durations.json"  # of each figure, when it was measured last
@@ -110,12 +110,11 @@ def patience_for(figure, quick, seconds_left, figures_left):
     return Patience(least_pairs=5, most_pairs=101, seconds=min(5, QUICK_SHARE * seconds_left / figures_left))
 
 
-def measure_all(chosen, quick, results):
+def measure_all(chosen, quick, results, deadline=math.inf):
     durations = read_durations()
-    deadline = time.monotonic() + QUICK_SECONDS
     print_header()
     for number, figure in enumerate(chosen, 1):
-        if quick and time.monotonic() > deadline:
+        if time.monotonic() > deadline:
             results.fail(figure, "no time was left for it")
             continue
         last = durations.get(figure.name)
@@ -181,6 +180,7 @@ def read_words(words):
 
 
 def main(words):
+    began = time.monotonic()
     asked, chosen = read_words(words)
     if asked.list:
         for each in chosen:
@@ -195,8 +195,8 @@ def main(words):
     results = Results()
     try:
         say("preparing Wine (the first time half a minute)")
-        with Surroundings():
-            measure_all(chosen, asked.quick, results)
+        with prefix():
+            measure_all(chosen, asked.quick, results, began + QUICK_SECONDS if asked.quick else math.inf)
     except Failure as failure:
         say(str(failure))
         return 1

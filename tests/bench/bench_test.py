@@ -21,6 +21,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 import bench
 import comparisons
 import figures
+import growth
 import page
 import touches
 from processes import Failure
@@ -89,6 +90,8 @@ class PatienceTest(unittest.TestCase):
     def test_no_more_than_the_most_and_no_longer_than_the_time(self):
         wild = [1.0, 2.0] * 500
         self.assertEqual(self.measure(wild, most_pairs=101, seconds=9999), 101)
+        # An odd number, so that the median is one of the values.
+        self.assertEqual(self.measure(wild, most_pairs=100, seconds=9999), 101)
         self.assertEqual(self.measure(wild, most_pairs=999, seconds=50), 49)
 
     def test_a_few_are_taken_however_long_they_take(self):
@@ -287,6 +290,14 @@ class RunTest(unittest.TestCase):
                                   False, bench.Results())
             self.assertEqual(json.loads(bench.RESULT.read_text())["a"], {"value": 0.55})
 
+    def test_nothing_begins_after_the_deadline(self):
+        with tempfile.TemporaryDirectory() as folder, mock.patch.object(bench, "RESULT", pathlib.Path(folder) / "x"), \
+                contextlib.redirect_stdout(io.StringIO()), contextlib.redirect_stderr(io.StringIO()):
+            results = bench.Results()
+            bench.measure_all([figure("x", row("first", 0.5, 0.6))], True, results, deadline=-math.inf)
+            self.assertEqual((results.rows, list(results.figures["failed"])), ([], ["x"]))
+            self.assertEqual(bench.tell_outcome(results), 1)
+
     def test_wrong_words_are_refused(self):
         for words in (["nothing"], ["--write-page", "st"], ["--write-page", "--quick"]):
             with self.subTest(words=words), contextlib.redirect_stderr(io.StringIO()), \
@@ -318,6 +329,25 @@ class PageTest(unittest.TestCase):
         for name in page.PARTS:
             page.replaced(text, name, "")
         self.assertTrue(touches.read_reasons(text))
+
+    def test_the_page_is_written_with_table_growth_and_plot(self):
+        run = {"tool wall, ms": 20.0, "floor wall, ms": 19.0}
+        grown = {"1": {"time, ms": 20.0, "memory, MB": 9.0, "floor time, ms": 19.0},
+                 "2000": {"time, ms": 1900.0, "memory, MB": 12.5, "floor time, ms": 1880.0}}
+        measured = {"begun": "2026-11-22 08:00:00", "status": {"1": run}, "run": {"1": run, "200": run},
+                    "growth": {name: grown for name, *_ in growth.GROWN}}
+        with tempfile.TemporaryDirectory() as folder, contextlib.ExitStack() as patches:
+            copy, plot = (pathlib.Path(folder) / name for name in ("performance.md", "performance.svg"))
+            copy.write_text(page.PAGE.read_text(encoding="utf-8"), encoding="utf-8")
+            for name, value in (("PAGE", copy), ("PLOT", plot), ("wine_version", lambda: "wine-8.0")):
+                patches.enter_context(mock.patch.object(page, name, value))
+            page.write(measured, [row("/st, 1 drive", 1.0, 1.02, 1.03)])
+            text = copy.read_text(encoding="utf-8")
+            xml.etree.ElementTree.parse(plot)
+        self.assertIn("| `/st`, 1 drive |  |  | 1.010 | 1.000 to 1.020 | 1 | at most 1.03 | held |", text)
+        self.assertIn("| `/st`, drives | 2,000 | 1900.0 ms | 12.5 MB |", text)
+        self.assertIn("](performance.svg)", text)
+        self.assertNotIn("Not measured yet.", text)
 
     def test_the_plot_is_an_svg_with_both_commands_and_their_floors(self):
         svg = xml.etree.ElementTree.fromstring(page.plot(self.POINTS))

@@ -2,6 +2,7 @@
 
 import dataclasses
 import statistics
+import time
 
 import surroundings
 from comparisons import Outcome, Row
@@ -9,6 +10,8 @@ from processes import peak_of, program, run_for_figures, run_once
 from sampling import Limit, growth_by_doubling, interval_of_median
 
 RUNS = 9
+FEWEST_RUNS = 5  # where the others would take longer than these
+SECONDS = 20
 MEMORY_RUNS = 3
 SMALLEST_GROWTH = 1.0  # MB
 LONG_VALUE = 4000
@@ -27,7 +30,8 @@ class Costs:
 def costs_of_runs(tool, floor=None):
     times, floor_times = [], []
     run_once(tool)
-    for _ in range(RUNS):
+    began = time.monotonic()
+    while len(times) < FEWEST_RUNS or len(times) < RUNS and time.monotonic() - began < SECONDS:
         times.append(run_once(tool).seconds * 1000)
         if floor:
             floor_times.append(run_once(floor).seconds * 1000)

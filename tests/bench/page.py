@@ -52,8 +52,7 @@ def table(figures, rows):
     for row in rows:
         interval = "" if row.value.low == row.value.high else f"{number(row.value.low)} to {number(row.value.high)}"
         limit = str(row.limit or "").replace("<=", "at most").replace(">=", "at least")
-        # An opening angle bracket would begin an HTML element.
-        name = re.sub(r"(/\S+)", r"`\1`", row.name, count=1) if row.name.startswith("/") else row.name
+        name = re.sub(r"^(/[\w?]+(?: /\w+)?)", r"`\1`", row.name)
         lines.append(f"| {name} | {row.tool} | {row.floor} | {number(row.value.middle)} | {interval} | {row.count} | "
                      f"{limit} | {row.verdict()} |")
     return "\n".join(lines)

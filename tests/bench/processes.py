@@ -7,6 +7,7 @@ import re
 import shutil
 import statistics
 import subprocess
+import sys
 import time
 from pathlib import Path
 
@@ -83,7 +84,7 @@ def run_once(command, exit_code=0, debug=None):
         errors_to = (WORK / "debug.log").open("w+b")
     start = time.perf_counter()
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=errors_to,
-                               env=environment)
+                               env=environment, cwd=TOP)
     try:
         output = process.stdout.read()
         process.wait()
@@ -117,21 +118,27 @@ def run_for_figures(command):
     return json.loads(run_once(command).output)
 
 
+# Starts the command with its output thrown away, and prints its exit status, its peak and its own.
+PEAK_HELPER = """
+import os, re, sys
+nowhere = [(os.POSIX_SPAWN_OPEN, handle, os.devnull, os.O_WRONLY, 0) for handle in (1, 2)]
+process = os.posix_spawnp(sys.argv[1], sys.argv[1:], os.environ, file_actions=nowhere)
+_, status, usage = os.wait4(process, 0)
+own = re.search(r"VmHWM:\\s*(\\d+)", open("/proc/self/status").read())[1]
+print(os.waitstatus_to_exitcode(status), usage.ru_maxrss, own)
+"""
+
+
 def peak_of(command, exit_code=0):
-    """Peak resident memory in MB of a process. The kernel counts for it what the process that starts it has, so a shell,
-    which is small, stands between."""
-    process = subprocess.Popen(["sh", "-c", '"$@"; exit $?', "sh", *command], stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env=ENVIRONMENT)
-    try:
-        _, status, usage = os.wait4(process.pid, 0)
-    except BaseException:
-        process.kill()
-        process.wait()
-        raise
-    process.returncode = os.waitstatus_to_exitcode(status)
-    if process.returncode != exit_code:
-        raise Failure(f"{' '.join(command)} ended with {process.returncode} in place of {exit_code}")
-    return usage.ru_maxrss / 1024
+    """Peak resident memory in MB of a process. What starts a process counts as its peak, too, by the kernel's reckoning;
+    so something small starts it, and not this program."""
+    told = run_once([sys.executable, "-I", "-S", "-c", PEAK_HELPER, *command]).output
+    status, peak, helper = (int(word) for word in told.split())
+    if status != exit_code:
+        raise Failure(f"{' '.join(command)} ended with {status} in place of {exit_code}")
+    if peak <= helper:
+        raise Failure(f"{' '.join(command)} takes no more memory than what starts it")
+    return peak / 1024
 
 
 def peak_of_launched(name, command):

@@ -17,10 +17,8 @@ wchar_t nameBuffer[0x4000];
 
 void ReadValue(HKEY key, const wchar_t* name)
 {
-    DWORD size = 0;
-    RegQueryValueExW(key, name, nullptr, nullptr, nullptr, &size);
     DWORD type = 0;
-    size = sizeof buffer;
+    DWORD size = sizeof buffer;
     RegQueryValueExW(key, name, nullptr, &type, buffer, &size);
 }
 
@@ -87,7 +85,6 @@ void ReadFileFacts(const std::wstring& path)
         FileTimeToSystemTime(&found.ftLastWriteTime, &time);
         GetDateFormatW(0, 0, &time, nullptr, nameBuffer, 50);
         GetTimeFormatW(0, 0, &time, nullptr, nameBuffer, 50);
-        ReadVersion(path);
     }
 }
 

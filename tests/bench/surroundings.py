@@ -21,29 +21,28 @@ LANGUAGE = 1031  # German
 TRANSLATION = "German.tr"
 
 
-class Surroundings(contextlib.AbstractContextManager):
-    """The prefix, for as long as the block goes on; one bench at a time."""
-
-    def __enter__(self):
-        FOLDER.mkdir(parents=True, exist_ok=True)
-        self.lock = (FOLDER / "lock").open("w")
+@contextlib.contextmanager
+def prefix():
+    """The bench's Wine prefix, for as long as the block goes on; one bench at a time."""
+    FOLDER.mkdir(parents=True, exist_ok=True)
+    with (FOLDER / "lock").open("w") as lock:
         try:
-            fcntl.flock(self.lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
             raise Failure("another bench is running in this checkout") from None
-        end_programs()
-        clear_work()
-        prepare_with(ENGINE, "/regserver")
-        prepare_with("regsvr32", "/s", windows_path(BIN / "VLAdo.dll"))
-        delete_registry(PRODUCT_KEY)
-        delete_registry(SIMULATOR_KEY)
-        set_registry(PRODUCT_KEY, "TraceEntryExit", 0)
-        return self
-
-    def __exit__(self, *_):
-        end_programs()
-        clear_work()
-        self.lock.close()
+        try:
+            end_programs()
+            clear_work()
+            prepare_with(ENGINE, "/regserver")
+            prepare_with("regsvr32", "/s", windows_path(BIN / "VLAdo.dll"))
+            delete_registry(PRODUCT_KEY)
+            delete_registry(SIMULATOR_KEY)
+            # The key is there, as on a computer with the product, and the trace log is switched off.
+            set_registry(PRODUCT_KEY, "TraceEntryExit", 0)
+            yield
+        finally:
+            end_programs()
+            clear_work()
 
 
 def end_programs():
