@@ -77,9 +77,8 @@ void CUiGP::OnUserPolicyChanged(int refresh) noexcept
     }
     SetDefaults();
     for (const PolicyValue& value : kPolicyValues) {
-        std::uint32_t data = 0;
-        if (RegReadDword(key.Get(), value.name, data) == ERROR_SUCCESS) {
-            SetAllowed(value.permission, data == kAllowed);
+        if (const std::optional<std::uint32_t> data = RegFindDword(key.Get(), value.name)) {
+            SetAllowed(value.permission, *data == kAllowed);
         }
     }
 }

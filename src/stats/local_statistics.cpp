@@ -115,13 +115,7 @@ const Report& ReportOf(StatisticsKind kind)
 
 std::wstring ConnectionString()
 {
-    std::wstring text;
-    win::RegistryKey core;
-    if (RegOpen(HKEY_LOCAL_MACHINE, kCoreKey, KEY_READ, core) == ERROR_SUCCESS) {
-        // Without the value the text stays empty.
-        static_cast<void>(RegReadString(core.Get(), L"ConnectionString", text));
-    }
-    return text;
+    return RegFindString(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString").value_or(std::wstring());
 }
 
 std::wstring StatementOf(const Report& report, const std::wstring& drive)

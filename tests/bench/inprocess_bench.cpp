@@ -247,7 +247,8 @@ Dump MeasureDump(int values)
     const double milliseconds = MedianMilliseconds([&] {
         win::RegistryKey key;
         Require(RegOpen(HKEY_CURRENT_USER, RegistryTree::kPath, KEY_READ, key) == ERROR_SUCCESS, "no registry tree");
-        const std::wstring text = DumpRegistryKey(key.Get(), L"HKEY_CURRENT_USER");
+        std::wstring text;
+        DumpRegistryKey(key.Get(), L"HKEY_CURRENT_USER", text);
         Require(std::count(text.begin(), text.end(), L':') == std::ptrdiff_t{3} * values,
                 "the registry tree was not dumped whole");
     });

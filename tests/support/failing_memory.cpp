@@ -1,7 +1,12 @@
 #include "support/failing_memory.h"
 
+#include "support/measured_memory.h"
+
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+
+#include <malloc.h>
 
 namespace testing_support {
 
@@ -9,10 +14,23 @@ namespace {
 
 thread_local FailingMemory* failing = nullptr;
 thread_local int sparings = 0;
+thread_local MeasuredMemory* measuring = nullptr;
 
 void* Allocate(std::size_t size, bool throws) noexcept
 {
-    return FailingMemory::FailsNext(throws) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const block = FailingMemory::FailsNext(throws) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (measuring != nullptr && block != nullptr) {
+        MeasuredMemory::Count(static_cast<std::ptrdiff_t>(_msize(block)));
+    }
+    return block;
+}
+
+void Free(void* block) noexcept
+{
+    if (measuring != nullptr && block != nullptr) {
+        MeasuredMemory::Count(-static_cast<std::ptrdiff_t>(_msize(block)));
+    }
+    std::free(block);
 }
 
 void* AllocateOrThrow(std::size_t size)
@@ -56,6 +74,22 @@ SparedMemory::~SparedMemory()
     --sparings;
 }
 
+MeasuredMemory::MeasuredMemory()
+{
+    measuring = this;
+}
+
+MeasuredMemory::~MeasuredMemory()
+{
+    measuring = nullptr;
+}
+
+void MeasuredMemory::Count(std::ptrdiff_t size)
+{
+    measuring->held_ += size;
+    measuring->peak_ = std::max(measuring->peak_, measuring->held_);
+}
+
 } // namespace testing_support
 
 // The test program's allocation functions, in place of the standard library's.
@@ -82,30 +116,30 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 
 void operator delete(void* block) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete[](void* block) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete[](void* block, std::size_t /*size*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
