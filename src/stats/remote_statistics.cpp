@@ -8,6 +8,7 @@
 #include "win/result_code.h"
 
 #include <cmath>
+#include <exception>
 
 namespace {
 
@@ -31,40 +32,21 @@ constexpr Figure kFigures[] = {
 constexpr std::wstring_view kDatePath = L"/Fragmented/";
 constexpr std::wstring_view kNewestPoint = L"1";
 
-// The statistics object as the report reads it: the first failure ends the reading.
-class StatisticsReader {
-public:
-    explicit StatisticsReader(IVLStatistics& statistics) : statistics_(statistics) {}
+// Reads a value of the statistics object.
+template <typename Value>
+HRESULT Read(IVLStatistics& statistics, HRESULT (WINAPI IVLStatistics::*get)(BSTR, BSTR, Value*),
+             std::wstring_view path, std::wstring_view name, Value& value)
+{
+    const win::Bstr pathText(path);
+    const win::Bstr nameText(name);
+    return (statistics.*get)(pathText.Get(), nameText.Get(), &value);
+}
 
-    [[nodiscard]] HRESULT Failure() const { return failure_; }
-
-    LONG Integer(std::wstring_view path, std::wstring_view name)
-    {
-        return Read<LONG>(&IVLStatistics::GetInteger, path, name);
-    }
-
-    // A value of the newest point.
-    double Double(std::wstring_view path, std::wstring_view name)
-    {
-        return Read<double>(&IVLStatistics::GetDouble, std::wstring(path).append(kNewestPoint), name);
-    }
-
-private:
-    template <typename Value>
-    Value Read(HRESULT (WINAPI IVLStatistics::*get)(BSTR, BSTR, Value*), std::wstring_view path, std::wstring_view name)
-    {
-        Value value{};
-        if (SUCCEEDED(failure_)) {
-            const win::Bstr pathText(path);
-            const win::Bstr nameText(name);
-            failure_ = (statistics_.*get)(pathText.Get(), nameText.Get(), &value);
-        }
-        return value;
-    }
-
-    IVLStatistics& statistics_;
-    HRESULT failure_ = S_OK;
-};
+// The same of the newest point.
+HRESULT ReadNewest(IVLStatistics& statistics, std::wstring_view path, std::wstring_view name, double& value)
+{
+    return Read(statistics, &IVLStatistics::GetDouble, std::wstring(path).append(kNewestPoint), name, value);
+}
 
 // Later than every point that has been recorded, on whatever clock.
 DATE Tomorrow()
@@ -103,37 +85,53 @@ std::wstring FigureText(const Figure& figure, double before, double after)
     return text;
 }
 
-// The report of a drive; how reading it ended is the reader's to tell.
-std::wstring ReportText(StatisticsReader& reader, const std::wstring& drive)
+// Reads what the report of a drive shows and appends it to the text. Returns the failure of the first value that cannot
+// be read.
+HRESULT AppendReport(IVLStatistics& statistics, const std::wstring& drive, std::wstring& text)
 {
-    if (reader.Integer(L"/", L"NumStatPoints") < 1) {
-        return GetMessage(kNoStatistics, {drive}).ToWideString();
+    LONG points = 0;
+    if (const HRESULT read = Read(statistics, &IVLStatistics::GetInteger, L"/", L"NumStatPoints", points);
+        FAILED(read)) {
+        return read;
     }
-    std::wstring text = GetMessage(kDrive, {drive}).ToWideString();
-    text += L'\n' + GetMessage(kDate, {FormatDate(reader.Double(kDatePath, L"Date"))}).ToWideString();
+    if (points < 1) {
+        text += GetMessage(kNoStatistics, {drive}).ToWideString();
+        return S_OK;
+    }
+    double date = 0;
+    if (const HRESULT read = ReadNewest(statistics, kDatePath, L"Date", date); FAILED(read)) {
+        return read;
+    }
+    text += GetMessage(kDrive, {drive}).ToWideString();
+    text += L'\n' + GetMessage(kDate, {FormatDate(date)}).ToWideString();
     text += L'\n' + GetMessage(kBeforeAfter).ToWideString();
     for (const Figure& figure : kFigures) {
-        const double before = reader.Double(figure.path, L"Before");
-        const double after = reader.Double(figure.path, L"After");
+        double before = 0;
+        double after = 0;
+        if (const HRESULT read = ReadNewest(statistics, figure.path, L"Before", before); FAILED(read)) {
+            return read;
+        }
+        if (const HRESULT read = ReadNewest(statistics, figure.path, L"After", after); FAILED(read)) {
+            return read;
+        }
         text += L'\n' + FigureText(figure, before, after);
     }
-    return text;
+    return S_OK;
 }
 
-HRESULT ShowDrive(IVLAgent& agent, const std::wstring& drive)
+Result ShowDrive(IVLAgent& agent, const std::wstring& drive)
 {
     win::ComPtr<IVLStatistics> statistics;
     if (const HRESULT result = GetStatistics(agent, drive, statistics); FAILED(result)) {
-        return result;
+        return win::ResultOf(result);
     }
-    StatisticsReader reader(*statistics);
-    const std::wstring text = ReportText(reader, drive);
-    if (FAILED(reader.Failure())) {
+    std::wstring text;
+    if (const HRESULT read = AppendReport(*statistics, drive, text); FAILED(read)) {
         PrintMessage(kFailed);
-        return reader.Failure();
+        return win::ResultOf(read);
     }
     PrintLine(text);
-    return S_OK;
+    return kSuccess;
 }
 
 } // namespace
@@ -145,10 +143,15 @@ Result ShowRemoteStats(const std::wstring& computer, const DriveList& drives)
         return win::ResultOf(connection);
     }
     PrintMessage(kComputer, {computer});
-    for (const std::wstring& drive : drives) {
-        if (const HRESULT result = ShowDrive(*agent, drive); FAILED(result)) {
-            return win::ResultOf(result);
+    try {
+        for (const std::wstring& drive : drives) {
+            if (const Result result = ShowDrive(*agent, drive); result != kSuccess) {
+                return result;
+            }
         }
+    } catch (const std::exception&) { // memory ran out
+        PrintMessage(kFailed);
+        return kOutOfMemory;
     }
     return kSuccess;
 }

@@ -30,5 +30,6 @@ enum class StatisticsKind {
 
 // Prints what the engine on another computer recorded last for each drive: one report of fragmentation and performance
 // before and after, whatever kind was asked for. Returns 0 or the failing HRESULT, which ends it: of the connection,
-// whose reason has been printed; of asking for a drive's statistics; of reading them, which is told.
+// whose reason has been printed; of asking for a drive's statistics; of reading them, which is told. Memory that runs
+// out on a drive is told in the same way and is kOutOfMemory.
 [[nodiscard]] Result ShowRemoteStats(const std::wstring& computer, const DriveList& drives);
