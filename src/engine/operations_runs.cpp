@@ -59,7 +59,8 @@ constexpr int kIdleAllowance = 11;
 // What a refused rights check makes of the job.
 enum class AccessRefusal { NotPermitted, EngineFailure };
 
-// Connects, checks access and opens the job's drive; each failure has been printed.
+// Connects, checks access and opens the job's drive; each failure has been printed. What the caller starts next finds
+// no error object on the thread.
 Failure OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal refusal, OpenedDrive& opened)
 {
     if (FAILED(ConnectToAgent(job.computer, &opened.agent))) {
@@ -69,12 +70,15 @@ Failure OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal ref
     if (const Result access = CheckAccess(*opened.agent, &denied); access != kSuccess) {
         return refusal == AccessRefusal::NotPermitted ? access : win::CodeOf(denied);
     }
+    ForgetErrorObject();
     if (const HRESULT result = GetDrive(*opened.agent, job.drive, opened.drive); FAILED(result)) {
         return ReportFailure(kNoDrive, result, text.driveLine);
     }
+    ForgetErrorObject();
     if (const HRESULT result = GetMountPoint(*opened.drive, opened.mountPoint); FAILED(result)) {
         return ReportFailure(kNoMountPoint, result, text.mountPointLine);
     }
+    ForgetErrorObject();
     return std::nullopt;
 }
 
@@ -101,6 +105,7 @@ Failure OptimizeOffline(const OptimizeJob& job, const OpenedDrive& opened)
         PrintMessage(kBootTimeScheduled, {opened.mountPoint});
         return kScheduledForBoot;
     }
+    ForgetErrorObject();
     return FollowJob(job, kOfflineText, opened, opened.agent->OptimizeOffline(opened.drive.Get(), job.fileTypes));
 }
 
