@@ -2,10 +2,10 @@
 
 #include "ado/errors.h"
 #include "ado/module.h"
-#include "counted_object.h"
-#include "guid.h"
+#include "base/counted_object.h"
+#include "base/guid.h"
+#include "base/text.h"
 #include "odbc/odbc.h"
-#include "text.h"
 
 #include <algorithm>
 #include <new>

@@ -1,7 +1,7 @@
 #include "computer/kept_connections.h"
 #include "computer/replacements.h"
-#include "computer/server_classes.h"
 #include "computer/simulated_computer.h"
+#include "engine/server_classes.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,12 +1,12 @@
 // The library that makes the program which loads it see the computer of a scenario. The launcher loads it before the
 // program's entry point runs.
 
+#include "base/import_table.h"
+#include "base/settings.h"
 #include "computer/replacements.h"
 #include "computer/shown_registry.h"
 #include "computer/simulated_computer.h"
-#include "import_table.h"
-#include "scenario.h"
-#include "settings.h"
+#include "scenario/scenario.h"
 
 #include <utility>
 #include <variant>

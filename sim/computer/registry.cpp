@@ -1,7 +1,7 @@
+#include "base/settings.h"
 #include "computer/replacements.h"
 #include "computer/shown_registry.h"
 #include "computer/simulated_computer.h"
-#include "settings.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,9 +1,9 @@
 #include "database/statistics_database.h"
 
+#include "base/registry_keys.h"
+#include "base/text.h"
 #include "odbc/connection_string.h"
 #include "odbc/odbc.h"
-#include "registry_keys.h"
-#include "text.h"
 
 #include <cwchar>
 #include <set>

@@ -4,12 +4,12 @@
 // scenario where it asks Windows. Tells on standard error the full 32-bit exit code that the program ended with, of
 // which a shell that is not Windows' own sees the low 8 bits only.
 
-#include "loading.h"
+#include "launcher/loading.h"
 
-#include "computer/server_classes.h"
-#include "registry_keys.h"
-#include "scenario.h"
-#include "settings.h"
+#include "base/registry_keys.h"
+#include "base/settings.h"
+#include "engine/server_classes.h"
+#include "scenario/scenario.h"
 
 #include "win/owner.h"
 

@@ -1,7 +1,7 @@
 #include "odbc/connection_string.h"
 
+#include "base/text.h"
 #include "odbc/unix_path.h"
-#include "text.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,6 +1,6 @@
+#include "base/registry_keys.h"
 #include "database/statistics_database.h"
-#include "machine.h"
-#include "registry_keys.h"
+#include "engine/machine.h"
 
 #include "support/registry_sandbox.h"
 #include "support/replaced_function.h"
