@@ -50,12 +50,12 @@ HRESULT AgentObject::ServeDrive(Method method, IVLDrive* drive, AddArguments add
 HRESULT AgentObject::GetDriveList(BSTR* driveList)
 {
     return Serve(*SharedEngine(), Label(), Method::GetDriveList, Arguments(), TextOutput(L"driveList", driveList),
-                 [this](const TextOutput& output) { return output.Put(Computer().DriveList()); });
+                 [this](const TextOutput& output) { return output.Put(Drives().DriveList()); });
 }
 
 HRESULT AgentObject::GetDrive(BSTR driveName, IVLDrive** drive)
 {
-    const std::optional<DriveIndex> found = Computer().FindDrive(ViewOf(driveName));
+    const std::optional<DriveIndex> found = Drives().FindDrive(ViewOf(driveName));
     const Arguments arguments = Arguments().Text(L"driveName", driveName).About(found);
     return Serve(*SharedEngine(), Label(), Method::GetDrive, arguments, ObjectOutput(L"drive", drive),
                  [&](ObjectOutput<IVLDrive>& output) {
@@ -72,21 +72,23 @@ HRESULT AgentObject::GetDrive(BSTR driveName, IVLDrive** drive)
 HRESULT AgentObject::Analyze(IVLDrive* drive)
 {
     return ServeDrive(Method::Analyze, drive, AddNothing,
-                      [this](DriveIndex index) { return Computer().Analyze(index, Machine::Clock::now()); });
+                      [this](DriveIndex index) { return Drives().Analyze(index, EngineDrives::Clock::now()); });
 }
 
 HRESULT AgentObject::OptimizeOnline(IVLDrive* drive, LONG mode)
 {
     return ServeDrive(
         Method::OptimizeOnline, drive, [=](Arguments& arguments) { arguments.Number(L"mode", mode); },
-        [=, this](DriveIndex index) { return Computer().OptimizeOnline(index, mode, Machine::Clock::now()); });
+        [=, this](DriveIndex index) { return Drives().OptimizeOnline(index, mode, EngineDrives::Clock::now()); });
 }
 
 HRESULT AgentObject::DefragFile(IVLDrive* drive, BSTR filePath)
 {
     return ServeDrive(
         Method::DefragFile, drive, [=](Arguments& arguments) { arguments.Text(L"filePath", filePath); },
-        [=, this](DriveIndex index) { return Computer().DefragFile(index, ViewOf(filePath), Machine::Clock::now()); });
+        [=, this](DriveIndex index) {
+            return Drives().DefragFile(index, ViewOf(filePath), EngineDrives::Clock::now());
+        });
 }
 
 HRESULT AgentObject::PrepareOffline(IVLDrive* drive, LONG reserved)
@@ -94,7 +96,7 @@ HRESULT AgentObject::PrepareOffline(IVLDrive* drive, LONG reserved)
     return ServeDrive(
         Method::PrepareOffline, drive, [=](Arguments& arguments) { arguments.Number(L"reserved", reserved); },
         [=, this](DriveIndex index) {
-            return reserved == kPrepareValue ? Computer().PrepareOffline(index) : E_INVALIDARG;
+            return reserved == kPrepareValue ? Drives().PrepareOffline(index) : E_INVALIDARG;
         });
 }
 
@@ -102,26 +104,26 @@ HRESULT AgentObject::ScheduleBootTime(IVLDrive* drive, ULONG fileTypes)
 {
     return ServeDrive(
         Method::ScheduleBootTime, drive, [=](Arguments& arguments) { arguments.Number(L"fileTypes", fileTypes); },
-        [=, this](DriveIndex index) { return Computer().ScheduleBootTime(index, fileTypes); });
+        [=, this](DriveIndex index) { return Drives().ScheduleBootTime(index, fileTypes); });
 }
 
 HRESULT AgentObject::CancelBootTime(IVLDrive* drive)
 {
     return ServeDrive(Method::CancelBootTime, drive, AddNothing,
-                      [this](DriveIndex index) { return Computer().CancelBootTime(index); });
+                      [this](DriveIndex index) { return Drives().CancelBootTime(index); });
 }
 
 HRESULT AgentObject::OptimizeOffline(IVLDrive* drive, ULONG fileTypes)
 {
     return ServeDrive(
         Method::OptimizeOffline, drive, [=](Arguments& arguments) { arguments.Number(L"fileTypes", fileTypes); },
-        [=, this](DriveIndex index) { return Computer().OptimizeOffline(index, fileTypes, Machine::Clock::now()); });
+        [=, this](DriveIndex index) { return Drives().OptimizeOffline(index, fileTypes, EngineDrives::Clock::now()); });
 }
 
 HRESULT AgentObject::StopDrive(IVLDrive* drive)
 {
     return ServeDrive(Method::StopDrive, drive, AddNothing, [this](DriveIndex index) {
-        Computer().StopDrive(index, Machine::Clock::now());
+        Drives().StopDrive(index, EngineDrives::Clock::now());
         return S_OK;
     });
 }
@@ -129,7 +131,7 @@ HRESULT AgentObject::StopDrive(IVLDrive* drive)
 HRESULT AgentObject::StopAll()
 {
     return Serve(*SharedEngine(), Label(), Method::StopAll, Arguments(), NoOutput(), [this](const NoOutput&) {
-        Computer().StopAll(Machine::Clock::now());
+        Drives().StopAll(EngineDrives::Clock::now());
         return S_OK;
     });
 }
@@ -145,7 +147,7 @@ HRESULT AgentObject::CheckAccess(ULONG* rights)
 
 HRESULT AgentObject::GetFileNameById(BSTR volume, hyper fileId, BSTR* fileName)
 {
-    const std::optional<DriveIndex> found = Computer().FindVolume(ViewOf(volume));
+    const std::optional<DriveIndex> found = Drives().FindVolume(ViewOf(volume));
     const Arguments arguments = Arguments().Text(L"volume", volume).Number(L"fileId", fileId).About(found);
     return Serve(*SharedEngine(), Label(), Method::GetFileNameById, arguments, TextOutput(L"fileName", fileName),
                  [&](const TextOutput& output) {
@@ -154,14 +156,14 @@ HRESULT AgentObject::GetFileNameById(BSTR volume, hyper fileId, BSTR* fileName)
                      }
                      // The interface carries the identifier as a signed number; an identifier itself has no sign.
                      const std::optional<std::wstring> name =
-                         Computer().FileName(*found, static_cast<std::uint64_t>(fileId));
+                         Drives().FileName(*found, static_cast<std::uint64_t>(fileId));
                      return name ? output.Put(*name) : kUnknownFile;
                  });
 }
 
 HRESULT AgentObject::GetStatistics(BSTR driveName, DATE cutOff, LONG pointCount, IVLStatistics** statistics)
 {
-    const std::optional<DriveIndex> found = Computer().FindVolume(ViewOf(driveName));
+    const std::optional<DriveIndex> found = Drives().FindVolume(ViewOf(driveName));
     const Arguments arguments = Arguments()
                                     .Text(L"driveName", driveName)
                                     .Add(L"cutOff", DateText(cutOff))
@@ -173,7 +175,7 @@ HRESULT AgentObject::GetStatistics(BSTR driveName, DATE cutOff, LONG pointCount,
                          return kUnknownDrive;
                      }
                      win::ComPtr<StatisticsObject> object = MakeObject<StatisticsObject>(
-                         SharedEngine(), *found, Computer().Statistics(*found, cutOff, pointCount));
+                         SharedEngine(), *found, Drives().Statistics(*found, cutOff, pointCount));
                      const std::wstring label = object->Label();
                      output.Put(object.Detach(), label);
                      return S_OK;
@@ -185,7 +187,7 @@ HRESULT AgentObject::ZeroFreeSpace(IVLDrive* drive, LONG reserved)
     return ServeDrive(
         Method::ZeroFreeSpace, drive, [=](Arguments& arguments) { arguments.Number(L"reserved", reserved); },
         [=, this](DriveIndex index) {
-            return reserved == kZeroValue ? Computer().ZeroFreeSpace(index, Machine::Clock::now()) : E_INVALIDARG;
+            return reserved == kZeroValue ? Drives().ZeroFreeSpace(index, EngineDrives::Clock::now()) : E_INVALIDARG;
         });
 }
 

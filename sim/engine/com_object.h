@@ -32,7 +32,7 @@ protected:
     ~ComObject() override { engine_->ObjectReleased(kind_, label_); }
 
     [[nodiscard]] const std::shared_ptr<Engine>& SharedEngine() const { return engine_; }
-    [[nodiscard]] Machine& Computer() const { return engine_->Computer(); }
+    [[nodiscard]] EngineDrives& Drives() const { return engine_->Drives(); }
 
     HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) override
     {

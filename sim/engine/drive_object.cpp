@@ -13,7 +13,7 @@ constexpr GUID kOwnDrive = {0x3e1d77a2, 0x8c54, 0x4f0b, {0x9d, 0x16, 0x4b, 0x0e,
 } // namespace
 
 DriveObject::DriveObject(const std::shared_ptr<Engine>& engine, DriveIndex drive)
-    : ComObject(engine, ObjectKind::Drive, engine->Computer().Setup(drive).name), drive_(drive)
+    : ComObject(engine, ObjectKind::Drive, engine->Drives().Setup(drive).name), drive_(drive)
 {}
 
 win::ComPtr<DriveObject> DriveObject::From(IVLDrive* drive)
@@ -67,7 +67,7 @@ HRESULT DriveObject::GetOfflineFileTypes(ULONG* fileTypes)
 HRESULT DriveObject::GetState(ULONG* state)
 {
     return ServeCall(Method::GetState, NumberOutput(L"state", state), [this](const NumberOutput<ULONG>& output) {
-        output.Put(Computer().StateOf(drive_, Machine::Clock::now()));
+        output.Put(Drives().StateOf(drive_, EngineDrives::Clock::now()));
         return S_OK;
     });
 }

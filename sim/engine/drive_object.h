@@ -15,7 +15,7 @@ public:
     [[nodiscard]] static win::ComPtr<DriveObject> From(IVLDrive* drive);
 
     [[nodiscard]] DriveIndex Drive() const { return drive_; }
-    [[nodiscard]] const DriveSetup& Setup() const { return Computer().Setup(drive_); }
+    [[nodiscard]] const DriveSetup& Setup() const { return Drives().Setup(drive_); }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override;
 

@@ -12,7 +12,7 @@ constexpr std::array<std::wstring_view, 5> kKindNames = {L"agent", L"service", L
 
 Engine::Engine(const Scenario& scenario, CallLog& log, ServerLife& life)
     : database_(scenario.statisticsDatabase),
-      machine_(scenario, Machine::Clock::now(), [this](const FinishedWork& work) { Record(work); }),
+      drives_(scenario, EngineDrives::Clock::now(), [this](const FinishedWork& work) { Record(work); }),
       faults_(scenario.faults),
       faultCount_(scenario.faults.size()),
       rights_(scenario.rights),
@@ -24,7 +24,7 @@ Engine::Engine(const Scenario& scenario, CallLog& log, ServerLife& life)
 
 std::uint32_t Engine::ServiceState() const
 {
-    return serviceState_.value_or(machine_.AtWork(Machine::Clock::now()) ? 1 : 0);
+    return serviceState_.value_or(drives_.AtWork(EngineDrives::Clock::now()) ? 1 : 0);
 }
 
 std::wstring Engine::ObjectCreated(ObjectKind kind, std::wstring_view about)
@@ -78,8 +78,8 @@ void Engine::Record(const FinishedWork& work)
 
 void Engine::BeginLog() const
 {
-    log_.Write(L"server started: " + std::to_wstring(machine_.DriveCount()) + L" drives, " +
-               std::to_wstring(machine_.ScheduleCount()) + L" schedules, " + std::to_wstring(faultCount_) + L" faults");
+    log_.Write(L"server started: " + std::to_wstring(drives_.DriveCount()) + L" drives, " +
+               std::to_wstring(drives_.ScheduleCount()) + L" schedules, " + std::to_wstring(faultCount_) + L" faults");
 }
 
 void Engine::EndLog() const

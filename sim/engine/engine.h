@@ -2,8 +2,8 @@
 
 #include "database/statistics_database.h"
 #include "engine/call_log.h"
+#include "engine/engine_drives.h"
 #include "engine/faults.h"
-#include "engine/machine.h"
 #include "engine/server_life.h"
 #include "scenario/methods.h"
 
@@ -27,7 +27,7 @@ public:
     // The engine of a scenario, writing its log and held by its objects; log and life outlast it.
     Engine(const Scenario& scenario, CallLog& log, ServerLife& life);
 
-    [[nodiscard]] Machine& Computer() { return machine_; }
+    [[nodiscard]] EngineDrives& Drives() { return drives_; }
     [[nodiscard]] FaultTable& Faults() { return faults_; }
     [[nodiscard]] ServerLife& Life() { return life_; }
 
@@ -65,7 +65,7 @@ private:
     void Record(const FinishedWork& work);
 
     StatisticsDatabase database_;
-    Machine machine_;
+    EngineDrives drives_;
     FaultTable faults_;
     std::size_t faultCount_;
     std::uint32_t rights_;

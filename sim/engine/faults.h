@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/machine.h"
+#include "engine/engine_drives.h"
 #include "scenario/scenario.h"
 
 #include <chrono>

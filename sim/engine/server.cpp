@@ -70,8 +70,8 @@ HRESULT Server::RunUntilIdle()
     for (;;) {
         bool quits = QuitsWithin(kLook);
         // What nobody asks about is recorded all the same.
-        engine_->Computer().Settle(Machine::Clock::now());
-        if (engine_->Computer().AtWork(Machine::Clock::now())) {
+        engine_->Drives().Settle(EngineDrives::Clock::now());
+        if (engine_->Drives().AtWork(EngineDrives::Clock::now())) {
             lastWork_ = ServerLife::Clock::now();
         }
         if (!quits && !IsIdle()) {
@@ -81,7 +81,7 @@ HRESULT Server::RunUntilIdle()
         if (CoReleaseServerProcess() == 0 || quits) {
             Revoke();
             quits = quits || QuitsWithin(kLinger);
-            const bool atWork = engine_->Computer().AtWork(Machine::Clock::now());
+            const bool atWork = engine_->Drives().AtWork(EngineDrives::Clock::now());
             if (quits || (engine_->Life().IsFree() && !atWork)) {
                 return S_OK;
             }

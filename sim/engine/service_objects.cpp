@@ -36,9 +36,9 @@ ScheduleObject::ScheduleObject(std::shared_ptr<Engine> engine) : ComObject(std::
 
 HRESULT ScheduleObject::RunByName(BSTR scheduleName)
 {
-    return Serve(*SharedEngine(), Label(), Method::RunByName, Arguments().Text(L"scheduleName", scheduleName),
-                 NoOutput(),
-                 [&](const NoOutput&) { return Computer().RunSchedule(ViewOf(scheduleName), Machine::Clock::now()); });
+    return Serve(
+        *SharedEngine(), Label(), Method::RunByName, Arguments().Text(L"scheduleName", scheduleName), NoOutput(),
+        [&](const NoOutput&) { return Drives().RunSchedule(ViewOf(scheduleName), EngineDrives::Clock::now()); });
 }
 
 } // namespace sim

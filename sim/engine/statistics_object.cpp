@@ -7,7 +7,7 @@ namespace sim {
 
 StatisticsObject::StatisticsObject(const std::shared_ptr<Engine>& engine, DriveIndex drive,
                                    std::vector<StatisticsPoint> points)
-    : ComObject(engine, ObjectKind::Statistics, engine->Computer().Setup(drive).name),
+    : ComObject(engine, ObjectKind::Statistics, engine->Drives().Setup(drive).name),
       drive_(drive),
       points_(std::move(points))
 {}

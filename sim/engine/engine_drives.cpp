@@ -1,4 +1,4 @@
-#include "engine/machine.h"
+#include "engine/engine_drives.h"
 
 #include "base/text.h"
 
@@ -23,7 +23,7 @@ void SetSpeed(DriveSetup& drive, double speed)
 
 } // namespace
 
-Machine::Machine(const Scenario& scenario, Time now, Recorder record)
+EngineDrives::EngineDrives(const Scenario& scenario, Time now, Recorder record)
     : setups_(scenario.drives),
       schedules_(scenario.schedules),
       driveList_(scenario.driveList),
@@ -54,7 +54,7 @@ Machine::Machine(const Scenario& scenario, Time now, Recorder record)
     }
 }
 
-std::wstring Machine::DriveList() const
+std::wstring EngineDrives::DriveList() const
 {
     if (driveList_) {
         return *driveList_;
@@ -69,25 +69,25 @@ std::wstring Machine::DriveList() const
     return list;
 }
 
-std::optional<DriveIndex> Machine::FindDrive(std::wstring_view identityOrName) const
+std::optional<DriveIndex> EngineDrives::FindDrive(std::wstring_view identityOrName) const
 {
     const auto found = byName_.find(FoldCase(identityOrName));
     return found == byName_.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::optional<DriveIndex> Machine::FindVolume(std::wstring_view identityOrName) const
+std::optional<DriveIndex> EngineDrives::FindVolume(std::wstring_view identityOrName) const
 {
     const auto found = byVolume_.find(FoldCase(WithoutTrailingBackslash(identityOrName)));
     return found == byVolume_.end() ? std::nullopt : std::optional(found->second);
 }
 
-void Machine::Settle(Time now)
+void EngineDrives::Settle(Time now)
 {
     const std::scoped_lock guard(recordLock_);
     SettleAll(now);
 }
 
-std::uint32_t Machine::StateOf(DriveIndex drive, Time now)
+std::uint32_t EngineDrives::StateOf(DriveIndex drive, Time now)
 {
     // Whoever sees that the work is over will look for its figures at once, so they must be there by then.
     if (FinishedOn(drive, now)) {
@@ -99,7 +99,7 @@ std::uint32_t Machine::StateOf(DriveIndex drive, Time now)
     return leg == activity.legs.end() ? activity.stateAfter : leg->state;
 }
 
-bool Machine::AtWork(Time now) const
+bool EngineDrives::AtWork(Time now) const
 {
     const std::scoped_lock guard(lock_);
     return std::ranges::any_of(activities_, [&](const Activity& activity) {
@@ -107,13 +107,13 @@ bool Machine::AtWork(Time now) const
     });
 }
 
-HRESULT Machine::Analyze(DriveIndex drive, Time now)
+HRESULT EngineDrives::Analyze(DriveIndex drive, Time now)
 {
     Start(drive, RecordedWork::Analysis, {{VLStateAnalyzing, setups_[drive].times.analyze}}, now);
     return S_OK;
 }
 
-HRESULT Machine::OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now)
+HRESULT EngineDrives::OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now)
 {
     if (mode < VLModeTierWeave || mode > VLModeSsdOptimize) {
         return E_INVALIDARG;
@@ -122,7 +122,7 @@ HRESULT Machine::OptimizeOnline(DriveIndex drive, std::int32_t mode, Time now)
     return S_OK;
 }
 
-HRESULT Machine::DefragFile(DriveIndex drive, std::wstring_view paths, Time now)
+HRESULT EngineDrives::DefragFile(DriveIndex drive, std::wstring_view paths, Time now)
 {
     if (paths.empty()) {
         return E_INVALIDARG;
@@ -131,18 +131,18 @@ HRESULT Machine::DefragFile(DriveIndex drive, std::wstring_view paths, Time now)
     return S_OK;
 }
 
-HRESULT Machine::ZeroFreeSpace(DriveIndex drive, Time now)
+HRESULT EngineDrives::ZeroFreeSpace(DriveIndex drive, Time now)
 {
     Start(drive, std::nullopt, {{VLStateDefragmenting, setups_[drive].times.defragment}}, now);
     return S_OK;
 }
 
-HRESULT Machine::PrepareOffline(DriveIndex drive) const
+HRESULT EngineDrives::PrepareOffline(DriveIndex drive) const
 {
     return setups_[drive].refusesOffline ? kDriveInUse : S_OK;
 }
 
-HRESULT Machine::OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time now)
+HRESULT EngineDrives::OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time now)
 {
     HRESULT result = PrepareOffline(drive);
     if (FAILED(result)) {
@@ -169,7 +169,7 @@ HRESULT Machine::OptimizeOffline(DriveIndex drive, std::uint32_t fileTypes, Time
     return S_OK;
 }
 
-HRESULT Machine::ScheduleBootTime(DriveIndex drive, std::uint32_t fileTypes)
+HRESULT EngineDrives::ScheduleBootTime(DriveIndex drive, std::uint32_t fileTypes)
 {
     const HRESULT result = EffectiveTypes(drive, fileTypes);
     if (SUCCEEDED(result)) {
@@ -179,7 +179,7 @@ HRESULT Machine::ScheduleBootTime(DriveIndex drive, std::uint32_t fileTypes)
     return result;
 }
 
-HRESULT Machine::CancelBootTime(DriveIndex drive)
+HRESULT EngineDrives::CancelBootTime(DriveIndex drive)
 {
     const std::scoped_lock guard(lock_);
     if (!activities_[drive].bootTypes) {
@@ -189,20 +189,20 @@ HRESULT Machine::CancelBootTime(DriveIndex drive)
     return S_OK;
 }
 
-std::optional<std::uint32_t> Machine::BootTypesOf(DriveIndex drive) const
+std::optional<std::uint32_t> EngineDrives::BootTypesOf(DriveIndex drive) const
 {
     const std::scoped_lock guard(lock_);
     return activities_[drive].bootTypes;
 }
 
-void Machine::StopDrive(DriveIndex drive, Time now)
+void EngineDrives::StopDrive(DriveIndex drive, Time now)
 {
     const std::scoped_lock guard(recordLock_);
     SettleAll(now);
     Stop(drive);
 }
 
-void Machine::StopAll(Time now)
+void EngineDrives::StopAll(Time now)
 {
     const std::scoped_lock guard(recordLock_);
     SettleAll(now);
@@ -211,7 +211,7 @@ void Machine::StopAll(Time now)
     }
 }
 
-HRESULT Machine::RunSchedule(std::wstring_view name, Time now)
+HRESULT EngineDrives::RunSchedule(std::wstring_view name, Time now)
 {
     const auto schedule = std::ranges::find_if(
         schedules_, [&](const ScheduleSetup& candidate) { return SameIgnoringCase(candidate.name, name); });
@@ -233,14 +233,14 @@ HRESULT Machine::RunSchedule(std::wstring_view name, Time now)
     return S_OK;
 }
 
-std::optional<std::wstring> Machine::FileName(DriveIndex drive, std::uint64_t identifier) const
+std::optional<std::wstring> EngineDrives::FileName(DriveIndex drive, std::uint64_t identifier) const
 {
     const auto& files = setups_[drive].files;
     const auto found = files.find(identifier);
     return found == files.end() ? std::nullopt : std::optional(found->second);
 }
 
-std::vector<StatisticsPoint> Machine::Statistics(DriveIndex drive, double cutOff, std::int32_t count) const
+std::vector<StatisticsPoint> EngineDrives::Statistics(DriveIndex drive, double cutOff, std::int32_t count) const
 {
     std::vector<StatisticsPoint> points;
     const std::scoped_lock guard(lock_);
@@ -255,7 +255,7 @@ std::vector<StatisticsPoint> Machine::Statistics(DriveIndex drive, double cutOff
     return points;
 }
 
-void Machine::Start(DriveIndex drive, std::optional<RecordedWork> work, const std::vector<Step>& steps, Time now)
+void EngineDrives::Start(DriveIndex drive, std::optional<RecordedWork> work, const std::vector<Step>& steps, Time now)
 {
     const std::scoped_lock recording(recordLock_);
     SettleAll(now);
@@ -275,7 +275,7 @@ void Machine::Start(DriveIndex drive, std::optional<RecordedWork> work, const st
     activity.workEnd = end;
 }
 
-void Machine::Stop(DriveIndex drive)
+void EngineDrives::Stop(DriveIndex drive)
 {
     const std::scoped_lock guard(lock_);
     Activity& activity = activities_[drive];
@@ -285,7 +285,7 @@ void Machine::Stop(DriveIndex drive)
 }
 
 // Under recordLock_ alone, so that other drives can be looked at while the recorder is busy.
-void Machine::SettleAll(Time now)
+void EngineDrives::SettleAll(Time now)
 {
     for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
         if (const std::optional<FinishedWork> work = FinishedOn(drive, now)) {
@@ -296,7 +296,7 @@ void Machine::SettleAll(Time now)
 }
 
 // The work that the drive has finished and that has not been recorded yet.
-std::optional<FinishedWork> Machine::FinishedOn(DriveIndex drive, Time now) const
+std::optional<FinishedWork> EngineDrives::FinishedOn(DriveIndex drive, Time now) const
 {
     const std::scoped_lock guard(lock_);
     const Activity& activity = activities_[drive];
@@ -316,7 +316,7 @@ std::optional<FinishedWork> Machine::FinishedOn(DriveIndex drive, Time now) cons
 }
 
 // What recorded work leaves on the drive.
-void Machine::Forget(DriveIndex drive, const FinishedWork& work)
+void EngineDrives::Forget(DriveIndex drive, const FinishedWork& work)
 {
     const std::scoped_lock guard(lock_);
     Activity& activity = activities_[drive];
@@ -334,7 +334,7 @@ void Machine::Forget(DriveIndex drive, const FinishedWork& work)
 }
 
 // Replaces the mask of the configured file types by the drive's own; a mask must name a file type and nothing else.
-HRESULT Machine::EffectiveTypes(DriveIndex drive, std::uint32_t& fileTypes) const
+HRESULT EngineDrives::EffectiveTypes(DriveIndex drive, std::uint32_t& fileTypes) const
 {
     if (fileTypes == VLFilesConfigured) {
         fileTypes = setups_[drive].offlineTypes;

@@ -22,12 +22,11 @@ namespace sim {
 // A drive's place in the engine's list.
 using DriveIndex = std::size_t;
 
-// The computer behind the engine: its drives and what they are doing, its schedules, its files. It knows no COM; the
-// time of every question and order is given by the caller, so a test can let time pass as it likes. Safe to use from
-// any thread.
+// The engine's drives and what they are doing, with their schedules and files. It knows no COM. The caller gives the
+// time of every question and order, so that a test can choose it. Safe to use from any thread.
 //
 // A finished analysis, online or offline pass is recorded exactly once, before the drive is seen to be done with it.
-class Machine {
+class EngineDrives {
 public:
     using Clock = std::chrono::steady_clock;
     using Time = Clock::time_point;
@@ -35,8 +34,8 @@ public:
     // Takes note of finished work; it may last, and is called by one thread at a time.
     using Recorder = std::function<void(const FinishedWork&)>;
 
-    // The computer of the scenario, as it stands at this time.
-    Machine(const Scenario& scenario, Time now, Recorder record);
+    // The drives of the scenario, as they are at this time.
+    EngineDrives(const Scenario& scenario, Time now, Recorder record);
 
     // Records all work that is finished by now and has not been recorded yet.
     void Settle(Time now);
