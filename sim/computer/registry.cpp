@@ -1,4 +1,5 @@
 #include "base/settings.h"
+#include "base/text.h"
 #include "computer/replacements.h"
 #include "computer/shown_registry.h"
 #include "computer/simulated_computer.h"

@@ -1,5 +1,7 @@
 #include "computer/simulated_computer.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <utility>
 

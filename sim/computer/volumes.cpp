@@ -1,3 +1,4 @@
+#include "base/text.h"
 #include "computer/replacements.h"
 #include "computer/simulated_computer.h"
 

@@ -1,5 +1,7 @@
 #include "scenario/computer_setup.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <cmath>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scenario/scenario_keys.h"
+#include "win/windows_api.h"
 
 #include <chrono>
 #include <cstddef>
@@ -10,12 +10,16 @@
 #include <string_view>
 #include <vector>
 
+#include <winioctl.h>
+
 namespace sim {
 
-// What is wrong with a scenario, and in which line (the first is 1; 0 where no line is to blame).
-struct ScenarioError {
-    std::size_t line = 0;
-    std::wstring text;
+// The calls for which a fault holds; they are counted from 1.
+struct CallRange {
+    std::uint64_t first = 1;
+    std::optional<std::uint64_t> last; // for good if absent
+
+    [[nodiscard]] bool Holds(std::uint64_t call) const { return call >= first && (!last || call <= *last); }
 };
 
 // The version of Windows as GetVersionExW tells it.
@@ -30,8 +34,8 @@ struct VolumeSetup {
     std::size_t line = 0;             // where its section begins
     std::wstring name;                // its GUID path, with the closing backslash
     std::vector<std::wstring> mounts; // drive roots and folders, each with the closing backslash
-    std::uint32_t type = 0;           // as GetDriveTypeW tells it
-    std::uint32_t bus = 0;            // as STORAGE_BUS_TYPE numbers it
+    std::uint32_t type = DRIVE_FIXED; // as GetDriveTypeW tells it
+    std::uint32_t bus = BusTypeSata;  // as STORAGE_BUS_TYPE numbers it
     std::wstring fileSystem;          // empty for a volume without one
     std::wstring label;
     std::uint32_t sectorsPerCluster = 8;

@@ -2,7 +2,6 @@
 
 #include "scenario/computer_setup.h"
 #include "scenario/methods.h"
-#include "scenario/scenario_keys.h"
 
 #include <chrono>
 #include <cstddef>
@@ -15,6 +14,12 @@
 #include <vector>
 
 namespace sim {
+
+// What is wrong with a scenario, and in which line (the first is 1; 0 where no line is to blame).
+struct ScenarioError {
+    std::size_t line = 0;
+    std::wstring text;
+};
 
 // A figure before and after a run, in percent; either may be missing, as in a point that was only partly recorded.
 struct BeforeAfter {
