@@ -33,7 +33,7 @@ KNOWN = {
         "launcher": {"base", "engine/server_classes", "scenario"},
     },
 }
-OF_THE_PRODUCT = {"src/engine/engine_contract", "src/win"}
+OF_THE_PRODUCT = {"src/engine/engine_contract", "src/support/registry", "src/win"}
 
 
 def room_of(file, rooms):

@@ -58,23 +58,6 @@ std::vector<std::wstring_view> Split(std::wstring_view text, wchar_t separator)
     }
 }
 
-bool SameIgnoringCase(std::wstring_view left, std::wstring_view right)
-{
-    return CompareStringOrdinal(left.data(), static_cast<int>(left.size()), right.data(),
-                                static_cast<int>(right.size()), TRUE) == CSTR_EQUAL;
-}
-
-std::wstring FoldCase(std::wstring_view text)
-{
-    std::wstring folded(text);
-    if (!folded.empty()) {
-        // Upper case by the invariant locale keeps the length, so the text may be converted in place.
-        LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, folded.data(), static_cast<int>(folded.size()),
-                      folded.data(), static_cast<int>(folded.size()), nullptr, nullptr, 0);
-    }
-    return folded;
-}
-
 std::wstring_view WithoutTrailingBackslash(std::wstring_view text)
 {
     if (text.ends_with(L'\\')) {

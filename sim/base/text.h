@@ -20,12 +20,6 @@ namespace sim {
 // The pieces between the separators, each trimmed; an empty text is one empty piece.
 [[nodiscard]] std::vector<std::wstring_view> Split(std::wstring_view text, wchar_t separator);
 
-// Whether the texts are the same but for their case, compared as the file system compares names.
-[[nodiscard]] bool SameIgnoringCase(std::wstring_view left, std::wstring_view right);
-
-// The text in the one case under which texts that differ only in case are equal; for keys of maps.
-[[nodiscard]] std::wstring FoldCase(std::wstring_view text);
-
 // The text without one trailing backslash.
 [[nodiscard]] std::wstring_view WithoutTrailingBackslash(std::wstring_view text);
 

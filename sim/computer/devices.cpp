@@ -1,6 +1,7 @@
-#include "base/text.h"
 #include "computer/replacements.h"
 #include "computer/simulated_computer.h"
+
+#include "win/text.h"
 
 #include <algorithm>
 #include <cstring>
@@ -65,7 +66,7 @@ const VolumeSetup* FindDevice(std::wstring_view path)
 const std::wstring* FindBootIni(std::wstring_view path)
 {
     constexpr std::wstring_view kName = L"boot.ini";
-    if (path.size() <= kName.size() || !SameIgnoringCase(path.substr(path.size() - kName.size()), kName)) {
+    if (path.size() <= kName.size() || !win::EqualNames(path.substr(path.size() - kName.size()), kName)) {
         return nullptr;
     }
     path.remove_suffix(kName.size());
@@ -143,7 +144,7 @@ BOOL WINAPI AskDevice(HANDLE device, DWORD code, void* input, DWORD inputSize, v
     if (code == IOCTL_STORAGE_QUERY_PROPERTY) {
         return TellDevice(*volume, output, outputSize, returned);
     }
-    if (code == FSCTL_GET_NTFS_VOLUME_DATA && SameIgnoringCase(volume->fileSystem, L"NTFS")) {
+    if (code == FSCTL_GET_NTFS_VOLUME_DATA && win::EqualNames(volume->fileSystem, L"NTFS")) {
         return TellNtfs(*volume, output, outputSize, returned);
     }
     SetLastError(ERROR_INVALID_FUNCTION);

@@ -4,6 +4,9 @@
 #include "computer/shown_registry.h"
 #include "computer/simulated_computer.h"
 
+#include "support/registry.h"
+#include "win/text.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -11,7 +14,6 @@ namespace sim {
 
 namespace {
 
-constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
 constexpr wchar_t kUserRoot[] = L"HKEY_CURRENT_USER\\";
 
 std::wstring ScratchPathOf(const std::wstring& path)
@@ -40,8 +42,7 @@ std::wstring FullPath(HKEY root, const wchar_t* subkey)
 
 bool IsAtOrBelow(std::wstring_view path, std::wstring_view key)
 {
-    return SameIgnoringCase(path.substr(0, key.size()), key) &&
-           (path.size() == key.size() || path[key.size()] == L'\\');
+    return win::EqualNames(path.substr(0, key.size()), key) && (path.size() == key.size() || path[key.size()] == L'\\');
 }
 
 bool IsShown(std::wstring_view path)

@@ -1,6 +1,7 @@
 #include "computer/simulated_computer.h"
-
 #include "base/text.h"
+
+#include "win/text.h"
 
 #include <algorithm>
 #include <utility>
@@ -25,7 +26,7 @@ std::wstring RootOfDevice(std::wstring_view path)
 
 bool SamePath(std::wstring_view left, std::wstring_view right)
 {
-    return SameIgnoringCase(WithoutTrailingBackslash(left), WithoutTrailingBackslash(right));
+    return win::EqualNames(WithoutTrailingBackslash(left), WithoutTrailingBackslash(right));
 }
 
 } // namespace

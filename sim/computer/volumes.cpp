@@ -1,6 +1,7 @@
-#include "base/text.h"
 #include "computer/replacements.h"
 #include "computer/simulated_computer.h"
+
+#include "win/text.h"
 
 #include <algorithm>
 #include <cwctype>
@@ -161,7 +162,7 @@ HANDLE WINAPI FirstMountPoint(const wchar_t* root, wchar_t* folder, DWORD size)
         for (const std::wstring& mount : volume.mounts) {
             for (const std::wstring& hostMount : host->mounts) {
                 if (IsRoot(hostMount) && !IsRoot(mount) &&
-                    SameIgnoringCase(mount.substr(0, hostMount.size()), hostMount)) {
+                    win::EqualNames(mount.substr(0, hostMount.size()), hostMount)) {
                     folders.push_back(mount.substr(hostMount.size()));
                 }
             }
@@ -197,7 +198,7 @@ DWORD WINAPI DriveRoots(DWORD size, wchar_t* buffer)
     for (const VolumeSetup& volume : Computer().Setup().volumes) {
         std::ranges::copy_if(volume.mounts, std::back_inserter(roots), IsRoot);
     }
-    std::ranges::sort(roots, {}, FoldCase);
+    std::ranges::sort(roots, win::NameLess());
     std::wstring list;
     for (const std::wstring& root : roots) {
         list += root + L'\0';

@@ -2,6 +2,8 @@
 
 #include "base/text.h"
 
+#include "win/text.h"
+
 #include <algorithm>
 
 namespace sim {
@@ -37,8 +39,8 @@ EngineDrives::EngineDrives(const Scenario& scenario, Time now, Recorder record)
     for (const auto text : {&DriveSetup::identity, &DriveSetup::name}) {
         for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
             const std::wstring& known = setups_[drive].*text;
-            byName_.emplace(FoldCase(known), drive);
-            byVolume_.emplace(FoldCase(WithoutTrailingBackslash(known)), drive);
+            byName_.emplace(win::UpperCase(known), drive);
+            byVolume_.emplace(win::UpperCase(WithoutTrailingBackslash(known)), drive);
         }
     }
     for (DriveIndex drive = 0; drive < setups_.size(); ++drive) {
@@ -71,13 +73,13 @@ std::wstring EngineDrives::DriveList() const
 
 std::optional<DriveIndex> EngineDrives::FindDrive(std::wstring_view identityOrName) const
 {
-    const auto found = byName_.find(FoldCase(identityOrName));
+    const auto found = byName_.find(win::UpperCase(identityOrName));
     return found == byName_.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::optional<DriveIndex> EngineDrives::FindVolume(std::wstring_view identityOrName) const
 {
-    const auto found = byVolume_.find(FoldCase(WithoutTrailingBackslash(identityOrName)));
+    const auto found = byVolume_.find(win::UpperCase(WithoutTrailingBackslash(identityOrName)));
     return found == byVolume_.end() ? std::nullopt : std::optional(found->second);
 }
 
@@ -214,7 +216,7 @@ void EngineDrives::StopAll(Time now)
 HRESULT EngineDrives::RunSchedule(std::wstring_view name, Time now)
 {
     const auto schedule = std::ranges::find_if(
-        schedules_, [&](const ScheduleSetup& candidate) { return SameIgnoringCase(candidate.name, name); });
+        schedules_, [&](const ScheduleSetup& candidate) { return win::EqualNames(candidate.name, name); });
     if (schedule == schedules_.end()) {
         return kUnknownSchedule;
     }

@@ -1,7 +1,8 @@
 #include "engine/instance.h"
 
 #include "base/registry_keys.h"
-#include "base/text.h"
+
+#include "win/text.h"
 
 #include <string>
 
@@ -20,7 +21,7 @@ std::wstring SharedName(const wchar_t* thing, const std::wstring& computer)
     std::wstring name = L"Local\\Kestrane.Simulator.";
     name += thing;
     if (!computer.empty()) {
-        name += L'.' + FoldCase(computer);
+        name += L'.' + win::UpperCase(computer);
     }
     return name;
 }

@@ -11,6 +11,8 @@
 #include "engine/server_classes.h"
 #include "scenario/scenario.h"
 
+#include "win/com_apartment.h"
+
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -47,25 +49,6 @@ int Fail(int exitCode, std::wstring_view text)
     Write(STD_ERROR_HANDLE, L"VLEngine: " + std::wstring(text) + L'\n');
     return exitCode;
 }
-
-// The multithreaded apartment, entered for as long as this lives.
-class Apartment {
-public:
-    Apartment() : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)) {}
-    Apartment(const Apartment&) = delete;
-    Apartment& operator=(const Apartment&) = delete;
-    ~Apartment()
-    {
-        if (SUCCEEDED(result_)) {
-            CoUninitialize();
-        }
-    }
-
-    [[nodiscard]] HRESULT Result() const { return result_; }
-
-private:
-    HRESULT result_;
-};
 
 // The exit code of a server that has come to its end, with a word to the user where it was not the right one.
 int ExitCodeOf(HRESULT result, const CallLog& log, const std::wstring& logPath)
@@ -133,7 +116,7 @@ int ServeScenario(Options options)
     const auto engine = std::make_shared<Engine>(scenario, log, life);
     engine->BeginLog();
 
-    const Apartment apartment;
+    const win::ComApartment apartment;
     if (FAILED(apartment.Result())) {
         return ExitCodeOf(apartment.Result(), log, options.log);
     }
@@ -153,7 +136,7 @@ int ServeScenario(Options options)
 
 int ChangeRegistration(HRESULT (*change)())
 {
-    const Apartment apartment;
+    const win::ComApartment apartment;
     const HRESULT result = SUCCEEDED(apartment.Result()) ? change() : apartment.Result();
     if (FAILED(result)) {
         return Fail(kFailed, L"the registration failed: " + HexText(static_cast<std::uint32_t>(result)));

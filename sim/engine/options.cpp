@@ -2,7 +2,8 @@
 
 #include "base/registry_keys.h"
 #include "base/settings.h"
-#include "base/text.h"
+
+#include "win/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -62,7 +63,7 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
         const bool isSwitch = word->starts_with(L'/') || word->starts_with(L'-');
         const std::wstring_view name = word->substr(isSwitch ? 1 : 0);
         const auto* const task =
-            std::ranges::find_if(kTasks, [&](const TaskWord& known) { return SameIgnoringCase(known.word, name); });
+            std::ranges::find_if(kTasks, [&](const TaskWord& known) { return win::EqualNames(known.word, name); });
         const auto* const value =
             std::ranges::find_if(kValues, [&](const ValueWord& known) { return known.word == *word; });
         if (isSwitch && task != std::end(kTasks)) {
@@ -71,7 +72,7 @@ std::optional<Options> ParseOptions(const std::vector<std::wstring_view>& words)
                 return std::nullopt;
             }
             options.task = task->task;
-        } else if (isSwitch && SameIgnoringCase(name, L"Embedding")) {
+        } else if (isSwitch && win::EqualNames(name, L"Embedding")) {
             options.startedByCom = true;
         } else if (value != std::end(kValues) && std::next(word) != words.end()) {
             options.*value->place = *++word;

@@ -5,6 +5,7 @@
 #include "base/text.h"
 
 #include "win/owner.h"
+#include "win/text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -44,7 +45,7 @@ ServerClasses ServerClassesOf(const std::wstring& computer)
 {
     ServerClasses classes = {__uuidof(VLAgent), __uuidof(VLService)};
     if (!computer.empty()) {
-        const std::uint64_t hash = HashOf(FoldCase(computer));
+        const std::uint64_t hash = HashOf(win::UpperCase(computer));
         for (GUID& identifier : classes) {
             std::memcpy(identifier.Data4, &hash, sizeof identifier.Data4);
         }
@@ -58,7 +59,7 @@ HRESULT RegisterClasses(const std::wstring& computer, const std::wstring& progra
     HRESULT result = S_OK;
     if (!computer.empty()) {
         server += L" --computer \"" + computer + L'"';
-        result = SetRegistryText(ComputersKey() + L'\\' + FoldCase(computer), nullptr, computer);
+        result = SetRegistryText(ComputersKey() + L'\\' + win::UpperCase(computer), nullptr, computer);
     }
     const ServerClasses classes = ServerClassesOf(computer);
     for (std::size_t index = 0; index < kClassNames.size(); ++index) {
@@ -75,7 +76,7 @@ HRESULT RegisterClasses(const std::wstring& computer, const std::wstring& progra
 
 HRESULT UnregisterClasses(const std::wstring& computer)
 {
-    HRESULT result = computer.empty() ? S_OK : RemoveRegistryKey(ComputersKey() + L'\\' + FoldCase(computer));
+    HRESULT result = computer.empty() ? S_OK : RemoveRegistryKey(ComputersKey() + L'\\' + win::UpperCase(computer));
     for (const GUID& identifier : ServerClassesOf(computer)) {
         if (const HRESULT deleted = RemoveRegistryKey(ClassKeyPath(identifier)); SUCCEEDED(result)) {
             result = deleted;

@@ -2,6 +2,8 @@
 #include "scenario/sections.h"
 #include "scenario/windows_functions.h"
 
+#include "win/text.h"
+
 #include <algorithm>
 #include <cwchar>
 #include <iterator>
@@ -19,7 +21,7 @@ std::optional<ScenarioError> CheckComputers(const ComputerSetup& computer)
 {
     std::set<std::wstring> names;
     for (const OtherComputer& other : computer.computers) {
-        if (!names.insert(FoldCase(other.name)).second) {
+        if (!names.insert(win::UpperCase(other.name)).second) {
             return ScenarioError{other.line, L"there is already a computer " + other.name};
         }
         if (other.scenario.empty() == !other.failure) {
@@ -40,7 +42,7 @@ std::optional<ScenarioError> CheckVolumes(const ComputerSetup& computer)
     constexpr Text kShape = L"\\\\?\\Volume{";
     std::set<std::wstring> names;
     for (const VolumeSetup& volume : computer.volumes) {
-        if (!SameIgnoringCase(Text(volume.name).substr(0, kShape.size()), kShape) || !volume.name.ends_with(L"}\\")) {
+        if (!win::EqualNames(Text(volume.name).substr(0, kShape.size()), kShape) || !volume.name.ends_with(L"}\\")) {
             return ScenarioError{volume.line, L"the name of a volume is of the form \\\\?\\Volume{...}\\"};
         }
         if (volume.sectorsPerCluster == 0 || volume.bytesPerSector == 0) {
@@ -49,11 +51,11 @@ std::optional<ScenarioError> CheckVolumes(const ComputerSetup& computer)
         if (volume.freeClusters > volume.totalClusters) {
             return ScenarioError{volume.line, L"there are more free clusters than clusters"};
         }
-        if (!names.insert(FoldCase(volume.name)).second) {
+        if (!names.insert(win::UpperCase(volume.name)).second) {
             return ScenarioError{volume.line, L"there is already a volume " + volume.name};
         }
         for (const std::wstring& mount : volume.mounts) {
-            if (!names.insert(FoldCase(mount)).second) {
+            if (!names.insert(win::UpperCase(mount)).second) {
                 return ScenarioError{volume.line, L"there is already a volume in " + mount};
             }
         }
@@ -69,7 +71,7 @@ std::optional<ScenarioError> CheckRegistry(const ComputerSetup& computer)
             return ScenarioError{key.line,
                                  L"a registry key begins with the name of a root, such as HKEY_LOCAL_MACHINE"};
         }
-        if (!paths.insert(FoldCase(key.path)).second) {
+        if (!paths.insert(win::UpperCase(key.path)).second) {
             return ScenarioError{key.line, L"there is already a key " + key.path};
         }
     }
@@ -173,10 +175,10 @@ private:
             }
             std::ranges::stable_sort(drive.points, std::ranges::greater(), &StatisticsPoint::date);
             const std::size_t place = scenario_.drives.size();
-            if (!drivesByName_.emplace(FoldCase(drive.name), place).second) {
+            if (!drivesByName_.emplace(win::UpperCase(drive.name), place).second) {
                 return Fail(section.line, L"there is already a drive " + drive.name);
             }
-            if (!identities_.insert(FoldCase(drive.identity)).second) {
+            if (!identities_.insert(win::UpperCase(drive.identity)).second) {
                 return Fail(section.line, L"there is already a drive with the identity " + drive.identity);
             }
             scenario_.drives.push_back(std::move(drive));
@@ -189,7 +191,7 @@ private:
         ScheduleSetup& schedule = section.setup;
         if (section.drives) {
             for (const Text name : Split(section.drives->text, L'|')) {
-                const auto found = drivesByName_.find(FoldCase(name));
+                const auto found = drivesByName_.find(win::UpperCase(name));
                 if (found == drivesByName_.end()) {
                     return Fail(section.drives->line, L"there is no drive " + std::wstring(name));
                 }
@@ -216,7 +218,7 @@ private:
             if (!method.concernsDrive) {
                 return Fail(section.drive->line, methodName + L" concerns no single drive");
             }
-            const auto found = drivesByName_.find(FoldCase(section.drive->text));
+            const auto found = drivesByName_.find(win::UpperCase(section.drive->text));
             if (found == drivesByName_.end()) {
                 return Fail(section.drive->line, L"there is no drive " + section.drive->text);
             }

@@ -1,6 +1,6 @@
 #include "scenario/computer_setup.h"
 
-#include "base/text.h"
+#include "win/text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,7 +25,7 @@ const OtherComputer* ComputerSetup::FindComputer(std::wstring_view computer) con
     }
     const OtherComputer* anyOther = nullptr;
     for (const OtherComputer& other : computers) {
-        if (SameIgnoringCase(other.name, computer)) {
+        if (win::EqualNames(other.name, computer)) {
             return &other;
         }
         if (other.name == L"*") {

@@ -1,6 +1,6 @@
 #include "scenario/condition.h"
 
-#include "base/text.h"
+#include "win/text.h"
 
 namespace sim {
 
@@ -11,7 +11,7 @@ class Dice {
 public:
     explicit Dice(std::wstring_view name)
     {
-        for (const wchar_t character : FoldCase(name)) {
+        for (const wchar_t character : win::UpperCase(name)) {
             state_ = Mixed(state_ ^ static_cast<std::uint64_t>(character));
         }
     }

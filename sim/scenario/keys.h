@@ -2,6 +2,8 @@
 
 #include "scenario/values.h"
 
+#include "win/text.h"
+
 #include <cstddef>
 #include <set>
 #include <span>
@@ -69,7 +71,7 @@ bool SetKey(const KeyTable<Section>& table, std::wstring_view name, std::wstring
             std::set<std::wstring_view>& seen, Complaint& complaint)
 {
     for (const Key<Section>& key : table.keys) {
-        if (SameIgnoringCase(key.name, name)) {
+        if (win::EqualNames(key.name, name)) {
             complaint = !seen.insert(key.name).second && !key.repeatable
                             ? L"the key " + std::wstring(key.name) + L" is given twice"
                             : key.set(table.section, value, line);

@@ -1,6 +1,6 @@
 #include "scenario/methods.h"
 
-#include "base/text.h"
+#include "win/text.h"
 
 #include <iterator>
 #include <optional>
@@ -60,8 +60,8 @@ std::variant<Method, std::wstring> FindMethod(std::wstring_view name)
     std::optional<Method> found;
     for (std::size_t index = 0; index < kMethodCount; ++index) {
         const MethodInfo& info = kMethods[index];
-        if (!SameIgnoringCase(info.name, methodName) ||
-            (qualified && !SameIgnoringCase(info.interfaceName, interfaceName))) {
+        if (!win::EqualNames(info.name, methodName) ||
+            (qualified && !win::EqualNames(info.interfaceName, interfaceName))) {
             continue;
         }
         if (found) {

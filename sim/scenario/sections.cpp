@@ -4,6 +4,7 @@
 #include "scenario/methods.h"
 #include "scenario/special_values.h"
 
+#include "win/text.h"
 #include "win/windows_api.h"
 
 #include <algorithm>
@@ -48,10 +49,10 @@ Complaint SetSubstitute(FaultSection& section, Substitute substitute, std::size_
 
 Complaint SetAnswer(FaultSection& section, Text value, std::size_t line)
 {
-    if (SameIgnoringCase(value, L"null")) {
+    if (win::EqualNames(value, L"null")) {
         return SetSubstitute(section, NullAnswer(), line);
     }
-    if (SameIgnoringCase(value, L"empty")) {
+    if (win::EqualNames(value, L"empty")) {
         return SetSubstitute(section, std::wstring(), line);
     }
     return Wrong(value, L"neither null nor empty; other texts are given with text =");
@@ -327,7 +328,7 @@ Complaint SectionReader::BeginSection(Text text, std::size_t line)
     const Text word = inside.substr(0, blank);
     const Text name = blank == Text::npos ? Text() : Trim(inside.substr(blank));
     const auto* const kind = std::ranges::find_if(
-        kSectionKinds, [&](const SectionKind& known) { return SameIgnoringCase(known.word, word); });
+        kSectionKinds, [&](const SectionKind& known) { return win::EqualNames(known.word, word); });
     if (kind == std::end(kSectionKinds)) {
         return L"unknown section [" + std::wstring(inside) + L"]";
     }

@@ -2,6 +2,8 @@
 
 #include "scenario/windows_functions.h"
 
+#include "win/text.h"
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -209,7 +211,7 @@ Complaint AddRegistryValue(std::vector<RegistryValueSetup>& values, Text value, 
     if (!data) {
         return Wrong(text, L"not data of this type");
     }
-    if (std::ranges::any_of(values, [&](const auto& known) { return SameIgnoringCase(known.name, name); })) {
+    if (std::ranges::any_of(values, [&](const auto& known) { return win::EqualNames(known.name, name); })) {
         return L"the value " + std::wstring(name) + L" is given twice";
     }
     values.push_back({std::wstring(name), type, *std::move(data)});

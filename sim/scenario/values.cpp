@@ -1,5 +1,7 @@
 #include "scenario/values.h"
 
+#include "win/text.h"
+
 #include <cmath>
 
 namespace sim {
@@ -45,7 +47,7 @@ Complaint ReadSeconds(std::chrono::milliseconds& place, std::wstring_view value)
 
 Complaint ReadCalls(CallRange& place, std::wstring_view value)
 {
-    if (SameIgnoringCase(value, L"always")) {
+    if (win::EqualNames(value, L"always")) {
         return std::nullopt;
     }
     const bool andLater = value.ends_with(L'+');

@@ -3,6 +3,8 @@
 #include "base/text.h"
 #include "scenario/computer_setup.h"
 
+#include "win/text.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -37,7 +39,7 @@ template <typename Value, std::size_t Count>
 [[nodiscard]] std::optional<Value> FindChoice(const Choice<Value> (&choices)[Count], std::wstring_view word)
 {
     for (const auto& [known, value] : choices) {
-        if (SameIgnoringCase(known, word)) {
+        if (win::EqualNames(known, word)) {
             return value;
         }
     }

@@ -1,6 +1,6 @@
 #include "scenario/windows_functions.h"
 
-#include "base/text.h"
+#include "win/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -33,7 +33,7 @@ const WindowsFunction* FindWindowsFunction(std::wstring_view name)
         {L"SetConsoleCtrlHandler", false, false},
     };
     const auto* const found = std::ranges::find_if(
-        kFunctions, [&](const WindowsFunction& function) { return SameIgnoringCase(function.name, name); });
+        kFunctions, [&](const WindowsFunction& function) { return win::EqualNames(function.name, name); });
     return found == std::end(kFunctions) ? nullptr : found;
 }
 
@@ -43,7 +43,7 @@ bool IsRegistryPath(std::wstring_view path)
                                             L"HKEY_LOCAL_MACHINE", L"HKEY_USERS"};
     const std::wstring_view root = path.substr(0, path.find(L'\\'));
     return root.size() < path.size() &&
-           std::ranges::any_of(kRoots, [&](std::wstring_view known) { return SameIgnoringCase(known, root); });
+           std::ranges::any_of(kRoots, [&](std::wstring_view known) { return win::EqualNames(known, root); });
 }
 
 } // namespace sim
