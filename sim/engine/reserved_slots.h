@@ -18,198 +18,105 @@
 
 namespace sim {
 
+// What the classes have in common.
+template <typename Interface>
+class InterfaceSlots : public Interface {
+public:
+    using Contract = Interface;
+
+protected:
+    ~InterfaceSlots() = default;
+
+    // Answers a call of the slot at this vtable position.
+    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
+};
+
+// The slot of a class that names its interface in kInterface.
+#define VLSIM_RESERVED(slot)                                                                                           \
+    HRESULT STDMETHODCALLTYPE Reserved##slot() override                                                                \
+    {                                                                                                                  \
+        return this->OnReserved(kInterface, slot);                                                                     \
+    }
+
 // clang-format off
 
-class DriveSlots : public IVLDrive {
-public:
-    using Contract = IVLDrive;
+class DriveSlots : public InterfaceSlots<IVLDrive> {
+    static constexpr std::wstring_view kInterface = L"IVLDrive";
 
-    HRESULT STDMETHODCALLTYPE Reserved5() override { return OnReserved(L"IVLDrive", 5); }
-    HRESULT STDMETHODCALLTYPE Reserved6() override { return OnReserved(L"IVLDrive", 6); }
-    HRESULT STDMETHODCALLTYPE Reserved7() override { return OnReserved(L"IVLDrive", 7); }
-    HRESULT STDMETHODCALLTYPE Reserved8() override { return OnReserved(L"IVLDrive", 8); }
-    HRESULT STDMETHODCALLTYPE Reserved9() override { return OnReserved(L"IVLDrive", 9); }
-    HRESULT STDMETHODCALLTYPE Reserved10() override { return OnReserved(L"IVLDrive", 10); }
-    HRESULT STDMETHODCALLTYPE Reserved11() override { return OnReserved(L"IVLDrive", 11); }
-    HRESULT STDMETHODCALLTYPE Reserved12() override { return OnReserved(L"IVLDrive", 12); }
-    HRESULT STDMETHODCALLTYPE Reserved13() override { return OnReserved(L"IVLDrive", 13); }
-    HRESULT STDMETHODCALLTYPE Reserved14() override { return OnReserved(L"IVLDrive", 14); }
-    HRESULT STDMETHODCALLTYPE Reserved15() override { return OnReserved(L"IVLDrive", 15); }
-    HRESULT STDMETHODCALLTYPE Reserved16() override { return OnReserved(L"IVLDrive", 16); }
-    HRESULT STDMETHODCALLTYPE Reserved17() override { return OnReserved(L"IVLDrive", 17); }
-    HRESULT STDMETHODCALLTYPE Reserved18() override { return OnReserved(L"IVLDrive", 18); }
-    HRESULT STDMETHODCALLTYPE Reserved19() override { return OnReserved(L"IVLDrive", 19); }
-    HRESULT STDMETHODCALLTYPE Reserved20() override { return OnReserved(L"IVLDrive", 20); }
-    HRESULT STDMETHODCALLTYPE Reserved21() override { return OnReserved(L"IVLDrive", 21); }
-    HRESULT STDMETHODCALLTYPE Reserved22() override { return OnReserved(L"IVLDrive", 22); }
-    HRESULT STDMETHODCALLTYPE Reserved23() override { return OnReserved(L"IVLDrive", 23); }
-    HRESULT STDMETHODCALLTYPE Reserved24() override { return OnReserved(L"IVLDrive", 24); }
-    HRESULT STDMETHODCALLTYPE Reserved25() override { return OnReserved(L"IVLDrive", 25); }
-    HRESULT STDMETHODCALLTYPE Reserved27() override { return OnReserved(L"IVLDrive", 27); }
-    HRESULT STDMETHODCALLTYPE Reserved28() override { return OnReserved(L"IVLDrive", 28); }
-    HRESULT STDMETHODCALLTYPE Reserved29() override { return OnReserved(L"IVLDrive", 29); }
-    HRESULT STDMETHODCALLTYPE Reserved30() override { return OnReserved(L"IVLDrive", 30); }
-    HRESULT STDMETHODCALLTYPE Reserved31() override { return OnReserved(L"IVLDrive", 31); }
-    HRESULT STDMETHODCALLTYPE Reserved32() override { return OnReserved(L"IVLDrive", 32); }
-    HRESULT STDMETHODCALLTYPE Reserved33() override { return OnReserved(L"IVLDrive", 33); }
-    HRESULT STDMETHODCALLTYPE Reserved34() override { return OnReserved(L"IVLDrive", 34); }
-    HRESULT STDMETHODCALLTYPE Reserved35() override { return OnReserved(L"IVLDrive", 35); }
-    HRESULT STDMETHODCALLTYPE Reserved36() override { return OnReserved(L"IVLDrive", 36); }
-    HRESULT STDMETHODCALLTYPE Reserved37() override { return OnReserved(L"IVLDrive", 37); }
+public:
+    VLSIM_RESERVED(5) VLSIM_RESERVED(6) VLSIM_RESERVED(7) VLSIM_RESERVED(8) VLSIM_RESERVED(9)
+    VLSIM_RESERVED(10) VLSIM_RESERVED(11) VLSIM_RESERVED(12) VLSIM_RESERVED(13) VLSIM_RESERVED(14)
+    VLSIM_RESERVED(15) VLSIM_RESERVED(16) VLSIM_RESERVED(17) VLSIM_RESERVED(18) VLSIM_RESERVED(19)
+    VLSIM_RESERVED(20) VLSIM_RESERVED(21) VLSIM_RESERVED(22) VLSIM_RESERVED(23) VLSIM_RESERVED(24)
+    VLSIM_RESERVED(25) VLSIM_RESERVED(27) VLSIM_RESERVED(28) VLSIM_RESERVED(29) VLSIM_RESERVED(30)
+    VLSIM_RESERVED(31) VLSIM_RESERVED(32) VLSIM_RESERVED(33) VLSIM_RESERVED(34) VLSIM_RESERVED(35)
+    VLSIM_RESERVED(36) VLSIM_RESERVED(37)
 
 protected:
     ~DriveSlots() = default;
-
-    // Answers a call of the slot at this vtable position.
-    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
 };
 
-class ScheduleSlots : public IVLSchedule {
-public:
-    using Contract = IVLSchedule;
+class ScheduleSlots : public InterfaceSlots<IVLSchedule> {
+    static constexpr std::wstring_view kInterface = L"IVLSchedule";
 
-    HRESULT STDMETHODCALLTYPE Reserved3() override { return OnReserved(L"IVLSchedule", 3); }
-    HRESULT STDMETHODCALLTYPE Reserved4() override { return OnReserved(L"IVLSchedule", 4); }
-    HRESULT STDMETHODCALLTYPE Reserved5() override { return OnReserved(L"IVLSchedule", 5); }
-    HRESULT STDMETHODCALLTYPE Reserved6() override { return OnReserved(L"IVLSchedule", 6); }
-    HRESULT STDMETHODCALLTYPE Reserved7() override { return OnReserved(L"IVLSchedule", 7); }
-    HRESULT STDMETHODCALLTYPE Reserved8() override { return OnReserved(L"IVLSchedule", 8); }
-    HRESULT STDMETHODCALLTYPE Reserved9() override { return OnReserved(L"IVLSchedule", 9); }
-    HRESULT STDMETHODCALLTYPE Reserved10() override { return OnReserved(L"IVLSchedule", 10); }
-    HRESULT STDMETHODCALLTYPE Reserved11() override { return OnReserved(L"IVLSchedule", 11); }
-    HRESULT STDMETHODCALLTYPE Reserved12() override { return OnReserved(L"IVLSchedule", 12); }
-    HRESULT STDMETHODCALLTYPE Reserved13() override { return OnReserved(L"IVLSchedule", 13); }
-    HRESULT STDMETHODCALLTYPE Reserved14() override { return OnReserved(L"IVLSchedule", 14); }
-    HRESULT STDMETHODCALLTYPE Reserved15() override { return OnReserved(L"IVLSchedule", 15); }
-    HRESULT STDMETHODCALLTYPE Reserved16() override { return OnReserved(L"IVLSchedule", 16); }
-    HRESULT STDMETHODCALLTYPE Reserved17() override { return OnReserved(L"IVLSchedule", 17); }
-    HRESULT STDMETHODCALLTYPE Reserved18() override { return OnReserved(L"IVLSchedule", 18); }
-    HRESULT STDMETHODCALLTYPE Reserved19() override { return OnReserved(L"IVLSchedule", 19); }
-    HRESULT STDMETHODCALLTYPE Reserved20() override { return OnReserved(L"IVLSchedule", 20); }
-    HRESULT STDMETHODCALLTYPE Reserved21() override { return OnReserved(L"IVLSchedule", 21); }
-    HRESULT STDMETHODCALLTYPE Reserved22() override { return OnReserved(L"IVLSchedule", 22); }
-    HRESULT STDMETHODCALLTYPE Reserved23() override { return OnReserved(L"IVLSchedule", 23); }
-    HRESULT STDMETHODCALLTYPE Reserved24() override { return OnReserved(L"IVLSchedule", 24); }
-    HRESULT STDMETHODCALLTYPE Reserved25() override { return OnReserved(L"IVLSchedule", 25); }
+public:
+    VLSIM_RESERVED(3) VLSIM_RESERVED(4) VLSIM_RESERVED(5) VLSIM_RESERVED(6) VLSIM_RESERVED(7)
+    VLSIM_RESERVED(8) VLSIM_RESERVED(9) VLSIM_RESERVED(10) VLSIM_RESERVED(11) VLSIM_RESERVED(12)
+    VLSIM_RESERVED(13) VLSIM_RESERVED(14) VLSIM_RESERVED(15) VLSIM_RESERVED(16) VLSIM_RESERVED(17)
+    VLSIM_RESERVED(18) VLSIM_RESERVED(19) VLSIM_RESERVED(20) VLSIM_RESERVED(21) VLSIM_RESERVED(22)
+    VLSIM_RESERVED(23) VLSIM_RESERVED(24) VLSIM_RESERVED(25)
 
 protected:
     ~ScheduleSlots() = default;
-
-    // Answers a call of the slot at this vtable position.
-    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
 };
 
-class AgentSlots : public IVLAgent {
-public:
-    using Contract = IVLAgent;
+class AgentSlots : public InterfaceSlots<IVLAgent> {
+    static constexpr std::wstring_view kInterface = L"IVLAgent";
 
-    HRESULT STDMETHODCALLTYPE Reserved4() override { return OnReserved(L"IVLAgent", 4); }
-    HRESULT STDMETHODCALLTYPE Reserved6() override { return OnReserved(L"IVLAgent", 6); }
-    HRESULT STDMETHODCALLTYPE Reserved7() override { return OnReserved(L"IVLAgent", 7); }
-    HRESULT STDMETHODCALLTYPE Reserved10() override { return OnReserved(L"IVLAgent", 10); }
-    HRESULT STDMETHODCALLTYPE Reserved13() override { return OnReserved(L"IVLAgent", 13); }
-    HRESULT STDMETHODCALLTYPE Reserved19() override { return OnReserved(L"IVLAgent", 19); }
-    HRESULT STDMETHODCALLTYPE Reserved20() override { return OnReserved(L"IVLAgent", 20); }
-    HRESULT STDMETHODCALLTYPE Reserved24() override { return OnReserved(L"IVLAgent", 24); }
-    HRESULT STDMETHODCALLTYPE Reserved25() override { return OnReserved(L"IVLAgent", 25); }
-    HRESULT STDMETHODCALLTYPE Reserved26() override { return OnReserved(L"IVLAgent", 26); }
-    HRESULT STDMETHODCALLTYPE Reserved27() override { return OnReserved(L"IVLAgent", 27); }
-    HRESULT STDMETHODCALLTYPE Reserved28() override { return OnReserved(L"IVLAgent", 28); }
-    HRESULT STDMETHODCALLTYPE Reserved29() override { return OnReserved(L"IVLAgent", 29); }
-    HRESULT STDMETHODCALLTYPE Reserved30() override { return OnReserved(L"IVLAgent", 30); }
-    HRESULT STDMETHODCALLTYPE Reserved31() override { return OnReserved(L"IVLAgent", 31); }
-    HRESULT STDMETHODCALLTYPE Reserved32() override { return OnReserved(L"IVLAgent", 32); }
-    HRESULT STDMETHODCALLTYPE Reserved33() override { return OnReserved(L"IVLAgent", 33); }
-    HRESULT STDMETHODCALLTYPE Reserved34() override { return OnReserved(L"IVLAgent", 34); }
-    HRESULT STDMETHODCALLTYPE Reserved35() override { return OnReserved(L"IVLAgent", 35); }
-    HRESULT STDMETHODCALLTYPE Reserved36() override { return OnReserved(L"IVLAgent", 36); }
-    HRESULT STDMETHODCALLTYPE Reserved37() override { return OnReserved(L"IVLAgent", 37); }
-    HRESULT STDMETHODCALLTYPE Reserved38() override { return OnReserved(L"IVLAgent", 38); }
-    HRESULT STDMETHODCALLTYPE Reserved39() override { return OnReserved(L"IVLAgent", 39); }
-    HRESULT STDMETHODCALLTYPE Reserved40() override { return OnReserved(L"IVLAgent", 40); }
-    HRESULT STDMETHODCALLTYPE Reserved41() override { return OnReserved(L"IVLAgent", 41); }
-    HRESULT STDMETHODCALLTYPE Reserved42() override { return OnReserved(L"IVLAgent", 42); }
-    HRESULT STDMETHODCALLTYPE Reserved43() override { return OnReserved(L"IVLAgent", 43); }
-    HRESULT STDMETHODCALLTYPE Reserved44() override { return OnReserved(L"IVLAgent", 44); }
-    HRESULT STDMETHODCALLTYPE Reserved45() override { return OnReserved(L"IVLAgent", 45); }
-    HRESULT STDMETHODCALLTYPE Reserved46() override { return OnReserved(L"IVLAgent", 46); }
-    HRESULT STDMETHODCALLTYPE Reserved47() override { return OnReserved(L"IVLAgent", 47); }
+public:
+    VLSIM_RESERVED(4) VLSIM_RESERVED(6) VLSIM_RESERVED(7) VLSIM_RESERVED(10) VLSIM_RESERVED(13)
+    VLSIM_RESERVED(19) VLSIM_RESERVED(20) VLSIM_RESERVED(24) VLSIM_RESERVED(25) VLSIM_RESERVED(26)
+    VLSIM_RESERVED(27) VLSIM_RESERVED(28) VLSIM_RESERVED(29) VLSIM_RESERVED(30) VLSIM_RESERVED(31)
+    VLSIM_RESERVED(32) VLSIM_RESERVED(33) VLSIM_RESERVED(34) VLSIM_RESERVED(35) VLSIM_RESERVED(36)
+    VLSIM_RESERVED(37) VLSIM_RESERVED(38) VLSIM_RESERVED(39) VLSIM_RESERVED(40) VLSIM_RESERVED(41)
+    VLSIM_RESERVED(42) VLSIM_RESERVED(43) VLSIM_RESERVED(44) VLSIM_RESERVED(45) VLSIM_RESERVED(46)
+    VLSIM_RESERVED(47)
 
 protected:
     ~AgentSlots() = default;
-
-    // Answers a call of the slot at this vtable position.
-    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
 };
 
-class ServiceSlots : public IVLService {
-public:
-    using Contract = IVLService;
+class ServiceSlots : public InterfaceSlots<IVLService> {
+    static constexpr std::wstring_view kInterface = L"IVLService";
 
-    HRESULT STDMETHODCALLTYPE Reserved3() override { return OnReserved(L"IVLService", 3); }
-    HRESULT STDMETHODCALLTYPE Reserved4() override { return OnReserved(L"IVLService", 4); }
-    HRESULT STDMETHODCALLTYPE Reserved5() override { return OnReserved(L"IVLService", 5); }
-    HRESULT STDMETHODCALLTYPE Reserved6() override { return OnReserved(L"IVLService", 6); }
-    HRESULT STDMETHODCALLTYPE Reserved7() override { return OnReserved(L"IVLService", 7); }
-    HRESULT STDMETHODCALLTYPE Reserved8() override { return OnReserved(L"IVLService", 8); }
-    HRESULT STDMETHODCALLTYPE Reserved9() override { return OnReserved(L"IVLService", 9); }
-    HRESULT STDMETHODCALLTYPE Reserved10() override { return OnReserved(L"IVLService", 10); }
-    HRESULT STDMETHODCALLTYPE Reserved12() override { return OnReserved(L"IVLService", 12); }
+public:
+    VLSIM_RESERVED(3) VLSIM_RESERVED(4) VLSIM_RESERVED(5) VLSIM_RESERVED(6) VLSIM_RESERVED(7)
+    VLSIM_RESERVED(8) VLSIM_RESERVED(9) VLSIM_RESERVED(10) VLSIM_RESERVED(12)
 
 protected:
     ~ServiceSlots() = default;
-
-    // Answers a call of the slot at this vtable position.
-    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
 };
 
-class RefreshSlots : public IVLRefresh {
-public:
-    using Contract = IVLRefresh;
+class RefreshSlots : public InterfaceSlots<IVLRefresh> {
+    static constexpr std::wstring_view kInterface = L"IVLRefresh";
 
-    HRESULT STDMETHODCALLTYPE Reserved3() override { return OnReserved(L"IVLRefresh", 3); }
-    HRESULT STDMETHODCALLTYPE Reserved4() override { return OnReserved(L"IVLRefresh", 4); }
-    HRESULT STDMETHODCALLTYPE Reserved5() override { return OnReserved(L"IVLRefresh", 5); }
-    HRESULT STDMETHODCALLTYPE Reserved6() override { return OnReserved(L"IVLRefresh", 6); }
-    HRESULT STDMETHODCALLTYPE Reserved7() override { return OnReserved(L"IVLRefresh", 7); }
-    HRESULT STDMETHODCALLTYPE Reserved8() override { return OnReserved(L"IVLRefresh", 8); }
-    HRESULT STDMETHODCALLTYPE Reserved9() override { return OnReserved(L"IVLRefresh", 9); }
-    HRESULT STDMETHODCALLTYPE Reserved10() override { return OnReserved(L"IVLRefresh", 10); }
-    HRESULT STDMETHODCALLTYPE Reserved11() override { return OnReserved(L"IVLRefresh", 11); }
-    HRESULT STDMETHODCALLTYPE Reserved12() override { return OnReserved(L"IVLRefresh", 12); }
-    HRESULT STDMETHODCALLTYPE Reserved13() override { return OnReserved(L"IVLRefresh", 13); }
-    HRESULT STDMETHODCALLTYPE Reserved14() override { return OnReserved(L"IVLRefresh", 14); }
-    HRESULT STDMETHODCALLTYPE Reserved15() override { return OnReserved(L"IVLRefresh", 15); }
-    HRESULT STDMETHODCALLTYPE Reserved16() override { return OnReserved(L"IVLRefresh", 16); }
-    HRESULT STDMETHODCALLTYPE Reserved17() override { return OnReserved(L"IVLRefresh", 17); }
-    HRESULT STDMETHODCALLTYPE Reserved18() override { return OnReserved(L"IVLRefresh", 18); }
-    HRESULT STDMETHODCALLTYPE Reserved19() override { return OnReserved(L"IVLRefresh", 19); }
-    HRESULT STDMETHODCALLTYPE Reserved20() override { return OnReserved(L"IVLRefresh", 20); }
-    HRESULT STDMETHODCALLTYPE Reserved21() override { return OnReserved(L"IVLRefresh", 21); }
-    HRESULT STDMETHODCALLTYPE Reserved22() override { return OnReserved(L"IVLRefresh", 22); }
-    HRESULT STDMETHODCALLTYPE Reserved23() override { return OnReserved(L"IVLRefresh", 23); }
-    HRESULT STDMETHODCALLTYPE Reserved24() override { return OnReserved(L"IVLRefresh", 24); }
-    HRESULT STDMETHODCALLTYPE Reserved25() override { return OnReserved(L"IVLRefresh", 25); }
+public:
+    VLSIM_RESERVED(3) VLSIM_RESERVED(4) VLSIM_RESERVED(5) VLSIM_RESERVED(6) VLSIM_RESERVED(7)
+    VLSIM_RESERVED(8) VLSIM_RESERVED(9) VLSIM_RESERVED(10) VLSIM_RESERVED(11) VLSIM_RESERVED(12)
+    VLSIM_RESERVED(13) VLSIM_RESERVED(14) VLSIM_RESERVED(15) VLSIM_RESERVED(16) VLSIM_RESERVED(17)
+    VLSIM_RESERVED(18) VLSIM_RESERVED(19) VLSIM_RESERVED(20) VLSIM_RESERVED(21) VLSIM_RESERVED(22)
+    VLSIM_RESERVED(23) VLSIM_RESERVED(24) VLSIM_RESERVED(25)
 
 protected:
     ~RefreshSlots() = default;
-
-    // Answers a call of the slot at this vtable position.
-    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
-};
-
-// IVLStatistics has no such slots; its class is there for ComObject, which wants to be told the interface.
-class StatisticsSlots : public IVLStatistics {
-public:
-    using Contract = IVLStatistics;
-
-protected:
-    ~StatisticsSlots() = default;
-
-    virtual HRESULT OnReserved(std::wstring_view interfaceName, unsigned slot) = 0;
 };
 
 // clang-format on
+
+#undef VLSIM_RESERVED
+
+// IVLStatistics has no such slots.
+using StatisticsSlots = InterfaceSlots<IVLStatistics>;
 
 } // namespace sim
 
