@@ -34,9 +34,8 @@ bool ShowComputer(HMODULE library)
     }
     const HMODULE program = GetModuleHandleW(nullptr);
     WatchLookups(program);
-    for (const auto replacements :
-         {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements, &VolumeReplacements,
-          &DeviceReplacements, &RegistryReplacements, &PolicyReplacements}) {
+    for (const auto replacements : {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements,
+                                    &VolumeReplacements, &RegistryReplacements, &PolicyReplacements}) {
         for (const Replacement& replacement : replacements()) {
             PatchImport(program, replacement.function, replacement.replacement);
             ReplaceLookup(replacement.function, replacement.replacement);

@@ -18,7 +18,6 @@ struct Replacement {
 [[nodiscard]] std::span<const Replacement> ClockReplacements();
 [[nodiscard]] std::span<const Replacement> ConsoleReplacements();
 [[nodiscard]] std::span<const Replacement> VolumeReplacements();
-[[nodiscard]] std::span<const Replacement> DeviceReplacements();
 [[nodiscard]] std::span<const Replacement> RegistryReplacements();
 [[nodiscard]] std::span<const Replacement> PolicyReplacements();
 
