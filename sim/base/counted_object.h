@@ -16,8 +16,8 @@ namespace sim {
 #endif
 
 // What every COM object has, whatever its interfaces: the reference count and the choice of the interface. Bases are
-// interfaces or classes that derive from one each. The first reference belongs to who makes the object, and the object
-// goes with the last one.
+// interfaces or classes that derive from one each. The first reference belongs to who makes the object; the last
+// Release deletes it.
 template <typename... Bases>
 class CountedObject : public Bases... {
 public:

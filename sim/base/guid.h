@@ -6,8 +6,8 @@
 
 namespace sim {
 
-// A copy of the identifier at this address. Marshallers hand QueryInterface identifiers out of packed tables, where
-// they lie on odd places; only byte by byte may they be read from there.
+// A copy of the identifier at this address. The identifiers that a marshaller passes to QueryInterface can lie at
+// addresses that are not aligned, so they are copied byte by byte.
 [[nodiscard]] inline GUID CopyGuid(const void* address)
 {
     GUID copy;

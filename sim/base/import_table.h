@@ -18,8 +18,8 @@ void* PatchImport(HMODULE module, const char* function, void* replacement);
 // From now on ReplaceLookup applies to this module, and to no other.
 void WatchLookups(HMODULE module);
 
-// Has GetProcAddress, where the watched module calls it, answer with another address for the function of that name,
-// which must live on. A library that has no such function has no replacement either.
+// Has GetProcAddress, where the watched module calls it, answer with another address for the function of that name. The
+// name must stay valid. For a library without such a function GetProcAddress still fails.
 void ReplaceLookup(const char* function, void* replacement);
 
 } // namespace sim

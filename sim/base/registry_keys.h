@@ -22,7 +22,7 @@ namespace sim {
 // default value.
 [[nodiscard]] HRESULT SetRegistryText(const std::wstring& keyPath, const wchar_t* name, const std::wstring& value);
 
-// Removes a key below HKEY_LOCAL_MACHINE with all that it holds; one that is not there is not missed.
+// Removes a key below HKEY_LOCAL_MACHINE with all that it holds; it succeeds where there is none.
 [[nodiscard]] HRESULT RemoveRegistryKey(const std::wstring& keyPath);
 
 } // namespace sim

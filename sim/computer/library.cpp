@@ -15,9 +15,8 @@ namespace {
 
 using namespace sim;
 
-// Reads the scenario and puts the replacements into the program's import table, and in the way of its lookups by name;
-// functions that the program does not use are none of its business. False where the scenario cannot be had, which the
-// launcher has found before.
+// Reads the scenario and replaces functions in the program's import table and in its lookups by name; functions that
+// the program does not use are skipped. False where the scenario cannot be read, which the launcher checks beforehand.
 bool ShowComputer(HMODULE library)
 {
     std::wstring path;

@@ -50,7 +50,7 @@ private:
 // Makes the computer that this process sees from then on.
 void SetComputer(ComputerSetup setup);
 
-// That computer.
+// The computer that this process sees.
 [[nodiscard]] SimulatedComputer& Computer();
 
 // Whether the scenario orders this call of a function to fail; then the last error is set.

@@ -8,8 +8,8 @@
 
 namespace sim {
 
-// The log of what the engine was asked, one UTF-8 line each. A line is appended in a single write, so that it is whole
-// for whoever reads the file meanwhile and other writers do not tear it. Safe to use from any thread.
+// The log of the calls that the engine got, one UTF-8 line each. Every line is appended in a single write, so that
+// readers and other writers of the file never see a part of one. Safe to use from any thread.
 class CallLog {
 public:
     // A log that keeps nothing.

@@ -6,8 +6,8 @@ namespace sim {
 
 namespace {
 
-// Answered by our own drive objects alone, with a pointer to the object itself: by it a drive that comes back from a
-// client is known. No proxy can stand for it.
+// Only our own drive objects answer to this identifier, with a pointer to the object itself, so that a drive that a
+// client passes in can be recognised. No proxy has it.
 constexpr GUID kOwnDrive = {0x3e1d77a2, 0x8c54, 0x4f0b, {0x9d, 0x16, 0x4b, 0x0e, 0xa7, 0x52, 0xc3, 0x98}};
 
 } // namespace

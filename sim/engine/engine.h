@@ -20,8 +20,8 @@ namespace sim {
 // The kinds of objects that the server hands out.
 enum class ObjectKind { Agent, Service, Drive, Schedule, Statistics };
 
-// What all objects of the server share: the computer that they show, the orders of the scenario, the log, the server's
-// life and the count of the objects themselves. Safe to use from any thread.
+// What all objects of the server share: the drives, the faults that the scenario orders, the log, the server's life and
+// the count of the objects. Safe to use from any thread.
 class Engine {
 public:
     // The engine of a scenario, writing its log and held by its objects; log and life outlast it.

@@ -31,7 +31,7 @@ public:
     using Clock = std::chrono::steady_clock;
     using Time = Clock::time_point;
 
-    // Takes note of finished work; it may last, and is called by one thread at a time.
+    // Records finished work. It may take long, and is called by one thread at a time.
     using Recorder = std::function<void(const FinishedWork&)>;
 
     // The drives of the scenario, as they are at this time.
@@ -104,13 +104,13 @@ public:
     [[nodiscard]] std::vector<StatisticsPoint> Statistics(DriveIndex drive, double cutOff, std::int32_t count) const;
 
 private:
-    // One leg of a drive's way back to idle: the state it shows until the end.
+    // A state that a drive shows until the given time.
     struct Leg {
         std::uint32_t state;
         Time end;
     };
 
-    // What a drive shows: the legs that are not over yet, then the state after them.
+    // What a drive shows: one state after the other, then the state after them.
     struct Activity {
         std::vector<Leg> legs;
         std::uint32_t stateAfter = 0;

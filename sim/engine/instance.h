@@ -8,13 +8,12 @@
 
 namespace sim {
 
-// The one server of a computer in a session: at most one process is it, from Claim until the process has ended. Other
+// The one server of a computer in a session: at most one process is the server, from Claim until its end. Other
 // processes find it by names and can ask it to quit. The computer's name is empty for this one.
 class ServerInstance {
 public:
     // Becomes the computer's server; waits for another one as long as that is about to end, or the patience lasts.
-    // Nothing where the other one goes on running; then GetLastError is ERROR_ALREADY_EXISTS, or else what kept this
-    // process from finding out.
+    // Nothing where the other one goes on running (GetLastError is then ERROR_ALREADY_EXISTS) or Windows refuses.
     [[nodiscard]] static std::optional<ServerInstance> Claim(const std::wstring& computer,
                                                              std::chrono::milliseconds patience);
 

@@ -6,12 +6,12 @@
 
 namespace sim {
 
-// Keeps the engine's interfaces known to the RPC run-time for as long as it lives, whether or not an object with them
-// is in the hands of a client.
+// Keeps the engine's interfaces registered with the RPC run-time for as long as it lives, whether or not a client holds
+// an object that has them.
 //
-// Without it, Wine makes an interface known with its first object and forgets it with the last one. There, Wine 8 may
-// wait for ever: when the last object is released while the call before is still being finished on another thread, the
-// end of that call goes unnoticed. A client that asks a drive for its name and releases it does just that.
+// Without it, Wine registers an interface with its first object and removes it with the last one. Wine 8 can then wait
+// for ever: when the last object is released while another thread is still finishing the call before, Wine misses the
+// end of that call. A client that asks a drive for its name and releases it does just that.
 //
 // The type library is kept loaded for the same time: it is needed for every object that goes to a client, and would be
 // read from this program's file every time.

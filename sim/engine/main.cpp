@@ -50,7 +50,7 @@ int Fail(int exitCode, std::wstring_view text)
     return exitCode;
 }
 
-// The exit code of a server that has come to its end, with a word to the user where it was not the right one.
+// The exit code of a server that has ended. The user is told what went wrong, if anything did.
 int ExitCodeOf(HRESULT result, const CallLog& log, const std::wstring& logPath)
 {
     if (FAILED(result)) {
@@ -63,9 +63,9 @@ int ExitCodeOf(HRESULT result, const CallLog& log, const std::wstring& logPath)
     return kDone;
 }
 
-// Lets the calls of clients come to rest that the server is to leave behind. They go on arriving on threads of COM,
-// which must not be there any more when a process takes itself apart in good order; so it will not. Nor may those
-// threads be in the middle of something: where Wine kills a thread that holds a lock of its own, the process hangs.
+// Waits until no calls arrive any more from clients that still hold objects. Their calls run on threads of COM, with
+// which a process cannot end in the usual way, so this one is terminated. None of those threads may be in the middle of
+// a call then: when Wine kills a thread that holds one of Wine's locks, the process hangs.
 void LeaveClients(ServerLife& life)
 {
     constexpr std::chrono::milliseconds kRest(300);
@@ -105,7 +105,7 @@ int ServeScenario(Options options)
             return Fail(kFailed, options.readyEvent + L": the event cannot be opened: " + ErrorText(GetLastError()));
         }
     }
-    // This computer's classes are registered once and for all; another one's are where its engine is started.
+    // This computer's classes are registered with /regserver; another one's when its engine starts.
     if (!options.computer.empty()) {
         if (const HRESULT result = RegisterClasses(options.computer, ModulePath(nullptr)); FAILED(result)) {
             return ExitCodeOf(result, log, options.log);

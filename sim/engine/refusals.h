@@ -4,7 +4,7 @@
 
 namespace sim {
 
-// With what the engine refuses; docs/simulator.md lists them.
+// The results with which the engine refuses; docs/simulator.md lists them.
 constexpr HRESULT kUnknownDrive = FromWindowsError(ERROR_FILE_NOT_FOUND);
 constexpr HRESULT kUnknownVolume = FromWindowsError(ERROR_PATH_NOT_FOUND);
 constexpr HRESULT kUnknownFile = FromWindowsError(ERROR_FILE_NOT_FOUND);

@@ -8,7 +8,8 @@ namespace sim {
 // classes. Doing it again changes nothing. Answers the first failure.
 [[nodiscard]] HRESULT RegisterServer();
 
-// Takes back what RegisterServer and RegisterComputer did; what is not there is not missed. Answers the first failure.
+// Takes back what RegisterServer and RegisterClasses did; it succeeds where nothing is registered. Answers the first
+// failure.
 [[nodiscard]] HRESULT UnregisterServer();
 
 } // namespace sim

@@ -63,8 +63,8 @@ private:
     std::optional<DriveIndex> drive_;
 };
 
-// Where a call puts what it hands out. Each kind clears its place before anything else, as COM demands of a call that
-// may fail; knows how to put what the scenario orders instead; and tells the log what was put.
+// The places where a call puts what it hands out. Each kind clears its place first, as COM demands of a call that may
+// fail, can put there what the scenario orders instead, and tells the log what was put.
 class NoOutput {
 public:
     [[nodiscard]] static bool Clear() { return true; }

@@ -15,7 +15,7 @@ constexpr milliseconds kLook{100};
 // again only about a second later.
 constexpr std::chrono::seconds kFirstClient{30};
 
-// How long the server goes on answering after it has revoked its class objects, see Run.
+// How long the server goes on answering after it has revoked its class objects; RunUntilIdle tells why.
 constexpr milliseconds kLinger{200};
 
 } // namespace
@@ -30,7 +30,7 @@ Server::Server(std::shared_ptr<Engine> engine, const ServerInstance& instance, c
 {
     classes_ = {MakeAgentClass(engine_), MakeServiceClass(engine_)};
     for (const win::ComPtr<ClassObject>& object : classes_) {
-        // Keeps the connection to the class object in being when it is revoked.
+        // Keeps clients connected to the class object after it is revoked.
         CoLockObjectExternal(object.Get(), TRUE, FALSE);
     }
 }
@@ -42,13 +42,6 @@ Server::~Server()
     }
 }
 
-// A client may arrive in the very moment in which the idle server decides to end. COM on Windows closes the door
-// itself: releasing the last reference to the server process suspends the class objects, and a client that comes later
-// is given a new process. Wine only counts those references. There, revoking the class objects closes the door, but a
-// client may have a class object in its hands already and be on its way to CreateInstance. So the server lingers: its
-// class objects stay locked, hence callable, and when somebody holds an object or has set a drive to work meanwhile, it
-// opens again instead of ending. What remains is a client of Wine that has found the server but not yet asked it for
-// the class object when that is revoked, a few milliseconds in all; its activation fails with E_FAIL.
 HRESULT Server::Run(HANDLE readyEvent)
 {
     CoAddRefServerProcess();
@@ -65,11 +58,18 @@ HRESULT Server::Run(HANDLE readyEvent)
     return RunUntilIdle();
 }
 
+// A client may arrive at the moment at which the idle server decides to end. On Windows, COM handles this: releasing
+// the last reference to the server process suspends the class objects, and a later client gets a new process. Wine only
+// counts those references. There, revoking the class objects keeps new clients away, but a client may already have a
+// class object and be about to call CreateInstance. So the server waits a little: its class objects stay locked and can
+// be called, and if somebody holds an object by then, or has set a drive to work, the server registers them again
+// instead of ending. One case remains: a client of Wine that has found the server but has not asked it for the class
+// object when that is revoked, a matter of a few milliseconds; its activation fails with E_FAIL.
 HRESULT Server::RunUntilIdle()
 {
     for (;;) {
         bool quits = QuitsWithin(kLook);
-        // What nobody asks about is recorded all the same.
+        // Finished work is recorded even if no client asks about it.
         engine_->Drives().Settle(EngineDrives::Clock::now());
         if (engine_->Drives().AtWork(EngineDrives::Clock::now())) {
             lastWork_ = ServerLife::Clock::now();

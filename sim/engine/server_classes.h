@@ -8,8 +8,8 @@
 
 namespace sim {
 
-// Windows reaches the engine of another computer under the same class identifiers as here. Where all computers of the
-// network are processes of this one, each has identifiers of its own, made from its name.
+// Windows reaches the engine of another computer under the same class identifiers as here. Here the engines
+// of all computers are processes on this one, so each has identifiers of its own, made from its computer's name.
 
 // The identifiers of the engine's two server classes: the agent's, the service's.
 using ServerClasses = std::array<GUID, 2>;
@@ -22,7 +22,7 @@ using ServerClasses = std::array<GUID, 2>;
 // it again changes nothing. Answers the first failure.
 [[nodiscard]] HRESULT RegisterClasses(const std::wstring& computer, const std::wstring& program);
 
-// Takes that back; what is not there is not missed. Answers the first failure.
+// Takes that back; it succeeds where nothing is registered. Answers the first failure.
 [[nodiscard]] HRESULT UnregisterClasses(const std::wstring& computer);
 
 // The names of the computers whose classes are registered, without this computer.

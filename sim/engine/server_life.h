@@ -13,7 +13,7 @@ class ServerLife {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // Begins the life without any hold; the quit event ends every wait.
+    // Nothing holds the server yet. The quit event ends every wait.
     explicit ServerLife(HANDLE quitEvent);
 
     // One more object or lock.
@@ -29,13 +29,13 @@ public:
     [[nodiscard]] bool IsFree() const;
     [[nodiscard]] bool WasUsed() const;
 
-    // Lets a call in; once the door is shut, never returns.
+    // Called when a call arrives; does not return once ShutDoor has been called.
     void Admit();
 
-    // Shuts the door for every call to come, and waits until none has come for the time, or the patience is at its end.
+    // Blocks all later calls, and waits until none has arrived for the time of rest, at most as long as the patience.
     void ShutDoor(std::chrono::milliseconds rest, std::chrono::milliseconds patience);
 
-    // Waits, but not beyond the order to quit.
+    // Waits for the time, or until the server is told to quit.
     void Pause(std::chrono::milliseconds time) const;
 
 private:

@@ -93,7 +93,7 @@ struct WindowsFault {
     std::optional<std::uint32_t> error; // a Windows error, or an HRESULT where the function returns one
 };
 
-// The computer around the engine, as far as the scenario tells of it; what it does not tell is as Windows has it.
+// The computer around the engine, as far as the scenario describes it; the rest is as Windows has it.
 struct ComputerSetup {
     std::optional<std::wstring> name;
     std::optional<std::uint32_t> cleanBoot; // 0 normal, 1 Safe Boot, 2 Safe Boot with network
@@ -117,12 +117,11 @@ struct ComputerSetup {
     // says nothing of it.
     [[nodiscard]] const OtherComputer* FindComputer(std::wstring_view computer) const;
 
-    // Makes the files that the scenario names count from the folder, which ends in a backslash, where they are
-    // relative.
+    // Makes the relative paths of the scenario's files absolute; the folder that they begin in ends in a backslash.
     void ResolvePaths(const std::wstring& folder);
 };
 
-// A time of the scenario as it really takes at this speed: nothing only for nothing.
+// How long a time of the scenario really takes at this speed; zero only for zero.
 [[nodiscard]] std::chrono::milliseconds AtSpeed(std::chrono::milliseconds time, double speed);
 
 } // namespace sim

@@ -22,14 +22,14 @@ struct DriveCondition {
     friend bool operator==(const DriveCondition&, const DriveCondition&) = default;
 };
 
-// What of a drive has been put in order since the server started: an online pass does it with the files and the free
-// space, an offline pass with directories and metadata.
+// What has been defragmented on a drive since the server started: files and free space by an online pass, directories
+// and metadata by an offline pass.
 struct Tidiness {
     bool files = false;
     bool metadata = false;
 };
 
-// The condition of the drive of this name, whatever its case: believable, and the same at every call.
+// The condition of the drive of this name, whatever its case: plausible figures, the same at every call.
 [[nodiscard]] DriveCondition ConditionOf(std::wstring_view driveName, Tidiness tidiness);
 
 } // namespace sim

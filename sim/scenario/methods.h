@@ -7,7 +7,8 @@
 
 namespace sim {
 
-// Every method of the engine that the scenario can order about. The two CreateInstance are those of the class objects.
+// Every method of the engine for which a scenario can order a fault. The two CreateInstance are those of the class
+// objects.
 enum class Method {
     AgentCreateInstance,
     ServiceCreateInstance,

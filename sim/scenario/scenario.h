@@ -105,7 +105,7 @@ struct Scenario {
 [[nodiscard]] std::variant<Scenario, ScenarioError> LoadScenario(const std::wstring& path);
 
 // Reads the scenario of an engine: that of the file, or, for the engine of another computer, that of the file which
-// this one names for that computer. There, too, time goes as fast as here.
+// this one names for that computer. That scenario's clock has the speed of this one.
 [[nodiscard]] std::variant<Scenario, ScenarioError> LoadScenarioOf(const std::wstring& path,
                                                                    const std::wstring& computer);
 

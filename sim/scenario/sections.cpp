@@ -18,7 +18,7 @@ namespace {
 
 using Text = std::wstring_view;
 
-// --- Keys that are no single member ---
+// --- Keys that set more than one member ---
 
 Complaint ReadMention(Mention& place, Text value, std::size_t line)
 {
@@ -212,7 +212,7 @@ constexpr Key<WindowsFault> kWindowsFaultKeys[] = {
 
 using KeySetter = std::function<Complaint(Text name, Text value, std::size_t line)>;
 
-// Sets the keys of a section that is kept by somebody else.
+// Sets the keys of these tables; their sections outlive it.
 template <typename... Parts>
 KeySetter SetterOf(KeyTable<Parts>... tables)
 {
@@ -264,14 +264,14 @@ KeySetter BeginFault(Sections& sections, Text /*name*/, std::size_t line)
     return SetterOf(KeysOf(fault, kFaultKeys));
 }
 
-// A section that sets the one computer.
+// Begins a section about this computer.
 template <const auto& Keys>
 KeySetter BeginOfComputer(Sections& sections, Text /*name*/, std::size_t /*line*/)
 {
     return SetterOf(KeysOf(sections.scenario.computer, Keys));
 }
 
-// A section that adds one to the computer's list, with its line.
+// Begins a section that adds an entry to one of the computer's lists.
 template <auto List, const auto& Keys>
 KeySetter BeginListed(Sections& sections, Text name, std::size_t line)
 {
