@@ -1,18 +1,10 @@
 #include "volumes/string_array.h"
 
-#include "win/owner.h"
+#include "win/safe_array.h"
 
 #include <new>
 
 namespace {
-
-struct SafeArrayTraits {
-    using Type = SAFEARRAY*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type array) noexcept { SafeArrayDestroy(array); }
-};
-
-using SafeArray = win::Owner<SafeArrayTraits>;
 
 // The strings of an array for as long as the object lives; the array is locked so long.
 class LockedStrings {
@@ -48,7 +40,7 @@ private:
 
 win::Variant ToVariant(const StringList& list)
 {
-    SafeArray array(SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(list.size())));
+    win::SafeArray array(SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(list.size())));
     if (!array) {
         throw std::bad_alloc();
     }

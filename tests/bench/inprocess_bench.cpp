@@ -2,11 +2,11 @@
 // registry tree. Prints one JSON object; every time is the median of several runs, in milliseconds, and memory is in
 // megabytes.
 
+#include "base/counted_object.h"
 #include "cmd/command_line.h"
-#include "counted_object.h"
 #include "engine/engine_contract.h"
+#include "engine/reserved_slots.h"
 #include "messages/translation_file.h"
-#include "reserved_slots.h"
 #include "support/registry.h"
 #include "support/registry_section.h"
 #include "support/replaced_function.h"
