@@ -25,8 +25,8 @@ public:
 // The process's manager, created by the first call.
 [[nodiscard]] IDbManager* GetDbManager();
 
-// Closes and deletes what CDbManager::Connect and ExecuteReader made. That closing fails is not told: by then all that
-// was wanted has been read.
+// Closes and deletes what CDbManager::Connect and ExecuteReader made. A failure to close it is ignored: what was wanted
+// has been read.
 void Release(IDbConnection* connection) noexcept;
 void Release(IDbReader* reader) noexcept;
 

@@ -34,5 +34,5 @@ void ForgetErrorObject() noexcept;
 Result ReportFailure(const Message& message, HRESULT failure, int line);
 
 // Tells the product's other programs that drives have changed: only on the local computer, and only when the product's
-// own window, which sees it by itself, is not running. A refusal is of no consequence.
+// own window, which sees it by itself, is not running. A failure is ignored.
 void SendRefreshNotice(const std::wstring& computer);

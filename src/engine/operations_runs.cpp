@@ -90,7 +90,7 @@ Failure FollowJob(const DriveJob& job, const JobText& text, const OpenedDrive& o
     }
     PrintMessage(text.started, {opened.mountPoint});
     if (job.wait) {
-        // However the wait ended, the work is not followed any further.
+        // The wait's result is ignored: the message is the same however it ended.
         static_cast<void>(WaitForDriveIdle(*opened.agent, job.drive));
         PrintMessage(text.completed);
     }
@@ -132,7 +132,7 @@ Failure AnalyzeDrives(const std::wstring& computer, const DriveList& drives, boo
 
 Result OptimizeDrives(const DriveList& drives, const OptimizeJob& settings)
 {
-    // A single drive's failure has been printed; the run as a whole has always been reported as done.
+    // A drive's failure has been printed; the result of the whole is always 0.
     static_cast<void>(RunBatch<OptimizeJob, OptimizeDrive>(drives, settings));
     return kSuccess;
 }

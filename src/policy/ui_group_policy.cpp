@@ -69,7 +69,7 @@ void CUiGP::OnMachinePolicyChanged(int /*refresh*/) noexcept {}
 
 void CUiGP::OnUserPolicyChanged(int refresh) noexcept
 {
-    // Read even when the section cannot be had: values that may be changing are better than none.
+    // The values are read even without the section, though they may be changing.
     const PolicySection section(refresh != 0 ? enterSection(FALSE) : nullptr);
     win::RegistryKey key;
     if (RegOpen(HKEY_CURRENT_USER, kPolicyKey, KEY_QUERY_VALUE, key) != ERROR_SUCCESS) {

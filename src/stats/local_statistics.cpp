@@ -148,7 +148,7 @@ std::optional<std::vector<double>> ReadNewest(const Report& report, const std::w
 
 std::wstring PercentText(double value)
 {
-    // As many characters as the longest number in this notation has, and a few.
+    // The longest number in this notation has 309 digits.
     constexpr std::size_t kLength = 512;
     wchar_t text[kLength] = {};
     std::swprintf(text, kLength, L"%2.1f%%\n", value);

@@ -48,7 +48,7 @@ HRESULT ReadNewest(IVLStatistics& statistics, std::wstring_view path, std::wstri
     return Read(statistics, &IVLStatistics::GetDouble, std::wstring(path).append(kNewestPoint), name, value);
 }
 
-// Later than every point that has been recorded, on whatever clock.
+// A day ahead, so that every recorded point is earlier.
 DATE Tomorrow()
 {
     SYSTEMTIME now{};
@@ -58,7 +58,7 @@ DATE Tomorrow()
     return date + 1.0;
 }
 
-// The drive's newest point. Each call of it is to reach the engine under the caller's own identity.
+// The statistics object with the drive's newest point. Its calls reach the engine under the caller's own identity.
 HRESULT GetStatistics(IVLAgent& agent, const std::wstring& drive, win::ComPtr<IVLStatistics>& statistics)
 {
     const win::Bstr name(drive);
@@ -75,7 +75,7 @@ std::wstring RoundedText(double value)
     return FormatNumber(std::trunc(value + 0.5) + 0.0, kDefaultWidth, kDefaultFill, 0);
 }
 
-// The line's text, in which a percent sign is written doubled.
+// The line's text; of a doubled percent sign in it one stays.
 std::wstring FigureText(const Figure& figure, double before, double after)
 {
     std::wstring text = GetMessage(figure.message, {RoundedText(before), RoundedText(after)}).ToWideString();

@@ -7,7 +7,7 @@
 
 // The latest statistics that the product recorded for drives.
 
-// A database error for want of a database: the configured connection names no known provider, or none is configured.
+// The error where there is no database: the configured connection names no known provider, or none is configured.
 inline constexpr auto kNoDatabase = static_cast<Result>(0x80070429); // the HRESULT of ERROR_DATABASE_DOES_NOT_EXIST
 
 // Print the latest analysis, online or offline optimisation of one drive of the local computer, from the product's

@@ -59,8 +59,8 @@ const wchar_t* BitnessOf(const WindowsRecord& windows)
     return windows.is64Bit ? L" 64-bit" : L" 32-bit";
 }
 
-// Version, build and product name, for which the registry is believed more than GetVersionExW: that tells the truth
-// about newer versions only to a program that says it knows them.
+// Version, build and product name. The registry's values replace those of GetVersionExW, which tells a program an older
+// version unless the program's manifest names the newer one.
 struct VersionLine {
     DWORD major;
     DWORD minor;
@@ -153,7 +153,7 @@ std::wstring DescribeMemory()
             text += L"\n - Location: " + pageFile;
         }
     }
-    // The commit limit, which is more than the page files take.
+    // The commit limit, which counts physical memory, too.
     return text + L"\n - Space: " + InKilobytes(memory.ullTotalPageFile);
 }
 

@@ -55,7 +55,7 @@ bool IsVolumeOnBus(const std::wstring& volume, std::initializer_list<STORAGE_BUS
     STORAGE_PROPERTY_QUERY query{};
     query.PropertyId = StorageDeviceProperty;
     query.QueryType = PropertyStandardQuery;
-    // What follows the descriptor's fixed part, its texts, is not asked for.
+    // Without the texts that follow the descriptor's fixed part.
     STORAGE_DEVICE_DESCRIPTOR descriptor{};
     descriptor.Size = sizeof descriptor;
     DWORD returned = 0;

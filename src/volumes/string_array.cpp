@@ -6,7 +6,7 @@
 
 namespace {
 
-// The strings of an array for as long as the object lives; the array is locked so long.
+// The strings of an array, which is locked for as long as the object lives.
 class LockedStrings {
 public:
     explicit LockedStrings(SAFEARRAY* array) noexcept : array_(array)
