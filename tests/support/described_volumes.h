@@ -55,11 +55,8 @@ struct OpenedDevice {
 class DescribedVolumes {
 public:
     DescribedVolumes() = default;
-    DescribedVolumes(const DescribedVolumes&) = delete;
     DescribedVolumes(DescribedVolumes&&) = delete;
     ~DescribedVolumes();
-    DescribedVolumes& operator=(const DescribedVolumes&) = delete;
-    DescribedVolumes& operator=(DescribedVolumes&&) = delete;
 
     std::vector<DescribedVolume> volumes;    // in the order in which Windows lists them
     std::map<wchar_t, std::wstring> devices; // DOS devices of drives ("\Device\Floppy0"); a mounted volume has one
