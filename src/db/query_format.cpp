@@ -2,6 +2,8 @@
 
 #include "db/db_error.h"
 
+#include <cwchar>
+
 namespace vldb {
 
 namespace {
@@ -16,7 +18,7 @@ CDbError TagError(int tag, const wchar_t* what)
     return {E_INVALIDARG, L"Tag " + std::to_wstring(tag) + what};
 }
 
-std::wstring Quoted(const std::wstring& text)
+std::wstring Quoted(std::wstring_view text)
 {
     std::wstring literal = L"'";
     for (const wchar_t c : text) {
@@ -34,9 +36,17 @@ CQueryFormat::CQueryFormat(std::wstring text) : template_(std::move(text))
     }
 }
 
-void CQueryFormat::BindText(int tag, const std::wstring& text, bool quote)
+void CQueryFormat::Bind(int tag, std::wstring_view value, bool quote)
 {
-    values_[tag] = quote ? Quoted(text) : text;
+    values_[tag] = quote ? Quoted(value) : std::wstring(value);
+}
+
+std::wstring CQueryFormat::FractionText(double value)
+{
+    constexpr std::size_t kLength = 32;
+    wchar_t text[kLength] = {};
+    std::swprintf(text, kLength, L"%g", value);
+    return text;
 }
 
 std::wstring CQueryFormat::Str() const

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <map>
-#include <sstream>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 namespace vldb {
 
@@ -13,12 +14,18 @@ public:
     explicit CQueryFormat(std::wstring text);
 
     // Gives a tag its value as text: as it is, or quoted as an SQL string literal, its apostrophes doubled.
-    template <typename Value>
-    void Bind(int tag, const Value& value, bool quote)
+    void Bind(int tag, std::wstring_view value, bool quote);
+
+    // The same with a number, as a stream writes it: decimal, and of a fraction the first six digits that count.
+    template <typename Number>
+    requires std::is_arithmetic_v<Number>
+    void Bind(int tag, Number value, bool quote)
     {
-        std::wostringstream text;
-        text << value;
-        BindText(tag, text.str(), quote);
+        if constexpr (std::is_floating_point_v<Number>) {
+            Bind(tag, FractionText(value), quote);
+        } else {
+            Bind(tag, std::to_wstring(value), quote);
+        }
     }
 
     // The statement. In the order of their numbers, each bound value has replaced the first occurrence of its tag.
@@ -27,7 +34,7 @@ public:
     [[nodiscard]] std::wstring Str() const;
 
 private:
-    void BindText(int tag, const std::wstring& text, bool quote);
+    static std::wstring FractionText(double value);
 
     std::wstring template_;
     std::map<int, std::wstring> values_;

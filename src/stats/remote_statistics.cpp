@@ -96,7 +96,7 @@ std::wstring RoundedText(double value)
 // The line's text, in which a percent sign is written doubled.
 std::wstring FigureText(const Figure& figure, double before, double after)
 {
-    std::wstring text = GetMessage(figure.message, {RoundedText(before), RoundedText(after)}).ToWideString();
+    std::wstring text = ToWideString(GetMessage(figure.message, {RoundedText(before), RoundedText(after)}));
     for (std::size_t at = text.find(L"%%"); at != std::wstring::npos; at = text.find(L"%%", at + 1)) {
         text.erase(at, 1);
     }
@@ -107,11 +107,11 @@ std::wstring FigureText(const Figure& figure, double before, double after)
 std::wstring ReportText(StatisticsReader& reader, const std::wstring& drive)
 {
     if (reader.Integer(L"/", L"NumStatPoints") < 1) {
-        return GetMessage(kNoStatistics, {drive}).ToWideString();
+        return ToWideString(GetMessage(kNoStatistics, {drive}));
     }
-    std::wstring text = GetMessage(kDrive, {drive}).ToWideString();
-    text += L'\n' + GetMessage(kDate, {FormatDate(reader.Double(kDatePath, L"Date"))}).ToWideString();
-    text += L'\n' + GetMessage(kBeforeAfter).ToWideString();
+    std::wstring text = ToWideString(GetMessage(kDrive, {drive}));
+    text += L'\n' + ToWideString(GetMessage(kDate, {FormatDate(reader.Double(kDatePath, L"Date"))}));
+    text += L'\n' + ToWideString(GetMessage(kBeforeAfter));
     for (const Figure& figure : kFigures) {
         const double before = reader.Double(figure.path, L"Before");
         const double after = reader.Double(figure.path, L"After");
