@@ -1,6 +1,6 @@
 #include "ado/row_value.h"
 
-#include "win/safe_array.h"
+#include "win/owner.h"
 
 #include <algorithm>
 

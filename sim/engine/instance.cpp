@@ -26,14 +26,8 @@ std::wstring SharedName(const wchar_t* thing, const std::wstring& computer)
     return name;
 }
 
-struct ViewTraits {
-    using Type = DWORD*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type view) noexcept { UnmapViewOfFile(view); }
-};
-
 // A process identifier in a memory section, as this process sees it.
-using ProcessIdView = win::Owner<ViewTraits>;
+using ProcessIdView = win::Owner<DWORD*, UnmapViewOfFile>;
 
 ProcessIdView ViewProcessId(HANDLE section, DWORD access)
 {

@@ -31,14 +31,10 @@ void Release(IDbConnection* connection) noexcept;
 void Release(IDbReader* reader) noexcept;
 
 template <typename Interface>
-struct DbObjectTraits {
-    using Type = Interface*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type object) noexcept { vldb::Release(object); }
-};
+using DbObject = win::Owner<Interface*, static_cast<void (*)(Interface*)>(Release)>;
 
 // Owners of the two; a reader goes before its connection.
-using DbConnection = win::Owner<DbObjectTraits<IDbConnection>>;
-using DbReader = win::Owner<DbObjectTraits<IDbReader>>;
+using DbConnection = DbObject<IDbConnection>;
+using DbReader = DbObject<IDbReader>;
 
 } // namespace vldb

@@ -35,14 +35,13 @@ constinit win::SystemFunction<decltype(EnterCriticalPolicySection)> enterSection
 constinit win::SystemFunction<decltype(LeaveCriticalPolicySection)> leaveSection(userEnvironment,
                                                                                  "LeaveCriticalPolicySection");
 
-struct PolicySectionTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type section) noexcept { leaveSection(section); }
-};
+void LeaveSection(HANDLE section) noexcept
+{
+    leaveSection(section);
+}
 
 // The user's critical policy section: while it is held, group policy is not applied.
-using PolicySection = win::Owner<PolicySectionTraits>;
+using PolicySection = win::Owner<HANDLE, LeaveSection>;
 
 } // namespace
 

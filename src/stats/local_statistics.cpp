@@ -160,15 +160,15 @@ std::wstring LineText(const ReportLine& line, double value)
     constexpr int kDecimals = 6;
     switch (line.form) {
     case Form::Date:
-        return GetMessage(line.message, {FormatDate(value)}).ToWideString();
+        return ToWideString(GetMessage(line.message, {FormatDate(value)}));
     case Form::Size:
-        return GetMessage(line.message, {FormatSize(value, 0)}).ToWideString();
+        return ToWideString(GetMessage(line.message, {FormatSize(value, 0)}));
     case Form::Number:
-        return GetMessage(line.message, {FormatNumber(value, kDefaultWidth, kDefaultFill, kDecimals)}).ToWideString();
+        return ToWideString(GetMessage(line.message, {FormatNumber(value, kDefaultWidth, kDefaultFill, kDecimals)}));
     case Form::Percent:
         break;
     }
-    return GetMessage(line.message).ToWideString() + PercentText(value);
+    return ToWideString(GetMessage(line.message)) + PercentText(value);
 }
 
 Result ShowDrive(const Report& report, const std::wstring& drive)
@@ -183,7 +183,7 @@ Result ShowDrive(const Report& report, const std::wstring& drive)
         PrintMessage(kNoStatistics, {drive});
         return kSuccess;
     }
-    std::wstring text = GetMessage(report.drive, {drive}).ToWideString();
+    std::wstring text = ToWideString(GetMessage(report.drive, {drive}));
     for (const ReportLine& line : report.lines) {
         text += LineText(line, (*values)[line.column]);
     }
@@ -211,7 +211,7 @@ Result ShowOfflineStats(const std::wstring& drive)
 Result ShowLocalStats(const DriveList& drives, StatisticsKind kind)
 {
     const Report& report = ReportOf(kind);
-    PrintLine(L"\n" + GetMessage(report.computer, {win::LocalComputerName()}).ToWideString());
+    PrintLine(L"\n" + ToWideString(GetMessage(report.computer, {win::LocalComputerName()})));
     for (const std::wstring& drive : drives) {
         if (const Result result = ShowDrive(report, drive); result != kSuccess) {
             CatalogueText failure = GetMessage(kFailed, {drive});

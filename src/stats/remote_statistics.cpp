@@ -78,7 +78,7 @@ std::wstring RoundedText(double value)
 // The line's text; of a doubled percent sign in it one stays.
 std::wstring FigureText(const Figure& figure, double before, double after)
 {
-    std::wstring text = GetMessage(figure.message, {RoundedText(before), RoundedText(after)}).ToWideString();
+    std::wstring text = ToWideString(GetMessage(figure.message, {RoundedText(before), RoundedText(after)}));
     for (std::size_t at = text.find(L"%%"); at != std::wstring::npos; at = text.find(L"%%", at + 1)) {
         text.erase(at, 1);
     }
@@ -95,16 +95,16 @@ HRESULT AppendReport(IVLStatistics& statistics, const std::wstring& drive, std::
         return read;
     }
     if (points < 1) {
-        text += GetMessage(kNoStatistics, {drive}).ToWideString();
+        text += ToWideString(GetMessage(kNoStatistics, {drive}));
         return S_OK;
     }
     double date = 0;
     if (const HRESULT read = ReadNewest(statistics, kDatePath, L"Date", date); FAILED(read)) {
         return read;
     }
-    text += GetMessage(kDrive, {drive}).ToWideString();
-    text += L'\n' + GetMessage(kDate, {FormatDate(date)}).ToWideString();
-    text += L'\n' + GetMessage(kBeforeAfter).ToWideString();
+    text += ToWideString(GetMessage(kDrive, {drive}));
+    text += L'\n' + ToWideString(GetMessage(kDate, {FormatDate(date)}));
+    text += L'\n' + ToWideString(GetMessage(kBeforeAfter));
     for (const Figure& figure : kFigures) {
         double before = 0;
         double after = 0;

@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 
+#include <product_version.h>
+
 // The product's keys. Core and console stand under HKEY_LOCAL_MACHINE, the policy under HKEY_CURRENT_USER.
-inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\14.0";
-inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\14.0";
-inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
+inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\" PRODUCT_VERSION;
+inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\" PRODUCT_VERSION;
+inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\" PRODUCT_VERSION;
 
 // Typed reads of registry values. Each function returns a Windows error code: ERROR_SUCCESS, what the registry call
 // answered, or ERROR_INVALID_DATA (13) for a value of another type or with malformed data. On failure an output keeps

@@ -17,9 +17,9 @@ struct DumpRequest {
 };
 
 constexpr DumpRequest kRequests[] = {
-    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Velundra\\14.0", nullptr},
-    {L"HKEY_CURRENT_USER\\Software\\Kestrane\\Velundra\\14.0", nullptr},
-    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\VLCore\\14.0", nullptr},
+    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Velundra\\" PRODUCT_VERSION, nullptr},
+    {L"HKEY_CURRENT_USER\\Software\\Kestrane\\Velundra\\" PRODUCT_VERSION, nullptr},
+    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\VLCore\\" PRODUCT_VERSION, nullptr},
     {L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Velundra.exe", nullptr},
     {L"HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\VLVolumeFS", nullptr},
     {L"HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\VLFsFilter", nullptr},

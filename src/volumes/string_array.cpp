@@ -1,6 +1,6 @@
 #include "volumes/string_array.h"
 
-#include "win/safe_array.h"
+#include "win/owner.h"
 
 #include <new>
 

@@ -188,9 +188,9 @@ double TimeLoading(const std::wstring& path)
 {
     return MedianMilliseconds([&] {
         std::wstring text;
-        Translations translations;
-        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS && ParseTranslations(text, translations) &&
-                    translations.size() == kTranslatedLines,
+        std::vector<TranslatedMessage> messages;
+        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS && ParseTranslations(text, messages) &&
+                    messages.size() == kTranslatedLines,
                 "the translation was not loaded whole");
     });
 }

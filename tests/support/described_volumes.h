@@ -30,11 +30,8 @@ struct OpenedDevice {
 class DescribedVolumes : public sim::ShownVolumes {
 public:
     DescribedVolumes() = default;
-    DescribedVolumes(const DescribedVolumes&) = delete;
     DescribedVolumes(DescribedVolumes&&) = delete;
     ~DescribedVolumes();
-    DescribedVolumes& operator=(const DescribedVolumes&) = delete;
-    DescribedVolumes& operator=(DescribedVolumes&&) = delete;
 
     std::vector<OpenedDevice> opened;
 

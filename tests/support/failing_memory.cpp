@@ -44,7 +44,7 @@ void* AllocateOrThrow(std::size_t size)
 
 } // namespace
 
-FailingMemory::FailingMemory(int allocation) : left_(allocation)
+FailingMemory::FailingMemory(int allocation, Afterwards afterwards) : left_(allocation), afterwards_(afterwards)
 {
     failing = this;
 }
@@ -56,7 +56,13 @@ FailingMemory::~FailingMemory()
 
 bool FailingMemory::FailsNext(bool throws)
 {
-    if (failing == nullptr || sparings != 0 || failing->hasFailed_ || --failing->left_ != 0) {
+    if (failing == nullptr || sparings != 0) {
+        return false;
+    }
+    if (failing->hasFailed_) {
+        return failing->afterwards_ == Afterwards::None;
+    }
+    if (--failing->left_ != 0) {
         return false;
     }
     failing->hasFailed_ = true;

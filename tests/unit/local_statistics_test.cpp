@@ -305,26 +305,9 @@ TEST_P(LocalStatistics, ReadEveryColumnOnceInOrderAndNothingElse)
 
 TEST_P(LocalStatistics, LeaveInOneWrite)
 {
-    int flushes = 0;
-    class CountingBuffer : public std::wstringbuf {
-    public:
-        explicit CountingBuffer(int& flushes) : flushes_(flushes) {}
-
-    protected:
-        int sync() override
-        {
-            ++flushes_;
-            return 0;
-        }
-
-    private:
-        int& flushes_;
-    } buffer(flushes);
-    std::wstreambuf* const replaced = std::wcout.rdbuf(&buffer);
     EXPECT_EQ(0U, GetParam().show(L"C:"));
-    std::wcout.rdbuf(replaced);
-    EXPECT_EQ(1, flushes);
-    EXPECT_EQ(GetParam().report, buffer.str());
+    EXPECT_EQ(1U, output.Device().consoleWrites.size());
+    EXPECT_EQ(GetParam().report, output.Text());
 }
 
 TEST_P(LocalStatistics, SayThatThereAreNone)
