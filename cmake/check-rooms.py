@@ -69,7 +69,8 @@ def main():
     wrong = [
         complaint
         for tree in (TOP / name for name in KNOWN)
-        for path in sorted(tree.rglob("*.[ch]*"))
+        for path in sorted(tree.rglob("*.*"))
+        if path.suffix in (".cpp", ".h")
         for complaint in check_file(tree, path)
     ]
     for complaint in wrong:
