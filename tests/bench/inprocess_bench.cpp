@@ -9,11 +9,11 @@
 // inprocess_bench hotfix CHARACTERS TURNS    finding the hotfix in a version string of so many characters, beside
 //                                            counting one character in it
 
+#include "base/counted_object.h"
 #include "cmd/command_line.h"
-#include "counted_object.h"
 #include "engine/engine_contract.h"
+#include "engine/reserved_slots.h"
 #include "messages/translator.h"
-#include "reserved_slots.h"
 #include "samples.h"
 #include "support/file_versions.h"
 #include "support/replaced_function.h"

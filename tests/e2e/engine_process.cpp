@@ -143,30 +143,6 @@ std::vector<std::string> ReadLog(const std::filesystem::path& path)
     return lines;
 }
 
-std::vector<std::string> LogOfWorkOnDriveC(const std::string& mountPoint, Notice notice,
-                                           const std::vector<std::string>& work)
-{
-    std::vector<std::string> log = {
-        "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#1",
-        R"(agent#1 IVLAgent::GetDriveList() -> 0x00000000 driveList="vol-c")",
-        R"(agent#1 IVLAgent::GetDrive(driveName="vol-c") -> 0x00000000 drive=drive#1[C:\])",
-        R"(drive#1[C:\] IVLDrive::GetDriveName() -> 0x00000000 name="C:\")",
-        "drive#1[C:\\] released",
-        "agent#1 released",
-        "VLAgent::CreateInstance(iid=IVLAgent) -> 0x00000000 object=agent#2",
-        "agent#2 IVLAgent::CheckAccess() -> 0x00000000 rights=1",
-        R"(agent#2 IVLAgent::GetDrive(driveName="vol-c") -> 0x00000000 drive=drive#2[C:\])",
-        R"(drive#2[C:\] IVLDrive::GetMountPoint() -> 0x00000000 mountPoint=")" + mountPoint + '"',
-    };
-    log.insert(log.end(), work.begin(), work.end());
-    log.insert(log.end(), {"drive#2[C:\\] released", "agent#2 released"});
-    if (notice == Notice::Sent) {
-        log.insert(log.end(), {"VLService::CreateInstance(iid=IVLRefresh) -> 0x00000000 object=service#1",
-                               "service#1 IVLRefresh::Refresh() -> 0x00000000", "service#1 released"});
-    }
-    return log;
-}
-
 std::string Failing(std::string_view method, std::string_view result, std::string_view drive, std::string_view call)
 {
     std::string fault = "[fault]\nmethod = " + std::string(method) + "\nfail = " + std::string(result) + '\n';

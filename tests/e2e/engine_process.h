@@ -49,15 +49,6 @@ private:
 // The lines of a call log.
 [[nodiscard]] std::vector<std::string> ReadLog(const std::filesystem::path& path);
 
-// Whether the product's window was told that drives have changed.
-enum class Notice { None, Sent };
-
-// The call log of an engine that has the drive "vol-c" alone, named C:\ and mounted as it is given, after a command
-// that names the drive: the drive is found (agent#1, drive#1) and got for the work (agent#2, drive#2), whose calls come
-// next.
-[[nodiscard]] std::vector<std::string> LogOfWorkOnDriveC(const std::string& mountPoint, Notice notice,
-                                                         const std::vector<std::string>& work);
-
 // A fault for a scenario: the method fails with the result, for all calls or the one of this number, for all drives or
 // the one of this name.
 [[nodiscard]] std::string Failing(std::string_view method, std::string_view result, std::string_view drive = {},

@@ -4,6 +4,7 @@
 #include "win/windows_api.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -76,6 +77,15 @@ std::wstring ComputerName()
         throw std::runtime_error("the computer has no name");
     }
     return {name, length};
+}
+
+std::wstring DateAndTime(const SYSTEMTIME& time)
+{
+    wchar_t date[100] = {};
+    wchar_t clock[100] = {};
+    GetDateFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, date, static_cast<int>(std::size(date)));
+    GetTimeFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, clock, static_cast<int>(std::size(clock)));
+    return std::wstring(date) + L' ' + clock;
 }
 
 Outcome SortedLines(Outcome outcome)

@@ -32,6 +32,9 @@ namespace e2e {
 // The name of this computer.
 [[nodiscard]] std::wstring ComputerName();
 
+// Day and time as this computer writes them.
+[[nodiscard]] std::wstring DateAndTime(const SYSTEMTIME& time);
+
 // The outcome with its lines sorted: for commands whose drives report in any order.
 [[nodiscard]] Outcome SortedLines(Outcome outcome);
 

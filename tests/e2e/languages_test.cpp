@@ -11,6 +11,7 @@
 #include "languages/spanish.h"
 #include "registry_value.h"
 #include "simulated_computer.h"
+#include "support/known_commands.h"
 #include "support/statistics_database.h"
 
 #include <gtest/gtest.h>
@@ -85,28 +86,14 @@ const Scene kScenes[] = {
     {"Remote", &LanguageTexts::remote, {L"/sta", L"C:", L"D:", L"/c", L"SRV1"}, 0},
 };
 
-std::wstring DateOf(WORD day, WORD hour)
-{
-    SYSTEMTIME time{};
-    time.wYear = 2026;
-    time.wMonth = 3;
-    time.wDay = day;
-    time.wHour = hour;
-    wchar_t date[100] = {};
-    wchar_t clock[100] = {};
-    GetDateFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, date, static_cast<int>(std::size(date)));
-    GetTimeFormatW(LOCALE_SYSTEM_DEFAULT, 0, &time, nullptr, clock, static_cast<int>(std::size(clock)));
-    return std::wstring(date) + L' ' + clock;
-}
-
 // The text with what its placeholders stand for.
 std::wstring Filled(std::wstring text)
 {
     const std::pair<std::wstring_view, std::wstring> values[] = {
         {L"{computer}", ComputerName()},
         {L"{error}", WideErrorText(kAccessDenied, kReturnCode)},
-        {L"{local}", DateOf(9, 12)},
-        {L"{remote}", DateOf(5, 5)},
+        {L"{local}", DateAndTime({2026, 3, 0, 9, 12, 0, 0, 0})},
+        {L"{remote}", DateAndTime({2026, 3, 0, 5, 5, 0, 0, 0})},
     };
     for (const auto& [placeholder, value] : values) {
         for (std::size_t at = 0; (at = text.find(placeholder, at)) != std::wstring::npos; at += value.size()) {
@@ -155,6 +142,8 @@ protected:
     }
 
     void Choose(std::uint32_t language) { values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"Language", language); }
+
+    void ShowNumbers() { values_.Add(HKEY_LOCAL_MACHINE, kCoreKey, L"IncludeTransId", std::uint32_t{1}); }
 
     void Forbid(const wchar_t* policy) { values_.Add(HKEY_CURRENT_USER, kPolicyKey, policy, std::uint32_t{0}); }
 
@@ -322,6 +311,13 @@ TEST_F(Languages, AreSwitchedByTheRegistry)
     }
     Choose(kEnglish.language);
     EXPECT_EQ((Outcome{english, kRefused}), Run({L"/an", L"C:"}));
+}
+
+TEST_F(Languages, HaveTheNumbersOfTheirMessagesWhereTheRegistrySaysSo)
+{
+    ShowNumbers();
+    EXPECT_EQ((Outcome{Redirected("(-2447-)Velundra 14.0\n" + Narrow(testing_support::kNumberedUsageScreen)), 0}),
+              Run({L"/?"}));
 }
 
 // --- The texts of this test ---

@@ -1,6 +1,4 @@
-#include "engine_process.h"
 #include "expected.h"
-#include "launching_only.h"
 #include "registry_value.h"
 #include "simulated_computer.h"
 
@@ -182,49 +180,6 @@ TEST(SupportReport, TellsAllOfTheDefaultScenario)
               SimulatedComputer::Run({L"/si"}));
 }
 
-TEST(SupportReport, IsOfThisComputerAndAskedOfNoEngine)
-{
-    const RegistryValue database(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString", L"ADO:none");
-    const WithoutEngine without;
-    const std::string here = SimulatedComputer::Run({L"/si"}).output;
-    EXPECT_NE(std::string::npos, here.find("Computer: SRV0\r\n"));
-    EXPECT_EQ(here, SimulatedComputer::Run({L"/si", L"/c", L"SRV1"}).output);
-    EXPECT_EQ(here, SimulatedComputer::Run({L"/si", L"\\\\SRV2"}).output);
-}
-
-TEST(SupportReport, LeavesTheEnginesThatRunAlone)
-{
-    const SimulatedComputer computer(R"([machine]
-name = HERE
-[computer OTHER]
-scenario = other.scenario
-)");
-    computer.AddFile(L"other.scenario", "[machine]\nname = OTHER\n");
-    const EngineProcess here(computer);
-    const EngineProcess other(computer, L"OTHER");
-    const Outcome report = SimulatedComputer::Run({L"/si"});
-    EXPECT_EQ(0U, report.exitCode);
-    EXPECT_TRUE(report.output.starts_with(Redirected("Velundra 14.0\nComputer: HERE\n")));
-    EXPECT_EQ(report, SimulatedComputer::Run({L"/si", L"/c", L"OTHER"}));
-    EXPECT_EQ(report, SimulatedComputer::Run({L"/SupportInformation", L"\\\\OTHER"}));
-    EXPECT_EQ(std::vector<std::string>(), here.Log());
-    EXPECT_EQ(std::vector<std::string>(), other.Log());
-}
-
-TEST(SupportReport, NeedsNoPermissionButToLaunch)
-{
-    const Outcome report = SimulatedComputer::Run({L"/si"});
-    EXPECT_EQ(0U, report.exitCode);
-    EXPECT_TRUE(report.output.starts_with(Redirected("Velundra 14.0\nComputer: SRV0\n")));
-    {
-        const LaunchingOnly policy;
-        EXPECT_EQ(report, SimulatedComputer::Run({L"/si"}));
-    }
-    const RegistryValue value(HKEY_CURRENT_USER, kPolicyKey, L"AllowLaunch", 0U);
-    EXPECT_EQ(BannerAnd("You do not have permission to launch Velundra.\n", 0x20000004),
-              SimulatedComputer::Run({L"/si"}));
-}
-
 // --- Odd computers ---
 
 // The part of the report between two texts.
@@ -297,26 +252,6 @@ file-system = NTFS
                       " - Used Clusters:    4   2 KB\n");
 }
 
-TEST(SupportReportOfVolumes, TakesAnyRemovableDriveWhenTheSettingIsThere)
-{
-    const RegistryValue setting(HKEY_LOCAL_MACHINE, kCoreKey, L"ShowAllOtherRemoveableDrives", 0U);
-    const SimulatedComputer computer(R"(
-[volume \\?\Volume{sd}\]
-type = removable
-bus = sd
-file-system = exFAT
-total-clusters = 262144
-)");
-    ExpectFileSystems("\n"
-                      "* Volume: \n"
-                      " - Volume GUID: \\\\?\\Volume{sd}\n"
-                      " - File System: exFAT\n"
-                      " - Bytes Per Cluster: 4096\n"
-                      " - Total Clusters:    262144   1 GB\n"
-                      " - Free Clusters:    0   0 B\n"
-                      " - Used Clusters:    262144   1 GB\n");
-}
-
 TEST(SupportReportOfVolumes, ShowsBootIni)
 {
     const SimulatedComputer computer(R"(
@@ -384,13 +319,6 @@ error = 21
                       " - Failed to get volume information of drive C:\\ (1005)\n"
                       " - Failed to get freespace information of drive C:\\ (21)\n" +
                       std::string(kSecondVolume));
-}
-
-TEST(SupportReportOfVolumes, IsEmptyWhenWindowsListsNone)
-{
-    const SimulatedComputer computer(std::string(kTwoNtfsVolumes) + "[windows-fault]\nfunction = FindFirstVolumeW\n"
-                                                                    "error = 5\n");
-    ExpectFileSystems("");
 }
 
 TEST(SupportReportOfTheSystem, NamesTheEditionWhereTheRegistryDoesNot)

@@ -71,6 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         FaultCase{"CreateFileW", L"/si", kOnSystemDrive, " - MFT Zone Start: 3\n", ""},
         FaultCase{"DeviceIoControl", L"/si", kOnSystemDrive, " - MFT Zone Start: 3\n", ""},
+        FaultCase{"FindFirstVolumeW", L"/si", "", "* Volume: C:\\\n", ""},
         FaultCase{"FindFirstVolumeMountPointW", L"/si", kOnSystemDrive, "* Volume: C:\\Mounts\\Data\\\n",
                   "* Volume: \n"},
         FaultCase{"FindNextVolumeW", L"/si", "call = 1\n", "* Volume: C:\\Mounts\\Data\\\n", ""},
