@@ -14,11 +14,8 @@ public:
     // Opens the connection with ADO's own connection string. Throws ComError, because the operation that fails is the
     // one in which a connection is made.
     explicit CAdoDbConnection(const std::wstring& connectionString);
-    CAdoDbConnection(const CAdoDbConnection&) = delete;
     CAdoDbConnection(CAdoDbConnection&&) = delete;
     ~CAdoDbConnection();
-    CAdoDbConnection& operator=(const CAdoDbConnection&) = delete;
-    CAdoDbConnection& operator=(CAdoDbConnection&&) = delete;
 
     void Close() override;
     IDbTransaction* GetTransaction() override;
@@ -40,11 +37,8 @@ class CAdoDbReader final : public IDbReader {
 public:
     // Opens a forward-only, read-only recordset with the rows that the statement gives on the ADO connection.
     CAdoDbReader(IDispatch* connection, const std::wstring& statement);
-    CAdoDbReader(const CAdoDbReader&) = delete;
     CAdoDbReader(CAdoDbReader&&) = delete;
     ~CAdoDbReader();
-    CAdoDbReader& operator=(const CAdoDbReader&) = delete;
-    CAdoDbReader& operator=(CAdoDbReader&&) = delete;
 
     bool Read() override;
     void Close() override;

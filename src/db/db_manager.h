@@ -11,11 +11,8 @@ namespace vldb {
 class CDbManager final : public IDbManager {
 public:
     CDbManager();
-    CDbManager(const CDbManager&) = delete;
     CDbManager(CDbManager&&) = delete;
     ~CDbManager();
-    CDbManager& operator=(const CDbManager&) = delete;
-    CDbManager& operator=(CDbManager&&) = delete;
 
     IDbConnection* Connect(const std::wstring& connectionString) override;
     void Lock() override;

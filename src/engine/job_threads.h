@@ -16,12 +16,8 @@ class JobThreads {
 public:
     // count: how many threads there will be at most.
     explicit JobThreads(std::size_t count) { threads_.reserve(count); }
-    JobThreads(const JobThreads&) = delete;
     JobThreads(JobThreads&&) = delete;
     ~JobThreads() { static_cast<void>(WaitForAll()); }
-
-    JobThreads& operator=(const JobThreads&) = delete;
-    JobThreads& operator=(JobThreads&&) = delete;
 
     // Starts a thread that enters the multithreaded COM apartment and runs the job. Its exit code is 0 or the result of
     // the job's failure; the low 16 bits of CoInitializeEx's failure, and then the job is not run; kOutOfMemory when

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -62,15 +63,11 @@ std::vector<Language> GetLanguages()
     return {std::begin(kLanguages), std::end(kLanguages)};
 }
 
-Translator::Translator() : lock_(kSpinCount), language_(kEnglishUnitedStates)
-{
-    win::RegistryKey core;
-    std::uint32_t include = 0;
-    if (RegOpen(HKEY_LOCAL_MACHINE, kCoreKey, KEY_READ, core) == ERROR_SUCCESS &&
-        RegReadDword(core.Get(), L"IncludeTransId", include) == ERROR_SUCCESS) {
-        includeTransId_ = include != 0;
-    }
-}
+Translator::Translator()
+    : lock_(kSpinCount),
+      language_(kEnglishUnitedStates),
+      includeTransId_(RegFindDword(HKEY_LOCAL_MACHINE, kCoreKey, L"IncludeTransId").value_or(0) != 0)
+{}
 
 std::wstring Translator::Find(std::uint32_t number, const char* englishText)
 {
@@ -114,11 +111,8 @@ std::uint32_t LoadTranslation(Translator& translator, int which)
 try {
     const std::lock_guard guard(translator.lock_);
     const wchar_t* const product = which == kLanguageOfConsole ? kConsoleKey : kCoreKey;
-    win::RegistryKey key;
-    std::uint32_t language = 0;
-    if (RegOpen(HKEY_LOCAL_MACHINE, product, KEY_READ, key) == ERROR_SUCCESS &&
-        RegReadDword(key.Get(), L"Language", language) == ERROR_SUCCESS) {
-        translator.language_ = static_cast<LANGID>(language);
+    if (const std::optional<std::uint32_t> language = RegFindDword(HKEY_LOCAL_MACHINE, product, L"Language")) {
+        translator.language_ = static_cast<LANGID>(*language);
     }
     const std::wstring path = TranslationPath(translator.language_);
     if (path.empty()) {

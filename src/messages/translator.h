@@ -42,7 +42,7 @@ private:
     std::list<std::wstring> files_;           // the files' texts as they were read
     std::vector<TranslatedMessage> messages_; // views of them, ordered by number; of equal numbers the last one counts
     LANGID language_;
-    bool includeTransId_ = false;
+    bool includeTransId_;
 };
 
 // The process's translator, created by the first call, which must come before a second thread exists.

@@ -34,13 +34,10 @@ enum class Permission : std::uint8_t {
 class CGP : public CLockable {
 public:
     CGP() = default;
-    CGP(const CGP&) = delete;
     CGP(CGP&&) = delete;
     // Windows calls back into the derived class while the monitor runs, so each derived class stops it in its own
     // destructor.
     virtual ~CGP();
-    CGP& operator=(const CGP&) = delete;
-    CGP& operator=(CGP&&) = delete;
 
     // Called when the machine's and when the user's policy has changed, and once for each when the monitor starts.
     // refresh: nonzero when other processing of group policy has to be kept out meanwhile.

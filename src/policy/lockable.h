@@ -6,10 +6,7 @@
 class CLockable {
 public:
     CLockable() = default;
-    CLockable(const CLockable&) = delete;
     CLockable(CLockable&&) = delete;
-    CLockable& operator=(const CLockable&) = delete;
-    CLockable& operator=(CLockable&&) = delete;
 
     // The names that std::lock_guard calls.
     void lock() noexcept { section_.lock(); }

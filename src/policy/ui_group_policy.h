@@ -7,11 +7,8 @@
 class CUiGP final : public CGP {
 public:
     CUiGP() noexcept;
-    CUiGP(const CUiGP&) = delete;
     CUiGP(CUiGP&&) = delete;
     ~CUiGP() override;
-    CUiGP& operator=(const CUiGP&) = delete;
-    CUiGP& operator=(CUiGP&&) = delete;
 
     // Grants every permission but zeroing free space, which stays as it is.
     void SetDefaults() noexcept;

@@ -39,7 +39,7 @@ std::uint32_t ReadSettings(Settings& settings)
     }
     // A value that cannot be read leaves its default.
     for (const NumberSetting& setting : kNumbers) {
-        static_cast<void>(RegReadDword(key.Get(), setting.name, settings.*setting.value));
+        settings.*setting.value = RegFindDword(key.Get(), setting.name).value_or(settings.*setting.value);
     }
     for (const TextSetting& setting : kTexts) {
         static_cast<void>(RegReadString(key.Get(), setting.name, settings.*setting.value));
@@ -48,9 +48,7 @@ std::uint32_t ReadSettings(Settings& settings)
     settings.moduleListUpper = win::UpperCase(settings.moduleList);
     DWORD size = sizeof settings.vector;
     static_cast<void>(RegReadBinary(key.Get(), L"TraceVector", settings.vector.data(), size));
-    std::uint32_t functionName = 0;
-    static_cast<void>(RegReadDword(key.Get(), L"TraceFunctionName", functionName));
-    settings.functionName = functionName != 0;
+    settings.functionName = RegFindDword(key.Get(), L"TraceFunctionName").value_or(0) != 0;
     return ERROR_SUCCESS;
 }
 

@@ -16,7 +16,6 @@ public:
             strings_ = static_cast<BSTR*>(data);
         }
     }
-    LockedStrings(const LockedStrings&) = delete;
     LockedStrings(LockedStrings&&) = delete;
     ~LockedStrings()
     {
@@ -24,8 +23,6 @@ public:
             SafeArrayUnaccessData(array_);
         }
     }
-    LockedStrings& operator=(const LockedStrings&) = delete;
-    LockedStrings& operator=(LockedStrings&&) = delete;
 
     explicit operator bool() const noexcept { return strings_ != nullptr; }
     [[nodiscard]] ULONG Count() const noexcept { return strings_ == nullptr ? 0 : array_->rgsabound[0].cElements; }
