@@ -240,15 +240,6 @@ TYPED_TEST(Connecting, IsLocalWithoutAComputerName)
     EXPECT_EQ(L"", this->output.Text());
 }
 
-TYPED_TEST(Connecting, IsLocalForTheComputersOwnNameInAnyLetterCase)
-{
-    for (const wchar_t* const name : {L"THISPC", L"thispc", L"ThisPc"}) {
-        EXPECT_EQ(S_OK, this->Connect(name));
-        EXPECT_TRUE(this->connected);
-    }
-    EXPECT_EQ(std::vector<Activation>(3, this->Local()), this->engine.Activations());
-}
-
 TYPED_TEST(Connecting, IsRemoteForAnotherComputer)
 {
     EXPECT_EQ(S_OK, this->Connect(L"SRV1"));

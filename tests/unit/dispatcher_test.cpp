@@ -5,7 +5,6 @@
 #include "support/arguments.h"
 #include "support/installed_program.h"
 #include "support/known_commands.h"
-#include "support/numbered_messages.h"
 #include "support/product_test.h"
 
 #include <string>
@@ -25,13 +24,7 @@ protected:
         return DispatchCommand(line);
     }
 
-    // Lets Windows refuse the console control handler with this error.
-    void RefuseHandler(DWORD error)
-    {
-        refusesHandler_ = true;
-        refusal_ = error;
-    }
-
+    bool refusesHandler = false;           // whether Windows refuses the console control handler, without an error
     std::wstring outputBeforeHandler;      // what had been printed when the handler was set
     std::vector<std::wstring> environment; // what was put into it
 
@@ -40,13 +33,11 @@ protected:
             EXPECT_EQ(&ConsoleCtrlHandler, routine);
             EXPECT_EQ(TRUE, add);
             outputBeforeHandler = output.Text();
-            SetLastError(refusal_);
-            return refusesHandler_ ? FALSE : TRUE;
+            SetLastError(ERROR_SUCCESS);
+            return refusesHandler ? FALSE : TRUE;
         }};
 
 private:
-    bool refusesHandler_ = false;
-    DWORD refusal_ = ERROR_SUCCESS;
     Replaced<"_wputenv", decltype(::_wputenv)> putEnvironment_{[this](const wchar_t* text) {
         environment.emplace_back(text);
         return 0;
@@ -70,14 +61,6 @@ TEST_F(Dispatching, ShowsTheUsageScreenForHelpNoCommandAndUnknownOnes)
     }
     EXPECT_TRUE(environment.empty());
     EXPECT_TRUE(engine.Activations().empty());
-}
-
-TEST_F(Dispatching, NumbersTheBannerToo)
-{
-    const NumberedMessages numbered;
-    engine.activation = REGDB_E_CLASSNOTREG;
-    EXPECT_EQ(0x80040154, Dispatch({L"/st"}));
-    EXPECT_EQ(L"(-2447-)Velundra 14.0\n(-2489-)Velundra is not installed on computer ''\n", output.Text());
 }
 
 TEST_F(Dispatching, LoadsTheTranslationBeforeItPrints)
@@ -112,52 +95,13 @@ TEST_F(Dispatching, StaysEnglishForALanguageThatTheProductDoesNotSpeak)
     EXPECT_EQ(kBannerAndUsage, output.Text());
 }
 
-TEST_F(Dispatching, EndsWhereTheHandlerIsRefused)
-{
-    RefuseHandler(5);
-    EXPECT_EQ(5U, Dispatch({L"/st"}));
-    EXPECT_EQ(L"Velundra 14.0\nFailed to set control handler (5).\n", output.Text());
-    EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=5"}), environment);
-    EXPECT_TRUE(engine.Activations().empty());
-}
-
 TEST_F(Dispatching, EndsWhereTheHandlerIsRefusedWithoutAnError)
 {
-    RefuseHandler(0);
+    refusesHandler = true;
     EXPECT_EQ(0U, Dispatch({L"/st"}));
     EXPECT_EQ(L"Velundra 14.0\nFailed to set control handler (0).\n", output.Text());
     EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=0"}), environment);
     EXPECT_TRUE(engine.Activations().empty());
-}
-
-TEST_F(Dispatching, ShowsTheStatusOfTheEnginesDrives)
-{
-    engine.AddDrive(L"C:\\");
-    engine.AddDrive(L"D:\\").states = {1};
-    for (const wchar_t* word : {L"/st", L"/STATUS"}) {
-        EXPECT_EQ(0U, Dispatch({L"/w", word, L"C:"}));
-        EXPECT_EQ(L"Velundra 14.0\nDrive name: C:\\Status: Idle\nDrive name: D:\\Status: Analyzing\n", output.Take());
-    }
-    EXPECT_TRUE(environment.empty());
-}
-
-TEST_F(Dispatching, AsksTheEngineOfTheComputerThatIsNamedEitherWay)
-{
-    for (const Words& words : {Words{L"/st", L"/c", L"\\\\SRV1"}, Words{L"/st", L"\\\\SRV1"},
-                               Words{L"/st", L"/c", L"SRV2", L"/c", L"\\\\SRV1"}}) {
-        EXPECT_EQ(0U, Dispatch(words));
-        EXPECT_TRUE(engine.Activations().back().remote);
-        EXPECT_EQ(L"\\\\SRV1", engine.Activations().back().server);
-    }
-    EXPECT_EQ(3U, engine.Activations().size());
-}
-
-TEST_F(Dispatching, ReturnsTheOperationsResultAndPublishesNothing)
-{
-    engine.Fail(L"GetDriveList", {.result = E_OUTOFMEMORY});
-    EXPECT_EQ(14U, Dispatch({L"/st"}));
-    EXPECT_EQ(L"Velundra 14.0\n", output.Text());
-    EXPECT_TRUE(environment.empty());
 }
 
 } // namespace

@@ -70,15 +70,6 @@ TEST_F(FileVersionText, IsEmptyForAFileWithoutResourceAndForNoFile)
     EXPECT_EQ(L"", GetFileVersionText(kPath));
 }
 
-TEST_F(FileVersionText, AsksForTheDataOnlyWhereThereIsSome)
-{
-    const Replaced<"GetFileVersionInfoW", decltype(::GetFileVersionInfoW)> data(
-        [&](auto... arguments) { return data.Original(arguments...); });
-    files.Add(kPath);
-    EXPECT_EQ(L"", GetFileVersionText(kPath));
-    EXPECT_EQ(0, data.Calls());
-}
-
 TEST_F(FileVersionText, ReadsIntoAClearedBlockOfTheRightSize)
 {
     const auto size = VersionResourceOf(AddFile()).size();

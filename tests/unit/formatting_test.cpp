@@ -443,18 +443,6 @@ TEST_F(FormattingAnError, PrefersTheThreadsErrorObject)
     EXPECT_EQ(L"system", TextOf(0x80072EE7));
 }
 
-TEST_F(FormattingAnError, AsksForTheErrorObjectOnceWithoutFlags)
-{
-    Replaced<"GetErrorInfo", decltype(::GetErrorInfo)> getErrorInfo([](ULONG reserved, IErrorInfo** error) {
-        EXPECT_EQ(0U, reserved);
-        *error = nullptr;
-        return S_FALSE;
-    });
-    tables.system[0x80004005] = L"system";
-    EXPECT_EQ(L"system", TextOf(0x80004005));
-    EXPECT_EQ(1, getErrorInfo.Calls());
-}
-
 TEST_F(FormattingAnError, PassesOverAnErrorObjectThatSaysNothing)
 {
     tables.system[0x80004005] = L"system";

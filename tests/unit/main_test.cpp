@@ -182,17 +182,6 @@ TEST_F(Starting, EndsSilentlyWithTheLow16BitsOfAFailingCoInitializeSecurityAndLe
     CoUninitialize();
 }
 
-TEST_F(Starting, EndsWith13AndNoOutputWhenTheComputerNameIsMissing)
-{
-    EXPECT_EQ(13U, Run({L"/an", L"C:", L"/c"}));
-    EXPECT_EQ("", out.Bytes());
-    EXPECT_EQ(0, Calls("SetConsoleCtrlHandler"));
-    EXPECT_EQ(0, putEnvironment.Calls());
-    EXPECT_EQ((std::vector<std::string>{"SetErrorMode", "GetSystemMetrics 67", "CoInitializeEx NULL 0",
-                                        "CoInitializeSecurity", "CoUninitialize"}),
-              steps);
-}
-
 TEST_F(Starting, EndsWithAll32BitsOfTheCommandsResult)
 {
     engine.activation = REGDB_E_CLASSNOTREG;

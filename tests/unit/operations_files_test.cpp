@@ -17,19 +17,13 @@ class DefragmentingFiles : public OperationTest {};
 
 TEST_F(DefragmentingFiles, AsksTheEngineStepByStepAndShowsTheMountPoint)
 {
+    const NumberedMessages numbered;
     EXPECT_EQ(0U, DefragFiles(L"", L"C:\\", L"C:\\data\\a b.doc|C:\\data\\\u0434.txt"));
-    EXPECT_EQ(L"Single File defragmentation started on drive C:\\ (Boot).\n", output.Text());
+    EXPECT_EQ(L"(-2893-)Single File defragmentation started on drive C:\\ (Boot).\n", output.Text());
     EXPECT_EQ((EngineCalls{L"agent.CheckAccess()", L"agent.GetDrive(C:\\)", L"drive.GetMountPoint(C:\\)",
                            L"agent.DefragFile(C:\\, C:\\data\\a b.doc|C:\\data\\\u0434.txt)"}),
               engine.Calls());
     EXPECT_EQ((std::vector<Activation>{LocalAgent()}), engine.Activations());
-}
-
-TEST_F(DefragmentingFiles, TakesItsTextFromItsMessage)
-{
-    const NumberedMessages numbered;
-    EXPECT_EQ(0U, DefragFiles(L"", L"C:\\", L"C:\\a"));
-    EXPECT_EQ(L"(-2893-)Single File defragmentation started on drive C:\\ (Boot).\n", output.Text());
 }
 
 TEST_F(DefragmentingFiles, TakesADriveByItsIdentity)
@@ -101,8 +95,10 @@ protected:
 
 TEST_F(ShowingAFileName, LooksTheDriveUpAndAsksForTheName)
 {
+    const NumberedMessages numbered;
     EXPECT_EQ(0U, ShowFileNameById(L"", L"d:\\data", 281474976710662));
-    EXPECT_EQ(L"File Name C:\\data\\report.doc corresponds to id 281474976710662 on drive d:\\data\n", output.Text());
+    EXPECT_EQ(L"(-1708-)File Name C:\\data\\report.doc corresponds to id 281474976710662 on drive d:\\data\n",
+              output.Text());
     EXPECT_EQ((EngineCalls{L"agent.GetDriveList()", L"agent.GetDrive(\\\\?\\Volume{C}\\)", L"drive.GetDriveName(C:\\)",
                            L"agent.GetDrive(\\\\?\\Volume{DData}\\)", L"drive.GetDriveName(D:\\Data\\)",
                            L"agent.CheckAccess()", L"agent.GetFileNameById(\\\\?\\Volume{DData}\\, 281474976710662)"}),
@@ -127,13 +123,6 @@ TEST_F(ShowingAFileName, ShowsTheIdentifierInDecimal)
         EXPECT_EQ(L"agent.GetFileNameById(\\\\?\\Volume{C}\\, " + std::to_wstring(row.id) + L")",
                   engine.Calls().back());
     }
-}
-
-TEST_F(ShowingAFileName, TakesItsTextFromItsMessage)
-{
-    const NumberedMessages numbered;
-    EXPECT_EQ(0U, ShowFileNameById(L"", L"C", 5));
-    EXPECT_EQ(L"(-1708-)File Name C:\\data\\report.doc corresponds to id 5 on drive C\n", output.Text());
 }
 
 TEST_F(ShowingAFileName, KeepsSignsOfTheFileNameThatLookLikePlaceholders)

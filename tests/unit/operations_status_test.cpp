@@ -3,6 +3,9 @@
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
 
+#include <string>
+#include <utility>
+
 namespace {
 
 using namespace testing_support;
@@ -24,48 +27,25 @@ protected:
     }
 };
 
-TEST_F(ShowingTheStatus, NamesEveryStateOnTheLineOfItsDrive)
+TEST_F(ShowingTheStatus, NamesEveryStateByItsMessage)
 {
-    const wchar_t* const names[] = {L"C:\\", L"D:\\", L"E:\\",       L"F:\\", L"G:\\", L"H:\\",
-                                    L"I:\\", L"J:\\", L"K:\\Data\\", L"L:\\", L"M:\\"};
-    ULONG state = 0;
-    for (const wchar_t* const name : names) {
-        AddDrive(name, state++);
-    }
-    engine.drives.back().states = {0xFFFFFFFF};
-    EXPECT_EQ(0U, ShowDriveStatus(L""));
-    EXPECT_EQ(L"Drive name: C:\\Status: Idle\n"
-              L"Drive name: D:\\Status: Analyzing\n"
-              L"Drive name: E:\\Status: Defragmenting\n"
-              L"Drive name: F:\\Status: Offline Verify\n"
-              L"Drive name: G:\\Status: Offline Defrag Directories\n"
-              L"Drive name: H:\\Status: Offline Defrag System Files\n"
-              L"Drive name: I:\\Status: Offline Defrag Page File\n"
-              L"Drive name: J:\\Status: Done\n"
-              L"Drive name: K:\\Data\\Status: \n"
-              L"Drive name: L:\\Status: \n"
-              L"Drive name: M:\\Status: \n",
-              output.Text());
-}
-
-TEST_F(ShowingTheStatus, TakesEachTextFromItsMessage)
-{
-    const wchar_t* const words[] = {L"(-1934-)Idle",
-                                    L"(-686-)Analyzing",
-                                    L"(-1219-)Defragmenting",
-                                    L"(-2304-)Offline Verify",
-                                    L"(-2288-)Offline Defrag Directories",
-                                    L"(-2295-)Offline Defrag System Files",
-                                    L"(-2294-)Offline Defrag Page File",
-                                    L"(-1341-)Done",
-                                    L""};
+    const std::pair<ULONG, const wchar_t*> states[] = {{0, L"(-1934-)Idle"},
+                                                       {1, L"(-686-)Analyzing"},
+                                                       {2, L"(-1219-)Defragmenting"},
+                                                       {3, L"(-2304-)Offline Verify"},
+                                                       {4, L"(-2288-)Offline Defrag Directories"},
+                                                       {5, L"(-2295-)Offline Defrag System Files"},
+                                                       {6, L"(-2294-)Offline Defrag Page File"},
+                                                       {7, L"(-1341-)Done"},
+                                                       {8, L""},
+                                                       {9, L""},
+                                                       {0xFFFFFFFF, L""}};
     const NumberedMessages numbered;
-    AddDrive(L"C:\\", 0);
-    ULONG state = 0;
-    for (const wchar_t* const word : words) {
-        engine.drives.front().states = {state++};
+    AddDrive(L"C:\\Data\\", 0);
+    for (const auto& [state, word] : states) {
+        engine.drives.front().states = {state};
         EXPECT_EQ(0U, ShowDriveStatus(L""));
-        EXPECT_EQ(L"(-1376-)Drive name: C:\\(-2990-)Status: " + std::wstring(word) + L"\n", output.Take());
+        EXPECT_EQ(L"(-1376-)Drive name: C:\\Data\\(-2990-)Status: " + std::wstring(word) + L"\n", output.Take());
     }
 }
 

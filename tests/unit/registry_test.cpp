@@ -140,21 +140,6 @@ TEST_F(ReadingADword, GivesTheErrorOfWindowsWhateverItIs)
     EXPECT_EQ(0x12345678U, value);
 }
 
-TEST_F(ReadingADword, AsksForFourBytes)
-{
-    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", 5);
-    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
-        [&](HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-            EXPECT_STREQ(L"Value", name);
-            EXPECT_EQ(nullptr, reserved);
-            EXPECT_EQ(4U, *size);
-            return query.Original(key, name, reserved, type, data, size);
-        });
-    EXPECT_EQ(0, Read());
-    EXPECT_EQ(5U, value);
-    EXPECT_EQ(1, query.Calls());
-}
-
 class ReadingText : public ProductTest {
 protected:
     ReadingText()
@@ -385,38 +370,6 @@ TEST_F(ReadingText, TakesAListUpToItsFirstEmptyItem)
     EXPECT_EQ((std::vector<std::wstring>{L"A"}), items);
 }
 
-TEST_F(ReadingText, ReadsAListOnceIntoAZeroedBufferOf16384Characters)
-{
-    Set(REG_MULTI_SZ, ListBytes({L"A"}));
-    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
-        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-            EXPECT_STREQ(L"Value", name);
-            EXPECT_EQ(32768U, *size);
-            EXPECT_TRUE(std::all_of(data, data + *size, [](BYTE byte) { return byte == 0; }));
-            return query.Original(asked, name, reserved, type, data, size);
-        });
-    EXPECT_EQ(0, ReadList());
-    EXPECT_EQ(1, query.Calls());
-}
-
-TEST_F(ReadingText, AsksForTheSizeOfAStringAndReadsItIntoSoManyBytes)
-{
-    Set(REG_SZ, BytesOf({L"abc\0", 4}));
-    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
-        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-            EXPECT_EQ(key.Get(), asked);
-            EXPECT_STREQ(L"Value", name);
-            EXPECT_EQ(nullptr, reserved);
-            EXPECT_EQ(query.Calls() == 1, data == nullptr);
-            if (data != nullptr) {
-                EXPECT_EQ(8U, *size);
-            }
-            return query.Original(asked, name, reserved, type, data, size);
-        });
-    EXPECT_EQ(0, ReadString());
-    EXPECT_EQ(2, query.Calls());
-}
-
 TEST_F(ReadingText, GivesTheErrorOfEitherReadOfAString)
 {
     Set(REG_SZ, BytesOf({L"abc\0", 4}));
@@ -501,23 +454,6 @@ TEST_F(ReadingTypeAndSize, GivesTheSizeOfAnyData)
         EXPECT_EQ(0, RegReadSize(key.Get(), L"Value", size));
         EXPECT_EQ(wanted, size);
     }
-}
-
-TEST_F(ReadingTypeAndSize, AsksForNothingElse)
-{
-    Set(REG_BINARY, {1});
-    DWORD type = 0;
-    DWORD size = 0;
-    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
-        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD askedType, LPBYTE data, LPDWORD askedSize) {
-            EXPECT_EQ(key.Get(), asked);
-            EXPECT_STREQ(L"Value", name);
-            EXPECT_EQ(nullptr, data);
-            return query.Original(asked, name, reserved, askedType, data, askedSize);
-        });
-    EXPECT_EQ(0, RegReadType(key.Get(), L"Value", type));
-    EXPECT_EQ(0, RegReadSize(key.Get(), L"Value", size));
-    EXPECT_EQ(2, query.Calls());
 }
 
 TEST_F(ReadingTypeAndSize, GivesThemAlsoWhereWindowsHasMoreData)
@@ -898,33 +834,6 @@ TEST_F(ListingNames, TakesTheLongestNamesThatTheRegistryHas)
     EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
     EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
     EXPECT_EQ((Names{keyName, valueName}), names);
-}
-
-TEST_F(ListingNames, AsksForOneIndexAfterTheOtherWithABufferOf16384Characters)
-{
-    MakeSubkey(L"One");
-    MakeValue(L"Number");
-    const auto check = [&](auto& call, HKEY asked, DWORD index, LPDWORD length) {
-        EXPECT_EQ(key.Get(), asked);
-        EXPECT_EQ(static_cast<DWORD>(call.Calls()) - 1, index);
-        EXPECT_EQ(16384U, *length);
-    };
-    const Replaced<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> subkeys(
-        [&](HKEY asked, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPWSTR group, LPDWORD groupLength,
-            PFILETIME written) {
-            check(subkeys, asked, index, length);
-            return subkeys.Original(asked, index, name, length, reserved, group, groupLength, written);
-        });
-    const Replaced<"RegEnumValueW", decltype(::RegEnumValueW)> values([&](HKEY asked, DWORD index, LPWSTR name,
-                                                                          LPDWORD length, LPDWORD reserved,
-                                                                          LPDWORD type, LPBYTE data, LPDWORD size) {
-        check(values, asked, index, length);
-        return values.Original(asked, index, name, length, reserved, type, data, size);
-    });
-    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
-    EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
-    EXPECT_EQ(2, subkeys.Calls());
-    EXPECT_EQ(2, values.Calls());
 }
 
 TEST_F(ListingNames, EndsWithTheFirstFailureAndKeepsTheNamesBeforeIt)

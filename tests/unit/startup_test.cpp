@@ -1,7 +1,6 @@
 #include "cmd/startup.h"
 
 #include "support/arguments.h"
-#include "support/known_commands.h"
 #include "support/numbered_messages.h"
 #include "support/product_test.h"
 
@@ -38,21 +37,6 @@ TEST_F(SafeBoot, IsNothingElse)
     for (const int mode : {0, 3, 4, -1, 0x10001}) {
         EXPECT_FALSE(IsSafeBootAt(mode)) << mode;
     }
-}
-
-TEST_F(SafeBoot, IsRefusedInSevenLinesAndTwoEmptyOnes)
-{
-    PrintSafeBootRefusal();
-    EXPECT_EQ(L"Windows is running in Safe Boot mode\n"
-              L"and uses a minimal set of device drivers\n"
-              L"and services to start Windows.\n"
-              L"Velundra command line utility requires\n"
-              L"Windows to be started in the\n"
-              L"Normal mode to work properly.\n"
-              L"\n"
-              L"The application now exit.\n"
-              L"\n",
-              output.Text());
 }
 
 TEST_F(SafeBoot, IsRefusedByNumberedMessages)
@@ -123,20 +107,6 @@ TEST_F(RunningACommandLine, EndsWith13AndWithoutAWordWhenTheComputerNameIsMissin
     EXPECT_EQ(L"", output.Text());
     EXPECT_EQ(0, putEnvironment.Calls());
     EXPECT_TRUE(engine.Activations().empty());
-}
-
-TEST_F(RunningACommandLine, ReturnsTheResultOfTheCommand)
-{
-    engine.activation = REGDB_E_CLASSNOTREG;
-    EXPECT_EQ(0x80040154, Run({L"/st", L"/c", L"SRV1"}));
-    EXPECT_EQ(L"Velundra 14.0\nVelundra is not installed on computer 'SRV1'\n", output.Text());
-    EXPECT_EQ(0, putEnvironment.Calls());
-}
-
-TEST_F(RunningACommandLine, ShowsTheUsageScreenWithoutACommand)
-{
-    EXPECT_EQ(0U, Run({}));
-    EXPECT_EQ(std::wstring(L"Velundra 14.0\n") + kUsageScreen, output.Text());
 }
 
 TEST_F(RunningACommandLine, KeepsNothingOfOneLineForTheNext)

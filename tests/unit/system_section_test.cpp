@@ -1,7 +1,6 @@
 #include "support/system_section.h"
 
 #include "support/described_windows.h"
-#include "support/opened_keys.h"
 #include "support/product_test.h"
 #include "support/registry_data.h"
 
@@ -108,15 +107,6 @@ TEST_F(SystemInformation, GetsByWithAnEmptyRegistry)
               L"Page File(s):\n"
               L" - Space: 4096 KB\n",
               GetSystemInformationSection());
-}
-
-TEST_F(SystemInformation, OpensItsKeysForReadingAlone)
-{
-    const OpenedKeys keys;
-    static_cast<void>(GetSystemInformationSection());
-    static_cast<void>(GetBiosDateSection());
-    EXPECT_EQ((std::vector<std::wstring>{kWindowsKey, kFirstProcessorKey, kProcessorsKey, kMemoryKey, kHardwareKey}),
-              keys.Paths());
 }
 
 // --- The computer's name ---

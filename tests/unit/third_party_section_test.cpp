@@ -2,7 +2,6 @@
 
 #include "support/described_files.h"
 #include "support/failing_allocations.h"
-#include "support/opened_keys.h"
 #include "support/product_test.h"
 #include "support/system_folders.h"
 
@@ -135,16 +134,6 @@ TEST_F(ThirdPartySoftware, FindsAllThatIsThere)
         expected.append(L"HKEY_LOCAL_MACHINE\\").append(kServicesKey).append(service).append(L": Found\r\n");
     }
     EXPECT_EQ(expected, GetThirdPartySection());
-}
-
-TEST_F(ThirdPartySoftware, OpensTheKeysForReadingAlone)
-{
-    const OpenedKeys keys;
-    static_cast<void>(GetThirdPartySection());
-    EXPECT_EQ((std::vector<std::wstring>{L"SYSTEM\\CurrentControlSet\\Services\\StyleXPHelper",
-                                         L"SYSTEM\\CurrentControlSet\\Services\\Srescan",
-                                         L"SYSTEM\\CurrentControlSet\\Services\\sptd"}),
-              keys.Paths());
 }
 
 TEST_F(ThirdPartySoftware, CountsAServiceWhoseKeyCannotBeOpenedAsMissing)
