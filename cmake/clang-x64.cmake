@@ -23,3 +23,6 @@ foreach(kind EXE SHARED MODULE)
   # GCC's library stands on that of the threads.
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "-fuse-ld=lld -L${gcc_folder} -lpthread")
 endforeach()
+
+# Each source is read with what it includes itself and nothing else.
+set(CMAKE_DISABLE_PRECOMPILE_HEADERS ON)

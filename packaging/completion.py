@@ -35,7 +35,7 @@ def switches():
     return words
 
 
-def write(destination):
+def script():
     def quoted(words):
         return ", ".join(f"'{word}'" for word in words)
 
@@ -43,6 +43,9 @@ def write(destination):
         "COMMANDS": "\n".join(f"        {quoted(words)}" for words in commands()),
         "SWITCHES": f"        {quoted(switches())}",
     }
-    text = re.sub(r"@([A-Z]+)@", lambda found: values[found[1]], TEMPLATE.read_text(encoding="utf-8"))
+    return re.sub(r"@([A-Z]+)@", lambda found: values[found[1]], TEMPLATE.read_text(encoding="utf-8"))
+
+
+def write(destination):
     # Windows PowerShell takes a script without a byte-order mark for the system's ANSI page; this one is ASCII.
-    destination.write_bytes(text.replace("\n", "\r\n").encode("ascii"))
+    destination.write_bytes(script().replace("\n", "\r\n").encode("ascii"))

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ado/module.h"
-#include "counted_object.h"
+#include "base/counted_object.h"
 
 namespace sim::ado {
 

@@ -9,7 +9,7 @@ namespace sim::ado {
 
 namespace {
 
-// Answered by our own connections alone, with a pointer to the object itself.
+// Only our own connections answer to this identifier, with a pointer to the object itself.
 constexpr GUID kOwnConnection = {0x8f0f2b6e, 0x1d73, 0x4c0a, {0xa1, 0x5e, 0x7c, 0x42, 0x90, 0xbb, 0x36, 0xd1}};
 
 } // namespace

@@ -9,7 +9,7 @@
 
 namespace sim::ado {
 
-// "ADODB.Connection". Being used by several threads, it lets one work at a time.
+// "ADODB.Connection". Several threads may use it; one at a time works.
 class ConnectionObject final : public DispatchObject<ConnectionObject> {
 public:
     ConnectionObject();

@@ -2,10 +2,12 @@
 
 #include "ado/errors.h"
 #include "ado/module.h"
-#include "counted_object.h"
-#include "guid.h"
+#include "base/counted_object.h"
+#include "base/guid.h"
+#include "base/text.h"
 #include "odbc/odbc.h"
-#include "text.h"
+
+#include "win/text.h"
 
 #include <algorithm>
 #include <new>
@@ -108,7 +110,7 @@ public:
         }
         std::fill_n(ids, count, DISPID_UNKNOWN);
         const auto member = std::ranges::find_if(
-            Members(), [&](const Member<Object>& known) { return SameIgnoringCase(known.name, names[0]); });
+            Members(), [&](const Member<Object>& known) { return win::EqualNames(known.name, names[0]); });
         if (member == Members().end()) {
             return DISP_E_UNKNOWNNAME;
         }

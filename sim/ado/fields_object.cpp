@@ -1,5 +1,7 @@
 #include "ado/fields_object.h"
 
+#include "win/text.h"
+
 namespace sim::ado {
 
 namespace {
@@ -10,7 +12,7 @@ std::optional<std::size_t> FindColumn(const std::vector<odbc::Column>& columns, 
     if (V_VT(call.Argument(0)) == VT_BSTR) {
         const std::optional<std::wstring> name = call.Text(0);
         const auto found = std::ranges::find_if(
-            columns, [&](const odbc::Column& column) { return SameIgnoringCase(column.name, *name); });
+            columns, [&](const odbc::Column& column) { return win::EqualNames(column.name, *name); });
         return found == columns.end() ? std::nullopt : std::optional(static_cast<std::size_t>(found - columns.begin()));
     }
     const std::optional<LONG> number = call.Number(0, 0);

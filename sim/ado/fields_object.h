@@ -29,7 +29,7 @@ private:
     std::shared_ptr<Cursor> cursor_;
 };
 
-// "Field", a column of a recordset; its value is that of the row at hand when it is asked for.
+// "Field", a column of a recordset; its value is that of the row that is current when it is asked for.
 class FieldObject final : public DispatchObject<FieldObject> {
 public:
     FieldObject(std::shared_ptr<Cursor> cursor, std::size_t column, std::wstring name);

@@ -1,7 +1,6 @@
 #include "ado/provider_registration.h"
 
-#include "registry_keys.h"
-#include "results.h"
+#include "base/registry_keys.h"
 
 #include <array>
 #include <new>

@@ -40,7 +40,7 @@ Answer RecordsetObject::OnOpen(const Call& call)
 {
     const std::optional<std::wstring> source = call.Text(0);
     const VARIANT* const activeConnection = call.Argument(1);
-    // Any cursor and lock may be asked for; a provider that has not got them gives what it has.
+    // Every kind of cursor and lock is accepted; a provider that lacks it uses the kind that it has.
     constexpr LONG kUnspecified = -1;
     if (!source || source->empty() || !call.Number(2, kUnspecified) || !call.Number(3, kUnspecified) ||
         !call.Number(4, kUnspecified)) {

@@ -8,14 +8,6 @@ namespace sim::ado {
 
 namespace {
 
-struct SafeArrayTraits {
-    using Type = SAFEARRAY*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type array) noexcept { SafeArrayDestroy(array); }
-};
-
-using SafeArray = win::Owner<SafeArrayTraits>;
-
 // Puts the value into the place, whose type it sets, kind by kind.
 struct Putter {
     VARIANT* place;
@@ -73,7 +65,7 @@ struct Putter {
 
     HRESULT operator()(const std::vector<std::uint8_t>& value) const
     {
-        SafeArray array(SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(value.size())));
+        win::SafeArray array(SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(value.size())));
         void* bytes = nullptr;
         if (!array || FAILED(SafeArrayAccessData(array.Get(), &bytes))) {
             return E_OUTOFMEMORY;

@@ -122,7 +122,7 @@ bool Cursor::IsOpen() const
 Answer Cursor::IsAtBegin(bool& isAtBegin) const
 {
     const std::lock_guard guard(session_->lock_);
-    // The way leads forward only, so nobody stands before the first row of a result that has rows.
+    // A cursor only moves forward, so it is never before the first row of a result that has rows.
     isAtBegin = isEmpty_;
     return isOpen_ ? Answer() : ObjectClosed();
 }

@@ -15,8 +15,8 @@ namespace sim::ado {
 
 class Cursor;
 
-// A connection to a database with the results that are being read over it. The objects of ADO share it; it lets one
-// thread at a time work, whatever object that came through.
+// A connection to a database with the results that are being read over it. The objects of ADO share it; only one
+// thread at a time works with it, through whichever object.
 class Session : public std::enable_shared_from_this<Session> {
 public:
     Session() = default;
@@ -53,7 +53,7 @@ private:
     std::vector<Cursor*> cursors_; // whose results are open
 };
 
-// The result of a statement: the row at hand, and the way forward. Safe to use from any thread.
+// The result of a statement: its current row and those after it. Safe to use from any thread.
 class Cursor {
 public:
     Cursor(std::shared_ptr<Session> session, std::wstring_view statement);
@@ -65,23 +65,23 @@ public:
 
     [[nodiscard]] bool IsOpen() const;
 
-    // Whether there is no row before or behind the row at hand; a closed cursor refuses.
+    // Whether there is no row before, or after, the current row; a closed cursor refuses.
     [[nodiscard]] Answer IsAtBegin(bool& isAtBegin) const;
     [[nodiscard]] Answer IsAtEnd(bool& isAtEnd) const;
 
-    // Goes to the first row, for which a statement is run again whose first row is past.
+    // Goes to the first row. Where that has been left, the statement is run again.
     [[nodiscard]] Answer MoveFirst();
 
     // Goes to the next row or behind the last.
     [[nodiscard]] Answer MoveNext();
 
-    // Gives the result back; a closed cursor refuses.
+    // Frees the result; a closed cursor refuses.
     [[nodiscard]] Answer Close();
 
     // The columns of the result; none of a closed one.
     [[nodiscard]] std::vector<odbc::Column> Columns() const;
 
-    // The value of a column in the row at hand.
+    // The value of a column in the current row.
     [[nodiscard]] Answer ReadValue(std::size_t column, odbc::Value& value) const;
 
 private:

@@ -5,7 +5,7 @@ namespace sim {
 
 namespace {
 
-// How long such a wait really takes; a wait without an end has none at any speed.
+// How long such a wait really takes; INFINITE stays so.
 DWORD AtClockSpeed(DWORD milliseconds)
 {
     if (milliseconds == INFINITE) {

@@ -1,7 +1,7 @@
 #include "computer/kept_connections.h"
 #include "computer/replacements.h"
-#include "computer/server_classes.h"
 #include "computer/simulated_computer.h"
+#include "engine/server_classes.h"
 
 #include <algorithm>
 #include <iterator>
@@ -67,13 +67,13 @@ HRESULT WINAPI ActivateInstance(REFCLSID identifier, IUnknown* outer, DWORD cont
     if (other->failure) {
         return static_cast<HRESULT>(*other->failure);
     }
-    // What Windows would activate there is a server of its own here, and no name leads to this computer from elsewhere.
+    // The other computer's engine is a local server here, under a class of its own.
     const GUID there = ClassOn(other->name, identifier);
     KeepConnection(there);
     return CoCreateInstanceEx(there, outer, CLSCTX_LOCAL_SERVER, nullptr, count, results);
 }
 
-// Wine has proxies without security; to set that of one is to have what one asks for.
+// Wine's proxies have no security to set, so E_NOTIMPL counts as success.
 HRESULT WINAPI SetProxySecurity(IUnknown* proxy, DWORD authenticationService, DWORD authorizationService,
                                 OLECHAR* serverName, DWORD authentication, DWORD impersonation, void* identity,
                                 DWORD capabilities)

@@ -1,6 +1,6 @@
+#include "base/settings.h"
 #include "computer/replacements.h"
 #include "computer/simulated_computer.h"
-#include "settings.h"
 
 #include "win/owner.h"
 

@@ -52,7 +52,7 @@ void KeepConnection(REFCLSID identifier)
         return;
     }
     if (!library) {
-        // Where it is not registered there is no proxy, and nothing to be kept for one.
+        // A failure is ignored: where it is not registered there are no proxies that use it.
         static_cast<void>(LoadRegTypeLib(kEngineLibrary, kLibraryVersion, 0, LOCALE_NEUTRAL, library.Put()));
     }
     KeptConnection connection{identifier, {}};
@@ -60,7 +60,7 @@ void KeepConnection(REFCLSID identifier)
                                 reinterpret_cast<void**>(connection.factory.Put())))) {
         return;
     }
-    // Only a question that the server has to answer makes the proxy hold what it needs to let go of itself.
+    // A call that reaches the server makes the proxy load everything that releasing it needs.
     win::ComPtr<IPersist> nothing;
     connection.factory->QueryInterface(__uuidof(IPersist), reinterpret_cast<void**>(nothing.Put()));
     kept.push_back(std::move(connection));

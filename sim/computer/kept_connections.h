@@ -4,16 +4,16 @@
 
 namespace sim {
 
-// Wine finds what the proxies of one server share, and the type library that they are made by, while the last user of
-// it frees it, so that threads that work with a server at the same time can die of a page fault or wait for ever.
-// Connections and a library of this DLL's own, kept as long as the program uses COM, leave the threads nothing to free.
+// The proxies of one server share data and a type library in Wine. One thread may free them while another takes them
+// up, and then crash or wait for ever. This DLL keeps a connection to each server and the type library for as long as
+// the program uses COM, so that the program's threads never free the last one.
 
-// Counts a successful CoInitializeEx of the program, and one CoUninitialize about to be called. The last one lets go of
-// all that is kept.
+// Counts a successful CoInitializeEx of the program, or a CoUninitialize that is about to be called. With the last one,
+// everything kept is released.
 void CountApartment();
 void UncountApartment();
 
-// Keeps a connection to the server of this class. That there is none to be had, the program's own activation tells.
+// Keeps a connection to the server of this class. A failure is ignored: the program's own activation will report it.
 void KeepConnection(REFCLSID identifier);
 
 } // namespace sim

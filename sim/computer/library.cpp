@@ -1,12 +1,12 @@
 // The library that makes the program which loads it see the computer of a scenario. The launcher loads it before the
 // program's entry point runs.
 
+#include "base/import_table.h"
+#include "base/settings.h"
 #include "computer/replacements.h"
 #include "computer/shown_registry.h"
 #include "computer/simulated_computer.h"
-#include "import_table.h"
-#include "scenario.h"
-#include "settings.h"
+#include "scenario/scenario.h"
 
 #include <utility>
 #include <variant>
@@ -15,9 +15,8 @@ namespace {
 
 using namespace sim;
 
-// Reads the scenario and puts the replacements into the program's import table, and in the way of its lookups by name;
-// functions that the program does not use are none of its business. False where the scenario cannot be had, which the
-// launcher has found before.
+// Reads the scenario and replaces functions in the program's import table and in its lookups by name; functions that
+// the program does not use are skipped. False where the scenario cannot be read, which the launcher checks beforehand.
 bool ShowComputer(HMODULE library)
 {
     std::wstring path;
@@ -34,9 +33,8 @@ bool ShowComputer(HMODULE library)
     }
     const HMODULE program = GetModuleHandleW(nullptr);
     WatchLookups(program);
-    for (const auto replacements :
-         {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements, &VolumeReplacements,
-          &DeviceReplacements, &RegistryReplacements, &PolicyReplacements}) {
+    for (const auto replacements : {&ComReplacements, &SystemReplacements, &ClockReplacements, &ConsoleReplacements,
+                                    &VolumeReplacements, &RegistryReplacements, &PolicyReplacements}) {
         for (const Replacement& replacement : replacements()) {
             PatchImport(program, replacement.function, replacement.replacement);
             ReplaceLookup(replacement.function, replacement.replacement);

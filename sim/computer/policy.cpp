@@ -15,7 +15,7 @@ bool PolicyChanges()
     return !Computer().Setup().policyChanges.empty();
 }
 
-// Changes the policy at its times and tells those who want to know.
+// Changes the policy at the scenario's times and sets the registered events.
 class PolicyClock {
 public:
     // Adds an event that is set after each change of the user's policy; the first one starts the clock.
@@ -93,7 +93,7 @@ BOOL WINAPI UnregisterForChanges(HANDLE event)
     return TRUE;
 }
 
-// Nobody else applies the policy of this computer, so a section that is new each time keeps no one waiting.
+// Nobody else applies this computer's policy, so a new mutex each time does as a section.
 HANDLE WINAPI EnterSection(BOOL machine)
 {
     if (Fails(L"EnterCriticalPolicySection")) {

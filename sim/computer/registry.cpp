@@ -1,7 +1,11 @@
+#include "base/settings.h"
+#include "base/text.h"
 #include "computer/replacements.h"
 #include "computer/shown_registry.h"
 #include "computer/simulated_computer.h"
-#include "settings.h"
+
+#include "support/registry.h"
+#include "win/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -10,7 +14,6 @@ namespace sim {
 
 namespace {
 
-constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
 constexpr wchar_t kUserRoot[] = L"HKEY_CURRENT_USER\\";
 
 std::wstring ScratchPathOf(const std::wstring& path)
@@ -39,8 +42,7 @@ std::wstring FullPath(HKEY root, const wchar_t* subkey)
 
 bool IsAtOrBelow(std::wstring_view path, std::wstring_view key)
 {
-    return SameIgnoringCase(path.substr(0, key.size()), key) &&
-           (path.size() == key.size() || path[key.size()] == L'\\');
+    return win::EqualNames(path.substr(0, key.size()), key) && (path.size() == key.size() || path[key.size()] == L'\\');
 }
 
 bool IsShown(std::wstring_view path)
@@ -63,7 +65,7 @@ LSTATUS WINAPI OpenKey(HKEY root, const wchar_t* subkey, DWORD options, REGSAM a
 
 LSTATUS MakeScratchKey(const std::wstring& path, win::RegistryKey& key)
 {
-    // Gone with the Wine server or the logon session at the latest, should nobody delete it.
+    // Volatile, so that it ends with the Wine server or the logon session even if nobody deletes it.
     return RegCreateKeyExW(HKEY_CURRENT_USER, path.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
                            key.Put(), nullptr);
 }
@@ -81,7 +83,7 @@ LSTATUS ShowKey(const RegistryKeySetup& setup)
     return status;
 }
 
-// Shows the policy key as the registry has it, so that a change of it goes with this process.
+// Copies the policy key from the registry, so that changes of it end with this process.
 LSTATUS ShowPolicyKey()
 {
     win::RegistryKey shown;
@@ -98,7 +100,7 @@ LSTATUS ShowPolicyKey()
 
 LSTATUS ShowRegistry(const ComputerSetup& setup)
 {
-    // What a process of the same number may have left behind.
+    // An earlier process of the same number may have left keys.
     RegDeleteTreeW(HKEY_CURRENT_USER, ScratchKeyOf(GetCurrentProcessId()).c_str());
     win::RegistryKey key;
     LSTATUS status = MakeScratchKey(ScratchKeyOf(GetCurrentProcessId()), key);

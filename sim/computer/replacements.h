@@ -18,11 +18,10 @@ struct Replacement {
 [[nodiscard]] std::span<const Replacement> ClockReplacements();
 [[nodiscard]] std::span<const Replacement> ConsoleReplacements();
 [[nodiscard]] std::span<const Replacement> VolumeReplacements();
-[[nodiscard]] std::span<const Replacement> DeviceReplacements();
 [[nodiscard]] std::span<const Replacement> RegistryReplacements();
 [[nodiscard]] std::span<const Replacement> PolicyReplacements();
 
-// A replacement of this function; that it can be called in the function's place, the compiler sees to.
+// A replacement of this function; it compiles only where both have the same signature.
 template <typename Function>
 [[nodiscard]] Replacement Replace(const char* function, Function* /*original*/,
                                   std::type_identity_t<Function>* replacement)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "computer/computer_setup.h"
+#include "scenario/computer_setup.h"
 
 #include "win/owner.h"
 

@@ -1,10 +1,12 @@
 #pragma once
 
-#include "computer/computer_setup.h"
+#include "computer/shown_volumes.h"
+#include "scenario/computer_setup.h"
 
 #include "win/windows_api.h"
 
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,9 +26,11 @@ public:
     // scenario orders for it. A volume's path may be any of its names.
     [[nodiscard]] std::optional<DWORD> TakeFault(std::wstring_view function, std::wstring_view path = {});
 
-    // The volume of this name or mounted there, with or without the closing backslash, or null. The device of a drive
-    // letter, such as \\.\C:, is its volume's.
-    [[nodiscard]] const VolumeSetup* FindVolume(std::wstring_view path) const;
+    // The volumes of the scenario; none where it has none.
+    [[nodiscard]] ShownVolumes& Volumes() { return volumes_; }
+
+    // The files that are shown as boot.ini, by the names of the volumes in whose roots they stand.
+    [[nodiscard]] const std::map<std::wstring, std::wstring>& BootInis() const { return bootInis_; }
 
 private:
     struct CountedFault {
@@ -37,6 +41,8 @@ private:
     [[nodiscard]] bool Concerns(const WindowsFault& fault, std::wstring_view path) const;
 
     const ComputerSetup setup_;
+    ShownVolumes volumes_;
+    std::map<std::wstring, std::wstring> bootInis_;
     std::mutex lock_; // guards faults_
     std::vector<CountedFault> faults_;
 };
@@ -44,7 +50,7 @@ private:
 // Makes the computer that this process sees from then on.
 void SetComputer(ComputerSetup setup);
 
-// That computer.
+// The computer that this process sees.
 [[nodiscard]] SimulatedComputer& Computer();
 
 // Whether the scenario orders this call of a function to fail; then the last error is set.

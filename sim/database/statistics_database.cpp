@@ -1,9 +1,12 @@
 #include "database/statistics_database.h"
 
+#include "base/registry_keys.h"
+#include "base/text.h"
 #include "odbc/connection_string.h"
 #include "odbc/odbc.h"
-#include "registry_keys.h"
-#include "text.h"
+
+#include "support/registry.h"
+#include "win/text.h"
 
 #include <cwchar>
 #include <set>
@@ -14,8 +17,6 @@ namespace sim {
 namespace {
 
 using odbc::Result;
-
-constexpr wchar_t kProductKey[] = L"Software\\Kestrane\\VLCore\\14.0";
 
 // A column with the figure that goes into it: a member of the condition before or after the work.
 struct FigureColumn {
@@ -197,7 +198,7 @@ std::optional<std::wstring> StatisticsDatabase::Record(const FinishedWork& work)
     std::wstring configured;
     if (connectionString_) {
         configured = *connectionString_;
-    } else if (const LSTATUS status = ReadRegistryText(kProductKey, L"ConnectionString", configured);
+    } else if (const LSTATUS status = ReadRegistryText(kCoreKey, L"ConnectionString", configured);
                status != ERROR_SUCCESS) {
         return L"ConnectionString cannot be read: " + ErrorText(static_cast<std::uint32_t>(status));
     }
@@ -206,7 +207,7 @@ std::optional<std::wstring> StatisticsDatabase::Record(const FinishedWork& work)
     }
     const std::size_t colon = configured.find(L':');
     const std::optional<std::wstring> odbcString =
-        colon != std::wstring::npos && SameIgnoringCase(configured.substr(0, colon), L"ADO")
+        colon != std::wstring::npos && win::EqualNames(configured.substr(0, colon), L"ADO")
             ? odbc::ToOdbcConnectionString(configured.substr(colon + 1))
             : std::nullopt;
     if (!odbcString) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "finished_work.h"
+#include "database/finished_work.h"
 
 #include <optional>
 #include <string>

@@ -1,15 +1,15 @@
 // vlrun [OPTIONS] PROGRAM [WORDS...]
 //
-// Starts a Windows program on the simulated computer: the program is the file that it is, and sees the computer of the
-// scenario where it asks Windows. Tells on standard error the full 32-bit exit code that the program ended with, of
-// which a shell that is not Windows' own sees the low 8 bits only.
+// Starts a Windows program, whose file is not changed, on the simulated computer: what it asks Windows is answered from
+// the scenario. Tells on standard error the full 32-bit exit code of the program, because a shell other than Windows'
+// own sees only its low 8 bits.
 
-#include "loading.h"
+#include "launcher/loading.h"
 
-#include "computer/server_classes.h"
-#include "registry_keys.h"
-#include "scenario.h"
-#include "settings.h"
+#include "base/registry_keys.h"
+#include "base/settings.h"
+#include "engine/server_classes.h"
+#include "scenario/scenario.h"
 
 #include "win/owner.h"
 

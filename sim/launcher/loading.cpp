@@ -1,4 +1,4 @@
-#include "loading.h"
+#include "launcher/loading.h"
 
 #include "win/owner.h"
 

@@ -1,7 +1,9 @@
 #include "odbc/connection_string.h"
 
+#include "base/text.h"
 #include "odbc/unix_path.h"
-#include "text.h"
+
+#include "win/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -63,7 +65,7 @@ Words ParseWords(std::wstring_view text)
         const bool hasValue = equals != std::wstring_view::npos && text[equals] == L'=';
         text.remove_prefix(equals == std::wstring_view::npos ? text.size() : equals + 1);
         std::wstring value = hasValue ? TakeValue(text) : std::wstring();
-        if (SameIgnoringCase(name, L"Extended Properties")) {
+        if (win::EqualNames(name, L"Extended Properties")) {
             std::ranges::move(ParseWords(value), std::back_inserter(words));
         } else if (!name.empty()) {
             words.emplace_back(std::move(name), std::move(value));
@@ -75,7 +77,7 @@ Words ParseWords(std::wstring_view text)
 std::wstring OdbcName(const std::wstring& name)
 {
     const auto* const found = std::ranges::find_if(
-        kRenamings, [&](const Renaming& renaming) { return SameIgnoringCase(renaming.from, name); });
+        kRenamings, [&](const Renaming& renaming) { return win::EqualNames(renaming.from, name); });
     return found == std::end(kRenamings) ? name : std::wstring(found->to);
 }
 
@@ -90,7 +92,7 @@ void SetWord(Words& words, const std::wstring& name, std::wstring_view value)
     if (value.empty()) {
         return;
     }
-    std::erase_if(words, [&](const auto& word) { return SameIgnoringCase(word.first, name); });
+    std::erase_if(words, [&](const auto& word) { return win::EqualNames(word.first, name); });
     words.emplace_back(name, value);
 }
 
@@ -101,12 +103,12 @@ std::optional<std::wstring> ToOdbcConnectionString(std::wstring_view text, std::
 {
     Words words;
     for (auto& [name, value] : ParseWords(text)) {
-        if (SameIgnoringCase(name, L"Provider") && !SameIgnoringCase(value, L"MSDASQL") &&
-            !SameIgnoringCase(value, L"MSDASQL.1")) {
+        if (win::EqualNames(name, L"Provider") && !win::EqualNames(value, L"MSDASQL") &&
+            !win::EqualNames(value, L"MSDASQL.1")) {
             return std::nullopt;
         }
         const std::wstring odbcName = OdbcName(name);
-        if (SameIgnoringCase(odbcName, L"Database")) {
+        if (win::EqualNames(odbcName, L"Database")) {
             value = ToUnixPath(value);
         }
         if (!odbcName.empty()) {

@@ -1,6 +1,6 @@
 #include "odbc/odbc.h"
 
-#include "text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <array>

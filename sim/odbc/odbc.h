@@ -88,7 +88,7 @@ public:
     // Reads the next row into the place; hasRow is false behind the last one.
     [[nodiscard]] Result Fetch(std::vector<Value>& row, bool& hasRow);
 
-    // Gives the result back.
+    // Frees the result.
     void Close();
 
 private:

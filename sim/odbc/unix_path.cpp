@@ -1,6 +1,6 @@
 #include "odbc/unix_path.h"
 
-#include "text.h"
+#include "base/text.h"
 
 #include "win/windows_api.h"
 

@@ -139,7 +139,7 @@ Result ResolveDrives(const CommandLine& commandLine, const std::wstring& compute
 {
     drives.clear();
     DriveList words;
-    // Only a connection's failure is negative; a list that an engine call cut short is still worth matching.
+    // Only a connection's failure is negative. After any other the drives that were listed before it are matched.
     if (const Result collected = CollectDriveWords(commandLine, computer, words);
         FAILED(static_cast<HRESULT>(collected))) {
         return collected;

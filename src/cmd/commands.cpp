@@ -117,7 +117,7 @@ Result RunStatus(const Request& request)
     return ShowDriveStatus(request.computer);
 }
 
-// Another computer's statistics come from its engine, and in one kind alone.
+// Another computer's engine knows one kind of statistics only.
 template <StatisticsKind Kind>
 Result RunStatistics(const Request& request)
 {
@@ -125,7 +125,7 @@ Result RunStatistics(const Request& request)
                                     : ShowRemoteStats(request.computer, request.drives);
 }
 
-// Whoever waited for the analysis is shown what it found, for the drives as they were typed.
+// With "/w" the statistics of the analysis are shown at its end, for the drives as they were typed.
 Result RunAnalyze(const Request& request)
 {
     const bool wait = HasWaitFlag(request.commandLine);
@@ -166,7 +166,7 @@ Result RunDefragFiles(const Request& request)
     return DefragFiles(request.computer, request.drives.front(), paths);
 }
 
-// Does the work on one drive after the other; a failure does not spare the rest. Returns the last failure.
+// Does the work on each drive in turn, whatever came of the ones before. Returns the last result that is a failure.
 template <typename Work>
 Result OnEachDrive(const Request& request, Work work)
 {

@@ -26,6 +26,6 @@ std::optional<std::uint32_t> InstallConsoleCtrlHandler()
     CatalogueText text = GetMessage(GetMessageCatalogue(), 1647, "Failed to set control handler (%1).");
     AddNumberArgument(text, error);
     PrintLine(text);
-    // Asked again on purpose: the exit code is what the thread's last error is after the line has been written.
+    // Asked again on purpose: the exit code is the thread's last error after the line has been written.
     return SetErrorLevel(GetLastError());
 }

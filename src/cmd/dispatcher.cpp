@@ -7,9 +7,11 @@
 #include "messages/translator.h"
 #include "policy/ui_group_policy.h"
 
+#include <product_version.h>
+
 namespace {
 
-constexpr Message kBanner{2447, "Velundra 14.0"};
+constexpr Message kBanner{2447, "Velundra " PRODUCT_VERSION};
 constexpr PolicyRule kLaunch{&CGP::IsLaunchAllowed, {3586, "You do not have permission to launch Velundra."}};
 
 Failure RefusalBy(const CGP& policy, const PolicyRule& rule)
@@ -39,12 +41,12 @@ Result RunCommand(Request& request)
 
 Result DispatchCommand(const CommandLine& commandLine)
 {
-    // Without a translation the texts stay English.
+    // After any failure the texts stay English.
     static_cast<void>(LoadTranslation(GetTranslator(), kLanguageOfCore));
     PrintMessage(kBanner);
 
     CUiGP policy;
-    // Without a monitor everything stays allowed.
+    // After any failure what was read from the policy holds, or else everything is allowed.
     static_cast<void>(policy.StartPolicyMonitor(1));
     if (const Failure refusal = RefusalBy(policy, kLaunch)) {
         return *refusal;

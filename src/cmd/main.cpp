@@ -1,23 +1,21 @@
 #include "cmd/startup.h"
 #include "engine/guarded.h"
 #include "messages/console_output.h"
-#include "trace/VLTrace.h" // for its object, which is to be there before the entry point runs
+#include "trace/VLTrace.h" // its object is to exist before the entry point runs
 #include "win/com_apartment.h"
 #include "win/result_code.h"
 
 namespace {
 
-// What Windows would ask the user about, a drive without a medium above all, is to fail instead: nobody may be there to
-// answer. What the caller has switched off stays so.
+// Has Windows let calls fail where it would ask the user, about a drive without a medium for instance: nobody may be
+// there to answer. What the caller has switched off stays so.
 void KeepDialogsAway()
 {
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
 }
 
-Result RunProgram(int argc, wchar_t** argv)
+Result RunInNormalMode(int argc, wchar_t** argv)
 {
-    KeepDialogsAway();
-    const ConsoleOutput output;
     if (IsSafeBoot()) {
         PrintSafeBootRefusal();
         return kSuccess;
@@ -27,11 +25,20 @@ Result RunProgram(int argc, wchar_t** argv)
         return win::CodeOf(apartment.Result());
     }
     if (const HRESULT security = InitializeProcessSecurity(); FAILED(security)) {
-        // The process ends at once, and COM is left to end with it.
+        // COM is not closed: it ends with the process.
         apartment.Abandon();
         return win::CodeOf(security);
     }
     return RunCommandLine(argc, argv);
+}
+
+// A run that has succeeded ends with the error of its output if the device refused that.
+Result RunProgram(int argc, wchar_t** argv)
+{
+    KeepDialogsAway();
+    const ConsoleOutput output;
+    const Result result = RunInNormalMode(argc, argv);
+    return result == kSuccess ? output.Error() : result;
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "db/db_interfaces.h"
 #include "win/com_ptr.h"
-#include "win/late_bound.h"
 
 #include <cstdint>
 #include <string>
@@ -12,9 +11,9 @@ namespace vldb {
 // A connection over an ADO Connection object.
 class CAdoDbConnection final : public IDbConnection, public IDbTransaction, public IDbCommand {
 public:
-    // Opens the connection with ADO's own connection string. How that ended is told to the caller, which knows in what
-    // operation it happened; after a failure the object is good for nothing.
-    CAdoDbConnection(const std::wstring& connectionString, win::CallResult& opened);
+    // Opens the connection with ADO's own connection string. Throws ComError, because the operation that fails is the
+    // one in which a connection is made.
+    explicit CAdoDbConnection(const std::wstring& connectionString);
     CAdoDbConnection(const CAdoDbConnection&) = delete;
     CAdoDbConnection(CAdoDbConnection&&) = delete;
     ~CAdoDbConnection();

@@ -16,23 +16,23 @@ std::wstring MessageOf(const win::CallResult& failure)
     return system.empty() ? failure.description : failure.description + L"\r\n" + system + L"\r\n";
 }
 
-CDbError MakeError(const win::CallResult& failure, const std::wstring& query, const wchar_t* source, int line)
+std::wstring TextOf(const win::CallResult& failure, const wchar_t* source, int line, const std::wstring* statement)
 {
-    return {failure.code, L"\r\n" + MessageOf(failure) + query + L"\r\n\r\n" + win::ReturnCodeText(failure.code) +
-                              L" (" + source + L"/#" + std::to_wstring(line) + L")\r\n"};
+    const std::wstring query = statement == nullptr ? std::wstring() : L"\r\n\r\nSQL Query:\r\n" + *statement;
+    return L"\r\n" + MessageOf(failure) + query + L"\r\n\r\n" + win::ReturnCodeText(failure.code) + L" (" + source +
+           L"/#" + std::to_wstring(line) + L")\r\n";
 }
 
 } // namespace
 
-CDbError MakeDbError(const win::CallResult& failure, const wchar_t* source, int line)
+CDbError MakeDbError(const win::CallResult& failure, const wchar_t* source, int line,
+                     const std::wstring* statement) noexcept
 {
-    return MakeError(failure, {}, source, line);
-}
-
-CDbError MakeStatementError(const win::CallResult& failure, const std::wstring& statement, const wchar_t* source,
-                            int line)
-{
-    return MakeError(failure, L"\r\n\r\nSQL Query:\r\n" + statement, source, line);
+    try {
+        return {failure.code, TextOf(failure, source, line, statement)};
+    } catch (const std::exception&) {
+        return {failure.code, {}};
+    }
 }
 
 } // namespace vldb

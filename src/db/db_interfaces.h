@@ -20,7 +20,8 @@ public:
     virtual std::int32_t GetColumnCount() = 0;
     virtual std::wstring GetColumnName(std::int32_t index) = 0;
     virtual bool IsNull(std::int32_t index) = 0;
-    // The column's value, converted by Automation's rules; NULL is no number and fails.
+    // The column's value, converted by Automation's rules; NULL is no number and fails. A single-precision value counts
+    // as the shortest decimal that it stands for.
     virtual std::int32_t GetInt32(std::int32_t index) = 0;
     virtual std::int64_t GetInt64(std::int32_t index) = 0;
     virtual double GetDouble(std::int32_t index) = 0;

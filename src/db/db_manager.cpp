@@ -5,8 +5,8 @@
 #include "trace/VLTrace.h"
 #include "win/text.h"
 
-#include <exception>
 #include <memory>
+#include <string_view>
 
 namespace vldb {
 
@@ -20,8 +20,7 @@ void CloseAndDelete(Object* object) noexcept
     const std::unique_ptr<Object> owner(object);
     try {
         owner->Close();
-    } catch (const CDbError&) {       // NOLINT(bugprone-empty-catch): there is nobody left to be told.
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): memory ran out; the object goes all the same.
+    } catch (const CDbError&) { // NOLINT(bugprone-empty-catch): there is nobody left to be told.
     }
 }
 
@@ -40,16 +39,14 @@ CDbManager::~CDbManager()
 IDbConnection* CDbManager::Connect(const std::wstring& connectionString)
 {
     const TraceEntry entry(kSource, L"vldb::CDbManager::Connect", __LINE__);
-    const std::size_t colon = connectionString.find(L':');
-    if (colon == std::wstring::npos || !win::EqualNames(connectionString.substr(0, colon), L"ADO")) {
-        return nullptr;
-    }
-    win::CallResult opened;
-    auto connection = std::make_unique<CAdoDbConnection>(connectionString.substr(colon + 1), opened);
-    if (FAILED(opened.code)) {
-        throw MakeDbError(opened, kSource, __LINE__);
-    }
-    return connection.release();
+    return Attempt(kSource, [&]() -> IDbConnection* {
+        const std::wstring_view text = connectionString;
+        const std::size_t colon = text.find(L':');
+        if (colon == std::wstring_view::npos || !win::EqualNames(text.substr(0, colon), L"ADO")) {
+            return nullptr;
+        }
+        return std::make_unique<CAdoDbConnection>(connectionString.substr(colon + 1)).release();
+    });
 }
 
 void CDbManager::Lock()
@@ -64,7 +61,7 @@ void CDbManager::Unlock()
 
 IDbManager* GetDbManager()
 {
-    static const std::unique_ptr<CDbManager> manager = std::make_unique<CDbManager>();
+    static const std::unique_ptr<CDbManager> manager = Attempt(kSource, [] { return std::make_unique<CDbManager>(); });
     return manager.get();
 }
 

@@ -25,20 +25,16 @@ public:
 // The process's manager, created by the first call.
 [[nodiscard]] IDbManager* GetDbManager();
 
-// Closes and deletes what CDbManager::Connect and ExecuteReader made. That closing fails is not told: by then all that
-// was wanted has been read.
+// Closes and deletes what CDbManager::Connect and ExecuteReader made. A failure to close it is ignored: what was wanted
+// has been read.
 void Release(IDbConnection* connection) noexcept;
 void Release(IDbReader* reader) noexcept;
 
 template <typename Interface>
-struct DbObjectTraits {
-    using Type = Interface*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type object) noexcept { vldb::Release(object); }
-};
+using DbObject = win::Owner<Interface*, static_cast<void (*)(Interface*)>(Release)>;
 
 // Owners of the two; a reader goes before its connection.
-using DbConnection = win::Owner<DbObjectTraits<IDbConnection>>;
-using DbReader = win::Owner<DbObjectTraits<IDbReader>>;
+using DbConnection = DbObject<IDbConnection>;
+using DbReader = DbObject<IDbReader>;
 
 } // namespace vldb

@@ -34,7 +34,7 @@ struct OptimizeJob : DriveJob {
 
 // Starts the work on every drive, each on a thread of its own, and returns when all threads have ended. Analysing and
 // zeroing fail when a drive failed, with the last result in list order that is not 0, or 0 where none is; an
-// optimisation returns 0 whatever its drives returned. A drive whose thread cannot be started has no part in it.
+// optimisation returns 0 whatever its drives returned. A drive whose thread cannot be started is passed over.
 [[nodiscard]] Failure AnalyzeDrives(const std::wstring& computer, const DriveList& drives, bool wait);
 [[nodiscard]] Result OptimizeDrives(const DriveList& drives, const OptimizeJob& settings);
 [[nodiscard]] Failure ZeroFreeSpaceOnDrives(const std::wstring& computer, const DriveList& drives, bool wait);

@@ -48,7 +48,8 @@ Failure FindVolumeIdentity(const std::wstring& computer, std::wstring_view typed
     bool found = false;
     const HRESULT walk = WalkDrives(*agent, [&](std::wstring_view piece, IVLDrive& drive) {
         win::Bstr name;
-        found = SUCCEEDED(drive.GetDriveName(name.Put())) && win::EqualNames(name.View(), wanted);
+        // A word that converts to nothing does not name a drive without a name.
+        found = SUCCEEDED(drive.GetDriveName(name.Put())) && !wanted.empty() && win::EqualNames(name.View(), wanted);
         if (found) {
             identity = piece;
         }

@@ -4,11 +4,12 @@
 #include "win/error_text.h"
 #include "win/result_code.h"
 #include "win/system_library.h"
+#include "win/text.h"
 
 #include <cmath>
 #include <cwchar>
-#include <iomanip>
-#include <sstream>
+#include <limits>
+#include <utility>
 
 namespace {
 
@@ -119,10 +120,10 @@ std::wstring FormatSize(double size, int smallestExponent)
     for (const SizeUnit& unit : kSizeUnits) {
         const bool large = unit.reached ? magnitude >= unit.divisor : magnitude > unit.divisor;
         if (large || smallestExponent >= unit.exponent) {
-            return GetMessage(unit.message, {Rounded(size / unit.divisor, unit.decimals)}).ToWideString();
+            return ToWideString(GetMessage(unit.message, {Rounded(size / unit.divisor, unit.decimals)}));
         }
     }
-    return GetMessage(kBytes, {Rounded(size, 0)}).ToWideString();
+    return ToWideString(GetMessage(kBytes, {Rounded(size, 0)}));
 }
 
 std::wstring FormatSizeShort(double size)
@@ -141,16 +142,12 @@ std::wstring FormatSizeShort(double size)
 
 std::wstring FormatNumber(double value, int width, wchar_t fill, int decimals)
 {
-    std::wostringstream stream;
-    stream << std::fixed << std::setprecision(decimals);
-    if (width >= 0) {
-        stream << std::setw(width);
-    }
-    if (fill != kDefaultFill) {
-        stream << std::setfill(fill);
-    }
-    stream << value;
-    std::wstring text = stream.str();
+    // A sign, the digits of the greatest number, the point, the decimals (six where their count is negative), a NUL.
+    const auto length =
+        static_cast<std::size_t>(std::numeric_limits<double>::max_exponent10 + 4 + (decimals < 0 ? 6 : decimals));
+    std::wstring text(length, L'\0');
+    text.resize(static_cast<std::size_t>(std::swprintf(text.data(), length, L"%.*f", decimals, value)));
+    text = win::PaddedLeft(std::move(text), width, fill);
     if (text.find(L'.') != std::wstring::npos) {
         text.erase(text.find_last_not_of(L'0') + 1);
         if (text.ends_with(L'.')) {

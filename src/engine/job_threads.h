@@ -11,14 +11,14 @@
 #include <utility>
 #include <vector>
 
-// The worker threads of one batch. Whatever happens to the batch, they have ended before the object goes.
+// The worker threads of one batch. The object's end waits until all threads have ended.
 class JobThreads {
 public:
     // count: how many threads there will be at most.
     explicit JobThreads(std::size_t count) { threads_.reserve(count); }
     JobThreads(const JobThreads&) = delete;
     JobThreads(JobThreads&&) = delete;
-    ~JobThreads() { WaitForAll(); }
+    ~JobThreads() { static_cast<void>(WaitForAll()); }
 
     JobThreads& operator=(const JobThreads&) = delete;
     JobThreads& operator=(JobThreads&&) = delete;
@@ -38,7 +38,8 @@ public:
     }
 
     // Waits until all threads have ended. Fails when one of them failed, with the last exit code that is not 0, in the
-    // order in which they were started; with 0 where none is.
+    // order in which they were started; with 0 where none is. Fails with the Windows error, too, where the wait fails
+    // or a thread's exit code cannot be had, which counts in that thread's place.
     [[nodiscard]] Failure Finish();
 
 private:
@@ -46,7 +47,7 @@ private:
     template <typename Job>
     struct Work {
         const Job job;
-        std::atomic<bool>& anyFailed;
+        const std::shared_ptr<std::atomic<bool>> anyFailed;
     };
 
     template <typename Job, Failure (*Run)(const Job&)>
@@ -58,13 +59,15 @@ private:
             return FAILED(apartment.Result()) ? win::CodeOf(apartment.Result()) : Run(work->job);
         });
         if (failure) {
-            work->anyFailed = true;
+            *work->anyFailed = true;
         }
         return failure.value_or(kSuccess);
     }
 
-    void WaitForAll() const;
+    // Returns 0 or the Windows error of the wait.
+    [[nodiscard]] DWORD WaitForAll() const;
 
-    std::atomic<bool> anyFailed_ = false; // an exit code of 0 may be that of a failure
+    // An exit code of 0 may be that of a failure. Shared with the threads, which run on where the wait for them fails.
+    std::shared_ptr<std::atomic<bool>> anyFailed_ = std::make_shared<std::atomic<bool>>(false);
     std::vector<win::KernelHandle> threads_;
 };

@@ -30,6 +30,11 @@ HRESULT OpenDrive(const std::wstring& name, OpenedDrive& opened)
     return FAILED(result) ? result : GetMountPoint(*opened.drive, opened.mountPoint);
 }
 
+void ForgetErrorObject() noexcept
+{
+    static_cast<void>(SetErrorInfo(0, nullptr));
+}
+
 std::wstring OperationError(HRESULT failure, int line)
 {
     return FormatError(failure, L"Operations", line);

@@ -23,6 +23,10 @@ struct OpenedDrive {
 // The drive of a name and its mount point, through opened.agent. Returns the first failing HRESULT.
 [[nodiscard]] HRESULT OpenDrive(const std::wstring& name, OpenedDrive& opened);
 
+// Takes away the error object that an earlier call may have left on the thread. It stands before each call whose
+// failure is printed with an error text, so that the text tells of that call alone.
+void ForgetErrorObject() noexcept;
+
 // The error text of a failing HRESULT, which names the operations' source and the line.
 [[nodiscard]] std::wstring OperationError(HRESULT failure, int line);
 
@@ -30,5 +34,5 @@ struct OpenedDrive {
 Result ReportFailure(const Message& message, HRESULT failure, int line);
 
 // Tells the product's other programs that drives have changed: only on the local computer, and only when the product's
-// own window, which sees it by itself, is not running. A refusal is of no consequence.
+// own window, which sees it by itself, is not running. A failure is ignored.
 void SendRefreshNotice(const std::wstring& computer);

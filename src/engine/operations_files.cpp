@@ -10,7 +10,6 @@ namespace {
 constexpr Message kDefragStarted{2893, "Single File defragmentation started on drive %1."};
 constexpr Message kDefragFailed{2892, "Single File defragmentation failed due to error %1"};
 constexpr Message kNoDriveName{284, "%1 is not a valid DriveName ."};
-constexpr Message kNoDriveType{267, "%1 Could not be converted to a known drive type ."};
 constexpr Message kNoVolume{268, "%1 Could not be matched with a known volume GUID ."};
 constexpr Message kNoDriveManager{1615, "Failed to get Drive manager due to error %1"};
 constexpr Message kNoFileName{1616, "Failed to get File Name from id  error %1."};
@@ -37,6 +36,7 @@ Result DefragFiles(const std::wstring& computer, const std::wstring& drive, cons
         return win::CodeOf(ready);
     }
     const win::Bstr filePaths(paths);
+    ForgetErrorObject();
     if (const HRESULT result = opened.agent->DefragFile(opened.drive.Get(), filePaths.Get()); FAILED(result)) {
         ReportFailure(kDefragFailed, result, kDefragLine);
         return kEngineCallFailed;
@@ -51,16 +51,13 @@ Result ShowFileNameById(const std::wstring& computer, const std::wstring& drive,
         PrintMessage(kNoDriveName, {drive});
         return kBadCommandData;
     }
-    if (ConvertDriveSpec(drive).kind == DriveSpecKind::Unknown) {
-        PrintMessage(kNoDriveType, {drive});
-        return kBadCommandData;
-    }
     std::wstring volume;
     if (const Failure failure = FindVolumeIdentity(computer, drive, volume)) {
         PrintMessage(kNoVolume, {drive});
         return *failure;
     }
     win::ComPtr<IVLAgent> agent;
+    ForgetErrorObject();
     if (const HRESULT connection = ConnectToAgent(computer, &agent); FAILED(connection)) {
         return ReportFailure(kNoDriveManager, connection, kConnectLine);
     }
@@ -69,6 +66,7 @@ Result ShowFileNameById(const std::wstring& computer, const std::wstring& drive,
     }
     const win::Bstr volumePath(volume);
     win::Bstr fileName;
+    ForgetErrorObject();
     if (const HRESULT result = agent->GetFileNameById(volumePath.Get(), fileId, fileName.Put()); FAILED(result)) {
         return ReportFailure(kNoFileName, result, kFileNameLine);
     }

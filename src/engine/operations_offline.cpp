@@ -53,6 +53,7 @@ Result ScheduleBootTime(const std::wstring& computer, const std::wstring& drive,
         PrintMessage(kNoFileTypes);
         return kBadCommandData;
     }
+    ForgetErrorObject();
     return ReportRequest(opened, opened.agent->ScheduleBootTime(opened.drive.Get(), mask), kScheduled, kNotScheduled,
                          kScheduleLine);
 }
@@ -66,6 +67,7 @@ Result CancelBootTime(const std::wstring& computer, const std::wstring& drive)
     if (FAILED(OpenDrive(drive, opened))) {
         return kEngineCallFailed;
     }
+    ForgetErrorObject();
     return ReportRequest(opened, opened.agent->CancelBootTime(opened.drive.Get()), kRemoved, kNotRemoved, kCancelLine);
 }
 

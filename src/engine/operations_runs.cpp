@@ -59,7 +59,8 @@ constexpr int kIdleAllowance = 11;
 // What a refused rights check makes of the job.
 enum class AccessRefusal { NotPermitted, EngineFailure };
 
-// Connects, checks access and opens the job's drive; each failure has been printed.
+// Connects, checks access and opens the job's drive; each failure has been printed. What the caller starts next finds
+// no error object on the thread.
 Failure OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal refusal, OpenedDrive& opened)
 {
     if (FAILED(ConnectToAgent(job.computer, &opened.agent))) {
@@ -69,12 +70,15 @@ Failure OpenJobDrive(const DriveJob& job, const JobText& text, AccessRefusal ref
     if (const Result access = CheckAccess(*opened.agent, &denied); access != kSuccess) {
         return refusal == AccessRefusal::NotPermitted ? access : win::CodeOf(denied);
     }
+    ForgetErrorObject();
     if (const HRESULT result = GetDrive(*opened.agent, job.drive, opened.drive); FAILED(result)) {
         return ReportFailure(kNoDrive, result, text.driveLine);
     }
+    ForgetErrorObject();
     if (const HRESULT result = GetMountPoint(*opened.drive, opened.mountPoint); FAILED(result)) {
         return ReportFailure(kNoMountPoint, result, text.mountPointLine);
     }
+    ForgetErrorObject();
     return std::nullopt;
 }
 
@@ -86,7 +90,7 @@ Failure FollowJob(const DriveJob& job, const JobText& text, const OpenedDrive& o
     }
     PrintMessage(text.started, {opened.mountPoint});
     if (job.wait) {
-        // However the wait ended, the work is not followed any further.
+        // The wait's result is ignored: the message is the same however it ended.
         static_cast<void>(WaitForDriveIdle(*opened.agent, job.drive));
         PrintMessage(text.completed);
     }
@@ -101,6 +105,7 @@ Failure OptimizeOffline(const OptimizeJob& job, const OpenedDrive& opened)
         PrintMessage(kBootTimeScheduled, {opened.mountPoint});
         return kScheduledForBoot;
     }
+    ForgetErrorObject();
     return FollowJob(job, kOfflineText, opened, opened.agent->OptimizeOffline(opened.drive.Get(), job.fileTypes));
 }
 
@@ -127,7 +132,7 @@ Failure AnalyzeDrives(const std::wstring& computer, const DriveList& drives, boo
 
 Result OptimizeDrives(const DriveList& drives, const OptimizeJob& settings)
 {
-    // A single drive's failure has been printed; the run as a whole has always been reported as done.
+    // A drive's failure has been printed; the result of the whole is always 0.
     static_cast<void>(RunBatch<OptimizeJob, OptimizeDrive>(drives, settings));
     return kSuccess;
 }

@@ -28,16 +28,16 @@ void PrintDriveStatus(IVLDrive& drive)
     std::wstring line;
     win::Bstr name;
     if (SUCCEEDED(drive.GetDriveName(name.Put()))) {
-        line = GetMessage(kDriveName, {name.View()}).ToWideString();
+        line = ToWideString(GetMessage(kDriveName, {name.View()}));
     }
     ULONG state = 0;
     if (FAILED(drive.GetState(&state))) {
         PrintText(line);
         return;
     }
-    line += GetMessage(kStatus).ToWideString();
+    line += ToWideString(GetMessage(kStatus));
     if (state < std::size(kStateWords)) {
-        line += GetMessage(kStateWords[state]).ToWideString();
+        line += ToWideString(GetMessage(kStateWords[state]));
     }
     PrintLine(line);
 }

@@ -3,80 +3,58 @@
 #include "messages/translator.h"
 #include "win/text.h"
 
-#include <iomanip>
-#include <sstream>
+#include <utility>
 
-std::wstring CatalogueText::ToWideString() const
+const MessageCatalogue& GetMessageCatalogue()
 {
-    std::wstring result;
-    result.reserve(text_.size());
-    std::size_t at = 0;
-    while (at < text_.size()) {
-        if (text_[at] == L'%') {
-            const int number = win::ReadDecimal(std::wstring_view(text_).substr(at + 1));
-            if (number >= 1 && static_cast<std::size_t>(number) <= arguments_.size()) {
-                result += arguments_[static_cast<std::size_t>(number) - 1];
-                at = text_.find_first_not_of(L"0123456789", at + 1);
-                continue;
-            }
-        }
-        result.push_back(text_[at]);
-        ++at;
-    }
-    return result;
+    static constexpr MessageCatalogue kCatalogue{};
+    return kCatalogue;
 }
 
-// NOLINTNEXTLINE(readability-convert-member-functions-to-static): a lookup is a question to the catalogue.
-CatalogueText MessageCatalogue::Find(std::uint32_t number, const char* englishText) const
+CatalogueText GetMessage(const MessageCatalogue& /*catalogue*/, std::uint32_t number, const char* englishText)
 {
-    return CatalogueText(GetTranslator().Find(number, englishText));
-}
-
-MessageCatalogue& GetMessageCatalogue()
-{
-    static MessageCatalogue catalogue;
-    return catalogue;
-}
-
-CatalogueText GetMessage(const MessageCatalogue& catalogue, std::uint32_t number, const char* englishText)
-{
-    return catalogue.Find(number, englishText);
+    return {GetTranslator().Find(number, englishText)};
 }
 
 CatalogueText GetMessage(const Message& message, std::initializer_list<std::wstring_view> arguments)
 {
-    CatalogueText text = GetMessage(GetMessageCatalogue(), message.number, message.english);
-    for (const std::wstring_view argument : arguments) {
-        text.AddArgument(argument);
-    }
-    return text;
+    return {GetTranslator().Find(message.number, message.english),
+            std::vector<std::wstring>(arguments.begin(), arguments.end())};
 }
 
 void AddArgument(CatalogueText& text, std::wstring_view argument)
 {
-    text.AddArgument(argument);
+    text.arguments.emplace_back(argument);
 }
 
-void AddNumberArgument(CatalogueText& text, std::uint32_t value, int width, wchar_t fill, int base, int precision)
+void AddNumberArgument(CatalogueText& text, std::uint32_t value, int width, wchar_t fill, int base, int /*precision*/)
 {
-    std::wostringstream stream;
-    if (width >= 0) {
-        stream << std::setw(width);
-    }
-    if (fill != kDefaultFill) {
-        stream << std::setfill(fill);
-    }
-    if (base != kDecimal) {
-        stream << std::setbase(base);
-    }
-    if (precision >= 0) {
-        stream << std::setprecision(precision);
-    }
-    stream << value;
-    text.AddArgument(stream.str());
+    const std::uint32_t radix = base == 8 || base == 16 ? static_cast<std::uint32_t>(base) : kDecimal;
+    std::wstring digits;
+    do {
+        digits.insert(digits.begin(), L"0123456789abcdef"[value % radix]);
+        value /= radix;
+    } while (value != 0);
+    text.arguments.push_back(win::PaddedLeft(std::move(digits), width, fill));
 }
 
 std::wstring ToWideString(const CatalogueText& text)
 {
-    return text.ToWideString();
+    const std::wstring_view source = text.text;
+    std::wstring result;
+    result.reserve(source.size());
+    std::size_t at = 0;
+    while (at < source.size()) {
+        if (source[at] == L'%') {
+            const int number = win::ReadDecimal(source.substr(at + 1));
+            if (number >= 1 && static_cast<std::size_t>(number) <= text.arguments.size()) {
+                result += text.arguments[static_cast<std::size_t>(number) - 1];
+                at = source.find_first_not_of(L"0123456789", at + 1);
+                continue;
+            }
+        }
+        result.push_back(source[at]);
+        ++at;
+    }
+    return result;
 }

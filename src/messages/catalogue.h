@@ -6,7 +6,6 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 // A message that is printed in more than one place, or that a table holds: its number and its English text.
@@ -16,34 +15,20 @@ struct Message {
 };
 
 // The result of a lookup: a text and the arguments that replace its placeholders "%1", "%2", ...
-class CatalogueText {
-public:
-    explicit CatalogueText(std::wstring text) : text_(std::move(text)) {}
-
-    // Appends the next argument.
-    void AddArgument(std::wstring_view argument) { arguments_.emplace_back(argument); }
-
-    // The text with its placeholders resolved. A "%" before a number from 1 to the count of arguments gives way, with
-    // the digits of that number, to the argument; any other "%" stands for itself.
-    [[nodiscard]] std::wstring ToWideString() const;
-
-private:
-    std::wstring text_;
-    std::vector<std::wstring> arguments_;
+struct CatalogueText {
+    std::wstring text;
+    std::vector<std::wstring> arguments{};
 };
 
 // The numbered messages of the program. It holds no texts: the English ones stand where they are used, the translated
 // ones in the translator.
-class MessageCatalogue {
-public:
-    // The message's translation where one is loaded, else its English text (system ANSI code page).
-    [[nodiscard]] CatalogueText Find(std::uint32_t number, const char* englishText) const;
-};
+struct MessageCatalogue {};
 
-// The process's catalogue, created by the first call.
-[[nodiscard]] MessageCatalogue& GetMessageCatalogue();
+// The process's catalogue.
+[[nodiscard]] const MessageCatalogue& GetMessageCatalogue();
 
-// Looks up a message; the text that it gives has no arguments yet.
+// Looks up a message: its translation where one is loaded, else its English text (system ANSI code page). The text that
+// it gives has no arguments yet.
 [[nodiscard]] CatalogueText GetMessage(const MessageCatalogue& catalogue, std::uint32_t number,
                                        const char* englishText);
 
@@ -60,10 +45,11 @@ inline constexpr int kDecimal = 10;
 inline constexpr int kDefaultPrecision = -1;
 
 // Appends a number as the text's next argument. width is the least count of characters (negative: as many as needed),
-// fill what stands before a shorter number, base 8, 10 or 16; precision (negative: none) does not change a whole
+// fill what stands before a shorter number, base 8, 10 or 16 (any other means 10); precision does not change a whole
 // number.
 void AddNumberArgument(CatalogueText& text, std::uint32_t value, int width = kDefaultWidth, wchar_t fill = kDefaultFill,
                        int base = kDecimal, int precision = kDefaultPrecision);
 
-// The text with its placeholders resolved; see CatalogueText::ToWideString.
+// The text with its placeholders resolved. A "%" before a number from 1 to the count of arguments gives way, with the
+// digits of that number, to the argument; any other "%" stands for itself.
 [[nodiscard]] std::wstring ToWideString(const CatalogueText& text);

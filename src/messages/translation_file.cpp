@@ -4,23 +4,34 @@
 #include "win/text.h"
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
 constexpr std::wstring_view kHeader = L"#VL_TRANSLATION_FILE";
-constexpr std::wstring_view kLineEnds = L"\r\n";
-constexpr std::wstring_view kFieldEnds = L"\t";
-constexpr std::size_t kFieldsOfMessage = 3;
+constexpr auto kUnreadable = static_cast<std::uint32_t>(E_FAIL);
 constexpr DWORD kChunkBytes = 32768;
+constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
+
+bool IsLineEnd(wchar_t c)
+{
+    return c == L'\r' || c == L'\n';
+}
+
+bool IsTab(wchar_t c)
+{
+    return c == L'\t';
+}
 
 // Cuts the next token off the text: separators before it are passed over, so that there are no empty tokens. Empty
 // when nothing but separators is left.
-std::wstring_view NextToken(std::wstring_view& text, std::wstring_view separators)
+template <typename IsSeparator>
+std::wstring_view NextToken(std::wstring_view& text, IsSeparator isSeparator)
 {
-    text.remove_prefix(std::min(text.find_first_not_of(separators), text.size()));
-    const std::wstring_view token = text.substr(0, text.find_first_of(separators));
-    text.remove_prefix(token.size());
+    const auto begin = std::find_if_not(text.begin(), text.end(), isSeparator);
+    const auto end = std::find_if(begin, text.end(), isSeparator);
+    const std::wstring_view token =
+        text.substr(static_cast<std::size_t>(begin - text.begin()), static_cast<std::size_t>(end - begin));
+    text.remove_prefix(static_cast<std::size_t>(end - text.begin()));
     return token;
 }
 
@@ -44,56 +55,37 @@ wchar_t Unescaped(wchar_t escape)
     }
 }
 
-// Takes the next character off an escaped text; false at its end. A backslash at the very end is no character.
-bool TakeCharacter(std::wstring_view& escaped, wchar_t& character)
+// Visits the characters of an escaped text until visit returns false. A backslash at the very end is no character.
+template <typename Visit>
+void ForEachCharacter(std::wstring_view escaped, Visit visit)
 {
-    if (escaped.starts_with(L'\\')) {
-        escaped.remove_prefix(1);
-        character = escaped.empty() ? L'\0' : Unescaped(escaped.front());
-    } else if (!escaped.empty()) {
-        character = escaped.front();
+    for (std::size_t i = 0; i < escaped.size(); ++i) {
+        const bool isEscape = escaped[i] == L'\\';
+        if (isEscape && ++i == escaped.size()) {
+            return;
+        }
+        if (!visit(isEscape ? Unescaped(escaped[i]) : escaped[i])) {
+            return;
+        }
     }
-    if (escaped.empty()) {
-        return false;
-    }
-    escaped.remove_prefix(1);
-    return true;
 }
 
 // Whether a field has, unescaped, a first and a last character: its quotation marks.
 bool IsQuoted(std::wstring_view field)
 {
-    wchar_t character = 0;
-    const bool hasFirst = TakeCharacter(field, character);
-    return hasFirst && TakeCharacter(field, character);
+    int characters = 0;
+    ForEachCharacter(field, [&](wchar_t) { return ++characters < 2; });
+    return characters == 2;
 }
 
-// The text between a quoted field's first and last character; which characters those are is not looked at.
-std::wstring Unquote(std::wstring_view field)
+// Appends the message of a line, if it has the shape of one.
+void ParseLine(std::wstring_view line, std::vector<TranslatedMessage>& messages)
 {
-    std::wstring text;
-    text.reserve(field.size());
-    wchar_t character = 0;
-    TakeCharacter(field, character);
-    while (TakeCharacter(field, character)) {
-        text.push_back(character);
-    }
-    text.pop_back();
-    return text;
-}
-
-void ParseLine(std::wstring_view line, Translations& translations)
-{
-    std::array<std::wstring_view, kFieldsOfMessage> fields;
-    for (std::wstring_view& field : fields) {
-        field = NextToken(line, kFieldEnds);
-    }
-    if (fields.back().empty() || !NextToken(line, kFieldEnds).empty()) {
-        return;
-    }
-    const auto& [number, english, translation] = fields;
-    if (IsQuoted(english) && IsQuoted(translation)) {
-        translations.insert_or_assign(static_cast<std::uint32_t>(win::ReadDecimal(number)), Unquote(translation));
+    const std::wstring_view number = NextToken(line, IsTab);
+    const std::wstring_view english = NextToken(line, IsTab);
+    const std::wstring_view translation = NextToken(line, IsTab);
+    if (IsQuoted(english) && IsQuoted(translation) && NextToken(line, IsTab).empty()) {
+        messages.push_back({static_cast<std::uint32_t>(win::ReadDecimal(number)), translation});
     }
 }
 
@@ -104,10 +96,9 @@ std::uint32_t ReadTranslationFile(const std::wstring& path, std::wstring& text)
     win::FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                                      FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) {
-        return static_cast<std::uint32_t>(E_FAIL);
+        return kUnreadable;
     }
-    // ReadFile tells only "no more" from "more"; whether "no more" was a failure is in the last error, which must hold
-    // nothing older than the reading.
+    // Whether reading ended with a failure is told by the last error alone, which must hold nothing older.
     SetLastError(ERROR_SUCCESS);
     std::size_t bytes = 0;
     DWORD read = 0;
@@ -118,20 +109,35 @@ std::uint32_t ReadTranslationFile(const std::wstring& path, std::wstring& text)
             break;
         }
         bytes += read;
+        if (bytes > kMostBytes) {
+            return kUnreadable;
+        }
     } while (read != 0);
     text.resize(bytes / sizeof(wchar_t));
     file.Reset();
     return GetLastError();
 }
 
-bool ParseTranslations(std::wstring_view text, Translations& translations)
+bool ParseTranslations(std::wstring_view text, std::vector<TranslatedMessage>& messages)
 {
     text = text.substr(0, text.find(L'\0'));
-    if (NextToken(text, kLineEnds) != kHeader) {
+    if (NextToken(text, IsLineEnd) != kHeader) {
         return false;
     }
-    for (std::wstring_view line = NextToken(text, kLineEnds); !line.empty(); line = NextToken(text, kLineEnds)) {
-        ParseLine(line, translations);
+    for (std::wstring_view line = NextToken(text, IsLineEnd); !line.empty(); line = NextToken(text, IsLineEnd)) {
+        ParseLine(line, messages);
     }
     return true;
+}
+
+std::wstring Unquoted(std::wstring_view field)
+{
+    std::wstring text;
+    text.reserve(field.size());
+    ForEachCharacter(field, [&](wchar_t character) {
+        text.push_back(character);
+        return true;
+    });
+    // Which characters the first and the last one are does not matter.
+    return text.substr(1, text.size() - 2);
 }

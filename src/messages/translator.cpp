@@ -8,7 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -27,7 +27,7 @@ constexpr Language kLanguages[] = {
     {4, L"Chinese", L"\u4E2D\u6587"},
 };
 
-// Where the language's translation file stands; empty when there is no such language or no telling where.
+// The path of the language's translation file; empty for an unknown language or when the program's folder is unknown.
 std::wstring TranslationPath(LANGID id)
 {
     const std::vector<Language> languages = GetLanguages();
@@ -79,31 +79,29 @@ std::wstring Translator::Find(std::uint32_t number, const char* englishText)
     if (includeTransId_) {
         text = L"(-" + std::to_wstring(static_cast<std::int32_t>(number)) + L"-)";
     }
-    if (const auto found = translations_.find(number); found != translations_.end()) {
-        return text + found->second;
+    const auto after = std::upper_bound(
+        messages_.begin(), messages_.end(), number,
+        [](std::uint32_t wanted, const TranslatedMessage& message) { return wanted < message.number; });
+    if (after != messages_.begin() && std::prev(after)->number == number) {
+        return text + Unquoted(std::prev(after)->field);
     }
     return text + FromAnsi(englishText);
 }
 
-std::uint32_t Translator::Load(int which)
+std::uint32_t Translator::Load(std::wstring text)
 {
-    const std::lock_guard guard(lock_);
-    const wchar_t* const product = which == kLanguageOfConsole ? kConsoleKey : kCoreKey;
-    win::RegistryKey key;
-    std::uint32_t language = 0;
-    if (RegOpen(HKEY_LOCAL_MACHINE, product, KEY_READ, key) == ERROR_SUCCESS &&
-        RegReadDword(key.Get(), L"Language", language) == ERROR_SUCCESS) {
-        language_ = static_cast<LANGID>(language);
-    }
-    const std::wstring path = TranslationPath(language_);
-    if (path.empty()) {
+    std::list<std::wstring> file;
+    file.push_back(std::move(text));
+    std::vector<TranslatedMessage> messages = messages_;
+    if (!ParseTranslations(file.front(), messages)) {
         return kFailed;
     }
-    std::wstring text;
-    if (const std::uint32_t error = ReadTranslationFile(path, text); error != ERROR_SUCCESS) {
-        return error;
-    }
-    return ParseTranslations(text, translations_) ? 0 : kFailed;
+    std::stable_sort(
+        messages.begin(), messages.end(),
+        [](const TranslatedMessage& left, const TranslatedMessage& right) { return left.number < right.number; });
+    messages_.swap(messages);
+    files_.splice(files_.end(), file);
+    return 0;
 }
 
 Translator& GetTranslator()
@@ -113,6 +111,24 @@ Translator& GetTranslator()
 }
 
 std::uint32_t LoadTranslation(Translator& translator, int which)
-{
-    return translator.Load(which);
+try {
+    const std::lock_guard guard(translator.lock_);
+    const wchar_t* const product = which == kLanguageOfConsole ? kConsoleKey : kCoreKey;
+    win::RegistryKey key;
+    std::uint32_t language = 0;
+    if (RegOpen(HKEY_LOCAL_MACHINE, product, KEY_READ, key) == ERROR_SUCCESS &&
+        RegReadDword(key.Get(), L"Language", language) == ERROR_SUCCESS) {
+        translator.language_ = static_cast<LANGID>(language);
+    }
+    const std::wstring path = TranslationPath(translator.language_);
+    if (path.empty()) {
+        return kFailed;
+    }
+    std::wstring text;
+    if (const std::uint32_t error = ReadTranslationFile(path, text); error != ERROR_SUCCESS) {
+        return error;
+    }
+    return translator.Load(std::move(text));
+} catch (const std::bad_alloc&) {
+    return static_cast<std::uint32_t>(E_OUTOFMEMORY);
 }

@@ -4,6 +4,7 @@
 #include "win/critical_section.h"
 
 #include <cstdint>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -32,12 +33,14 @@ public:
     // page) converted; before it "(-number-)" when "IncludeTransId" asks for it.
     [[nodiscard]] std::wstring Find(std::uint32_t number, const char* englishText);
 
-    // See LoadTranslation.
-    [[nodiscard]] std::uint32_t Load(int which);
-
 private:
+    friend std::uint32_t LoadTranslation(Translator& translator, int which);
+
+    std::uint32_t Load(std::wstring text);
+
     win::CriticalSection lock_;
-    Translations translations_;
+    std::list<std::wstring> files_;           // the files' texts as they were read
+    std::vector<TranslatedMessage> messages_; // views of them, ordered by number; of equal numbers the last one counts
     LANGID language_;
     bool includeTransId_ = false;
 };
@@ -47,5 +50,6 @@ private:
 
 // Loads the translation file of the language that the chosen key's DWORD "Language" names: English name + ".tr" in the
 // program's folder. Returns 0; E_FAIL (0x80004005) for an unknown language and a file that cannot be opened or does not
-// begin with the header; the Windows error that ended the reading.
+// begin with the header; the Windows error that ended the reading. Where memory runs out, E_OUTOFMEMORY, and the texts
+// stay as they were.
 std::uint32_t LoadTranslation(Translator& translator, int which);

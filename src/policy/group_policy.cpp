@@ -17,7 +17,7 @@ constinit win::SystemFunction<decltype(RegisterGPNotification)> registerNotifica
 constinit win::SystemFunction<decltype(UnregisterGPNotification)> unregisterNotification(userEnvironment,
                                                                                          "UnregisterGPNotification");
 
-// An event as CreateEventW makes it; on failure the error is told.
+// Makes an event. Returns 0 or the Windows error.
 DWORD MakeEvent(BOOL manualReset, win::KernelHandle& event) noexcept
 {
     event.Reset(CreateEventW(nullptr, manualReset, FALSE, nullptr));

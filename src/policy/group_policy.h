@@ -29,8 +29,8 @@ enum class Permission : std::uint8_t {
     Count,
 };
 
-// The permissions that group policy grants, kept up to date by a monitor thread while it is started. What a change of
-// policy means is the derived class's.
+// The permissions that group policy grants, kept up to date by a monitor thread while it runs. The derived class reads
+// them.
 class CGP : public CLockable {
 public:
     CGP() = default;

@@ -35,14 +35,13 @@ constinit win::SystemFunction<decltype(EnterCriticalPolicySection)> enterSection
 constinit win::SystemFunction<decltype(LeaveCriticalPolicySection)> leaveSection(userEnvironment,
                                                                                  "LeaveCriticalPolicySection");
 
-struct PolicySectionTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type section) noexcept { leaveSection(section); }
-};
+void LeaveSection(HANDLE section) noexcept
+{
+    leaveSection(section);
+}
 
 // The user's critical policy section: while it is held, group policy is not applied.
-using PolicySection = win::Owner<PolicySectionTraits>;
+using PolicySection = win::Owner<HANDLE, LeaveSection>;
 
 } // namespace
 
@@ -69,7 +68,7 @@ void CUiGP::OnMachinePolicyChanged(int /*refresh*/) noexcept {}
 
 void CUiGP::OnUserPolicyChanged(int refresh) noexcept
 {
-    // Read even when the section cannot be had: values that may be changing are better than none.
+    // The values are read even without the section, though they may be changing.
     const PolicySection section(refresh != 0 ? enterSection(FALSE) : nullptr);
     win::RegistryKey key;
     if (RegOpen(HKEY_CURRENT_USER, kPolicyKey, KEY_QUERY_VALUE, key) != ERROR_SUCCESS) {
@@ -77,9 +76,8 @@ void CUiGP::OnUserPolicyChanged(int refresh) noexcept
     }
     SetDefaults();
     for (const PolicyValue& value : kPolicyValues) {
-        std::uint32_t data = 0;
-        if (RegReadDword(key.Get(), value.name, data) == ERROR_SUCCESS) {
-            SetAllowed(value.permission, data == kAllowed);
+        if (const std::optional<std::uint32_t> data = RegFindDword(key.Get(), value.name)) {
+            SetAllowed(value.permission, *data == kAllowed);
         }
     }
 }

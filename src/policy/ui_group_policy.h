@@ -2,8 +2,8 @@
 
 #include "policy/group_policy.h"
 
-// The permissions of the current user, from the "Allow" values of the user's policy key. The machine's policy has no
-// say in them.
+// The permissions of the current user, from the "Allow" values of the user's policy key. The machine's policy does not
+// change them.
 class CUiGP final : public CGP {
 public:
     CUiGP() noexcept;

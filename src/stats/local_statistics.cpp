@@ -115,13 +115,7 @@ const Report& ReportOf(StatisticsKind kind)
 
 std::wstring ConnectionString()
 {
-    std::wstring text;
-    win::RegistryKey core;
-    if (RegOpen(HKEY_LOCAL_MACHINE, kCoreKey, KEY_READ, core) == ERROR_SUCCESS) {
-        // Without the value the text stays empty.
-        static_cast<void>(RegReadString(core.Get(), L"ConnectionString", text));
-    }
-    return text;
+    return RegFindString(HKEY_LOCAL_MACHINE, kCoreKey, L"ConnectionString").value_or(std::wstring());
 }
 
 std::wstring StatementOf(const Report& report, const std::wstring& drive)
@@ -154,7 +148,7 @@ std::optional<std::vector<double>> ReadNewest(const Report& report, const std::w
 
 std::wstring PercentText(double value)
 {
-    // As many characters as the longest number in this notation has, and a few.
+    // The longest number in this notation has 309 digits.
     constexpr std::size_t kLength = 512;
     wchar_t text[kLength] = {};
     std::swprintf(text, kLength, L"%2.1f%%\n", value);
@@ -166,15 +160,15 @@ std::wstring LineText(const ReportLine& line, double value)
     constexpr int kDecimals = 6;
     switch (line.form) {
     case Form::Date:
-        return GetMessage(line.message, {FormatDate(value)}).ToWideString();
+        return ToWideString(GetMessage(line.message, {FormatDate(value)}));
     case Form::Size:
-        return GetMessage(line.message, {FormatSize(value, 0)}).ToWideString();
+        return ToWideString(GetMessage(line.message, {FormatSize(value, 0)}));
     case Form::Number:
-        return GetMessage(line.message, {FormatNumber(value, kDefaultWidth, kDefaultFill, kDecimals)}).ToWideString();
+        return ToWideString(GetMessage(line.message, {FormatNumber(value, kDefaultWidth, kDefaultFill, kDecimals)}));
     case Form::Percent:
         break;
     }
-    return GetMessage(line.message).ToWideString() + PercentText(value);
+    return ToWideString(GetMessage(line.message)) + PercentText(value);
 }
 
 Result ShowDrive(const Report& report, const std::wstring& drive)
@@ -189,7 +183,7 @@ Result ShowDrive(const Report& report, const std::wstring& drive)
         PrintMessage(kNoStatistics, {drive});
         return kSuccess;
     }
-    std::wstring text = GetMessage(report.drive, {drive}).ToWideString();
+    std::wstring text = ToWideString(GetMessage(report.drive, {drive}));
     for (const ReportLine& line : report.lines) {
         text += LineText(line, (*values)[line.column]);
     }
@@ -217,7 +211,7 @@ Result ShowOfflineStats(const std::wstring& drive)
 Result ShowLocalStats(const DriveList& drives, StatisticsKind kind)
 {
     const Report& report = ReportOf(kind);
-    PrintLine(L"\n" + GetMessage(report.computer, {win::LocalComputerName()}).ToWideString());
+    PrintLine(L"\n" + ToWideString(GetMessage(report.computer, {win::LocalComputerName()})));
     for (const std::wstring& drive : drives) {
         if (const Result result = ShowDrive(report, drive); result != kSuccess) {
             CatalogueText failure = GetMessage(kFailed, {drive});

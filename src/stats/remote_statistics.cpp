@@ -8,6 +8,7 @@
 #include "win/result_code.h"
 
 #include <cmath>
+#include <exception>
 
 namespace {
 
@@ -31,42 +32,23 @@ constexpr Figure kFigures[] = {
 constexpr std::wstring_view kDatePath = L"/Fragmented/";
 constexpr std::wstring_view kNewestPoint = L"1";
 
-// The statistics object as the report reads it: the first failure ends the reading.
-class StatisticsReader {
-public:
-    explicit StatisticsReader(IVLStatistics& statistics) : statistics_(statistics) {}
+// Reads a value of the statistics object.
+template <typename Value>
+HRESULT Read(IVLStatistics& statistics, HRESULT (WINAPI IVLStatistics::*get)(BSTR, BSTR, Value*),
+             std::wstring_view path, std::wstring_view name, Value& value)
+{
+    const win::Bstr pathText(path);
+    const win::Bstr nameText(name);
+    return (statistics.*get)(pathText.Get(), nameText.Get(), &value);
+}
 
-    [[nodiscard]] HRESULT Failure() const { return failure_; }
+// The same of the newest point.
+HRESULT ReadNewest(IVLStatistics& statistics, std::wstring_view path, std::wstring_view name, double& value)
+{
+    return Read(statistics, &IVLStatistics::GetDouble, std::wstring(path).append(kNewestPoint), name, value);
+}
 
-    LONG Integer(std::wstring_view path, std::wstring_view name)
-    {
-        return Read<LONG>(&IVLStatistics::GetInteger, path, name);
-    }
-
-    // A value of the newest point.
-    double Double(std::wstring_view path, std::wstring_view name)
-    {
-        return Read<double>(&IVLStatistics::GetDouble, std::wstring(path).append(kNewestPoint), name);
-    }
-
-private:
-    template <typename Value>
-    Value Read(HRESULT (WINAPI IVLStatistics::*get)(BSTR, BSTR, Value*), std::wstring_view path, std::wstring_view name)
-    {
-        Value value{};
-        if (SUCCEEDED(failure_)) {
-            const win::Bstr pathText(path);
-            const win::Bstr nameText(name);
-            failure_ = (statistics_.*get)(pathText.Get(), nameText.Get(), &value);
-        }
-        return value;
-    }
-
-    IVLStatistics& statistics_;
-    HRESULT failure_ = S_OK;
-};
-
-// Later than every point that has been recorded, on whatever clock.
+// A day ahead, so that every recorded point is earlier.
 DATE Tomorrow()
 {
     SYSTEMTIME now{};
@@ -76,7 +58,7 @@ DATE Tomorrow()
     return date + 1.0;
 }
 
-// The drive's newest point. Each call of it is to reach the engine under the caller's own identity.
+// The statistics object with the drive's newest point. Its calls reach the engine under the caller's own identity.
 HRESULT GetStatistics(IVLAgent& agent, const std::wstring& drive, win::ComPtr<IVLStatistics>& statistics)
 {
     const win::Bstr name(drive);
@@ -93,47 +75,63 @@ std::wstring RoundedText(double value)
     return FormatNumber(std::trunc(value + 0.5) + 0.0, kDefaultWidth, kDefaultFill, 0);
 }
 
-// The line's text, in which a percent sign is written doubled.
+// The line's text; of a doubled percent sign in it one stays.
 std::wstring FigureText(const Figure& figure, double before, double after)
 {
-    std::wstring text = GetMessage(figure.message, {RoundedText(before), RoundedText(after)}).ToWideString();
+    std::wstring text = ToWideString(GetMessage(figure.message, {RoundedText(before), RoundedText(after)}));
     for (std::size_t at = text.find(L"%%"); at != std::wstring::npos; at = text.find(L"%%", at + 1)) {
         text.erase(at, 1);
     }
     return text;
 }
 
-// The report of a drive; how reading it ended is the reader's to tell.
-std::wstring ReportText(StatisticsReader& reader, const std::wstring& drive)
+// Reads what the report of a drive shows and appends it to the text. Returns the failure of the first value that cannot
+// be read.
+HRESULT AppendReport(IVLStatistics& statistics, const std::wstring& drive, std::wstring& text)
 {
-    if (reader.Integer(L"/", L"NumStatPoints") < 1) {
-        return GetMessage(kNoStatistics, {drive}).ToWideString();
+    LONG points = 0;
+    if (const HRESULT read = Read(statistics, &IVLStatistics::GetInteger, L"/", L"NumStatPoints", points);
+        FAILED(read)) {
+        return read;
     }
-    std::wstring text = GetMessage(kDrive, {drive}).ToWideString();
-    text += L'\n' + GetMessage(kDate, {FormatDate(reader.Double(kDatePath, L"Date"))}).ToWideString();
-    text += L'\n' + GetMessage(kBeforeAfter).ToWideString();
+    if (points < 1) {
+        text += ToWideString(GetMessage(kNoStatistics, {drive}));
+        return S_OK;
+    }
+    double date = 0;
+    if (const HRESULT read = ReadNewest(statistics, kDatePath, L"Date", date); FAILED(read)) {
+        return read;
+    }
+    text += ToWideString(GetMessage(kDrive, {drive}));
+    text += L'\n' + ToWideString(GetMessage(kDate, {FormatDate(date)}));
+    text += L'\n' + ToWideString(GetMessage(kBeforeAfter));
     for (const Figure& figure : kFigures) {
-        const double before = reader.Double(figure.path, L"Before");
-        const double after = reader.Double(figure.path, L"After");
+        double before = 0;
+        double after = 0;
+        if (const HRESULT read = ReadNewest(statistics, figure.path, L"Before", before); FAILED(read)) {
+            return read;
+        }
+        if (const HRESULT read = ReadNewest(statistics, figure.path, L"After", after); FAILED(read)) {
+            return read;
+        }
         text += L'\n' + FigureText(figure, before, after);
     }
-    return text;
+    return S_OK;
 }
 
-HRESULT ShowDrive(IVLAgent& agent, const std::wstring& drive)
+Result ShowDrive(IVLAgent& agent, const std::wstring& drive)
 {
     win::ComPtr<IVLStatistics> statistics;
     if (const HRESULT result = GetStatistics(agent, drive, statistics); FAILED(result)) {
-        return result;
+        return win::ResultOf(result);
     }
-    StatisticsReader reader(*statistics);
-    const std::wstring text = ReportText(reader, drive);
-    if (FAILED(reader.Failure())) {
+    std::wstring text;
+    if (const HRESULT read = AppendReport(*statistics, drive, text); FAILED(read)) {
         PrintMessage(kFailed);
-        return reader.Failure();
+        return win::ResultOf(read);
     }
     PrintLine(text);
-    return S_OK;
+    return kSuccess;
 }
 
 } // namespace
@@ -145,10 +143,15 @@ Result ShowRemoteStats(const std::wstring& computer, const DriveList& drives)
         return win::ResultOf(connection);
     }
     PrintMessage(kComputer, {computer});
-    for (const std::wstring& drive : drives) {
-        if (const HRESULT result = ShowDrive(*agent, drive); FAILED(result)) {
-            return win::ResultOf(result);
+    try {
+        for (const std::wstring& drive : drives) {
+            if (const Result result = ShowDrive(*agent, drive); result != kSuccess) {
+                return result;
+            }
         }
+    } catch (const std::exception&) { // memory ran out
+        PrintMessage(kFailed);
+        return kOutOfMemory;
     }
     return kSuccess;
 }

@@ -7,7 +7,7 @@
 
 // The latest statistics that the product recorded for drives.
 
-// A database error for want of a database: the configured connection names no known provider, or none is configured.
+// The error where there is no database: the configured connection names no known provider, or none is configured.
 inline constexpr auto kNoDatabase = static_cast<Result>(0x80070429); // the HRESULT of ERROR_DATABASE_DOES_NOT_EXIST
 
 // Print the latest analysis, online or offline optimisation of one drive of the local computer, from the product's
@@ -30,5 +30,6 @@ enum class StatisticsKind {
 
 // Prints what the engine on another computer recorded last for each drive: one report of fragmentation and performance
 // before and after, whatever kind was asked for. Returns 0 or the failing HRESULT, which ends it: of the connection,
-// whose reason has been printed; of asking for a drive's statistics; of reading them, which is told.
+// whose reason has been printed; of asking for a drive's statistics; of reading them, which is told. Memory that runs
+// out on a drive is told in the same way and is kOutOfMemory.
 [[nodiscard]] Result ShowRemoteStats(const std::wstring& computer, const DriveList& drives);

@@ -228,12 +228,7 @@ std::wstring GetHotfixTag(const std::wstring& path)
 std::wstring GetServerDirectory(const wchar_t* localServerKey)
 {
     constexpr std::wstring_view kAround = L"\" ";
-    win::RegistryKey key;
-    std::wstring server;
-    if (RegOpen(HKEY_LOCAL_MACHINE, localServerKey, KEY_READ, key) != ERROR_SUCCESS ||
-        RegReadString(key.Get(), nullptr, server) != ERROR_SUCCESS) {
-        return {};
-    }
+    std::wstring server = RegFindString(HKEY_LOCAL_MACHINE, localServerKey, nullptr).value_or(std::wstring());
     server.erase(0, server.find_first_not_of(kAround));
     server.erase(server.find_last_not_of(kAround) + 1);
     return win::FolderOf(server);

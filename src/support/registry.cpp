@@ -71,11 +71,25 @@ LSTATUS NextValue(HKEY key, DWORD index, wchar_t* name, DWORD* length)
     return RegEnumValueW(key, index, name, length, nullptr, nullptr, nullptr, nullptr);
 }
 
+// What a typed read gives; nothing where it fails.
+template <typename Value>
+std::optional<Value> Find(LSTATUS (*read)(HKEY, const wchar_t*, Value&), HKEY key, const wchar_t* name)
+{
+    Value value{};
+    return read(key, name, value) == ERROR_SUCCESS ? std::optional(std::move(value)) : std::nullopt;
+}
+
 } // namespace
 
-LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey& key) noexcept
+LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey& key, DWORD options) noexcept
 {
-    return RegOpenKeyExW(root, path, 0, access, key.Put());
+    return RegOpenKeyExW(root, path, options, access, key.Put());
+}
+
+bool RegIsLink(HKEY key) noexcept
+{
+    DWORD type = REG_NONE;
+    return RegReadType(key, L"SymbolicLinkValue", type) == ERROR_SUCCESS && type == REG_LINK;
 }
 
 LSTATUS RegReadType(HKEY key, const wchar_t* name, DWORD& type) noexcept
@@ -124,6 +138,28 @@ LSTATUS RegReadString(HKEY key, const wchar_t* name, std::wstring& text)
     }
     text = buffer.get();
     return ERROR_SUCCESS;
+}
+
+std::optional<std::uint32_t> RegFindDword(HKEY key, const wchar_t* name) noexcept
+{
+    return Find<std::uint32_t>(RegReadDword, key, name);
+}
+
+std::optional<std::uint32_t> RegFindDword(HKEY root, const wchar_t* path, const wchar_t* name) noexcept
+{
+    win::RegistryKey key;
+    return RegOpen(root, path, KEY_READ, key) == ERROR_SUCCESS ? RegFindDword(key.Get(), name) : std::nullopt;
+}
+
+std::optional<std::wstring> RegFindString(HKEY key, const wchar_t* name)
+{
+    return Find<std::wstring>(RegReadString, key, name);
+}
+
+std::optional<std::wstring> RegFindString(HKEY root, const wchar_t* path, const wchar_t* name)
+{
+    win::RegistryKey key;
+    return RegOpen(root, path, KEY_READ, key) == ERROR_SUCCESS ? RegFindString(key.Get(), name) : std::nullopt;
 }
 
 LSTATUS RegReadMultiString(HKEY key, const wchar_t* name, std::vector<std::wstring>& items,

@@ -4,20 +4,28 @@
 #include "win/owner.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include <product_version.h>
+
 // The product's keys. Core and console stand under HKEY_LOCAL_MACHINE, the policy under HKEY_CURRENT_USER.
-inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\14.0";
-inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\14.0";
-inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
+inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\" PRODUCT_VERSION;
+inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\" PRODUCT_VERSION;
+inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\" PRODUCT_VERSION;
 
 // Typed reads of registry values. Each function returns a Windows error code: ERROR_SUCCESS, what the registry call
 // answered, or ERROR_INVALID_DATA (13) for a value of another type or with malformed data. On failure an output keeps
 // what it held.
 
-// Opens a key below one of the predefined keys, or below an open one. What the owner held is closed in any case.
-[[nodiscard]] LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey& key) noexcept;
+// Opens a key below one of the predefined keys, or below an open one. What the owner held is closed in any case. With
+// REG_OPTION_OPEN_LINK a symbolic link is opened itself, not the key that it leads to.
+[[nodiscard]] LSTATUS RegOpen(HKEY root, const wchar_t* path, REGSAM access, win::RegistryKey& key,
+                              DWORD options = 0) noexcept;
+
+// Whether an open key is a symbolic link: only one that was opened with REG_OPTION_OPEN_LINK is.
+[[nodiscard]] bool RegIsLink(HKEY key) noexcept;
 
 // Reads the type of a value (REG_SZ and so on), or the number of bytes that its data has. With ERROR_MORE_DATA (234)
 // the output is filled in as well.
@@ -31,6 +39,13 @@ inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra
 // characters that end in a NUL; the text goes as far as the first NUL. ERROR_OUTOFMEMORY (14) where there is no memory
 // for the data.
 [[nodiscard]] LSTATUS RegReadString(HKEY key, const wchar_t* name, std::wstring& text);
+
+// The short form of the two reads above, for a caller that has no use for the error: the value of an open key, or of
+// the key at a path, which is opened with KEY_READ; nothing where the key cannot be opened or the value cannot be read.
+[[nodiscard]] std::optional<std::uint32_t> RegFindDword(HKEY key, const wchar_t* name) noexcept;
+[[nodiscard]] std::optional<std::uint32_t> RegFindDword(HKEY root, const wchar_t* path, const wchar_t* name) noexcept;
+[[nodiscard]] std::optional<std::wstring> RegFindString(HKEY key, const wchar_t* name);
+[[nodiscard]] std::optional<std::wstring> RegFindString(HKEY root, const wchar_t* path, const wchar_t* name);
 
 // How many characters a REG_MULTI_SZ value may have.
 inline constexpr std::size_t kMultiStringCharacters = 16384;

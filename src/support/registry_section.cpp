@@ -17,9 +17,9 @@ struct DumpRequest {
 };
 
 constexpr DumpRequest kRequests[] = {
-    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Velundra\\14.0", nullptr},
-    {L"HKEY_CURRENT_USER\\Software\\Kestrane\\Velundra\\14.0", nullptr},
-    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\VLCore\\14.0", nullptr},
+    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\Velundra\\" PRODUCT_VERSION, nullptr},
+    {L"HKEY_CURRENT_USER\\Software\\Kestrane\\Velundra\\" PRODUCT_VERSION, nullptr},
+    {L"HKEY_LOCAL_MACHINE\\Software\\Kestrane\\VLCore\\" PRODUCT_VERSION, nullptr},
     {L"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Velundra.exe", nullptr},
     {L"HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\VLVolumeFS", nullptr},
     {L"HKEY_LOCAL_MACHINE\\System\\CurrentControlSet\\Services\\VLFsFilter", nullptr},
@@ -104,16 +104,21 @@ void AppendByte(IStream& stream, std::wstring& text)
 // begins with the comma.
 bool AppendBinary(HKEY key, const wchar_t* name, std::wstring& text)
 {
-    constexpr DWORD kBytesPerLine = 13;
+    constexpr std::size_t kBytesPerLine = 13;
+    constexpr std::wstring_view kBreak = L"\\\r\n  ";
+    constexpr std::size_t kDigitsAndComma = 3;
     win::ComPtr<IStream> stream;
     DWORD size = 0;
     if (RegReadValueToStream(key, name, stream) != ERROR_SUCCESS || RegReadSize(key, name, size) != ERROR_SUCCESS) {
         return false;
     }
+    // A text that grows by itself would for a moment take three times the memory.
+    constexpr std::size_t kAround = std::size(kData) + 2 * std::size(kLineEnd);
+    text.reserve(text.size() + kAround + std::size_t{size} * kDigitsAndComma + size / kBytesPerLine * kBreak.size());
     text += kData;
     for (DWORD i = 0; i < size; ++i) {
         if ((i + 1) % kBytesPerLine == 0 && i + 1 != size) {
-            text += L"\\\r\n  ";
+            text += kBreak;
         }
         if (i != 0) {
             text += L',';
@@ -142,7 +147,74 @@ constexpr ValueType kValueTypes[] = {
     {REG_BINARY, L"REG_BINARY", AppendBinary}, {REG_NONE, L"REG_NONE", AppendNothing},
 };
 
-void AppendValue(HKEY key, const std::wstring& name, std::wstring& text)
+// Whether the functions of the registry can be asked for a name. One that holds a NUL would reach them cut short, and
+// they would find another key or value.
+bool CanBeAskedFor(const std::wstring& name)
+{
+    return name.find(L'\0') == std::wstring::npos;
+}
+
+void AppendRequest(const DumpRequest& request, std::wstring& text)
+{
+    const RegistryPath path = SplitRegistryPath(request.path);
+    win::RegistryKey key;
+    if (RegOpen(path.root, path.subkey.c_str(), KEY_READ, key) != ERROR_SUCCESS) {
+        return;
+    }
+    if (request.value == nullptr) {
+        DumpRegistryKey(key.Get(), request.path, text);
+    } else {
+        DumpRegistryValue(key.Get(), request.path, request.value, text);
+    }
+}
+
+} // namespace
+
+std::wstring GetRegistrySection()
+{
+    std::wstring text = L"REGISTRY INFORMATION\r\n\r\n";
+    for (const DumpRequest& request : kRequests) {
+        AppendRequest(request, text);
+    }
+    return text;
+}
+
+void DumpRegistryKey(HKEY key, const std::wstring& path, std::wstring& text, int levels)
+{
+    std::vector<std::wstring> names;
+    if (levels > 0) {
+        RegEnumSubkeyNames(key, names);
+    }
+    for (const std::wstring& name : names) {
+        win::RegistryKey subkey;
+        if (CanBeAskedFor(name) &&
+            RegOpen(key, name.c_str(), KEY_READ, subkey, REG_OPTION_OPEN_LINK) == ERROR_SUCCESS &&
+            !RegIsLink(subkey.Get())) {
+            DumpRegistryKey(subkey.Get(), std::wstring(path).append(1, L'\\').append(name), text, levels - 1);
+        }
+    }
+    DumpRegistryValues(key, path, text);
+}
+
+void DumpRegistryValues(HKEY key, const std::wstring& path, std::wstring& text)
+{
+    text.append(L"* ").append(path).append(kLineEnd);
+    std::vector<std::wstring> names;
+    RegEnumValueNames(key, names);
+    for (const std::wstring& name : names) {
+        if (CanBeAskedFor(name)) {
+            FormatRegistryValue(key, name, text);
+        }
+    }
+}
+
+void DumpRegistryValue(HKEY key, const std::wstring& path, const std::wstring& name, std::wstring& text)
+{
+    text.append(1, L'*').append(path).append(kLineEnd);
+    FormatRegistryValue(key, name, text);
+}
+
+void FormatRegistryValue(HKEY key, const std::wstring& name, std::wstring& text)
 {
     DWORD type = REG_NONE;
     if (RegReadType(key, name.c_str(), type) != ERROR_SUCCESS) {
@@ -158,90 +230,6 @@ void AppendValue(HKEY key, const std::wstring& name, std::wstring& text)
     if (known->appendData(key, name.c_str(), text)) {
         text += kLineEnd;
     }
-}
-
-// Whether the functions of the registry can be asked for a name. One that holds a NUL would reach them cut short, and
-// they would find another key or value.
-bool CanBeAskedFor(const std::wstring& name)
-{
-    return name.find(L'\0') == std::wstring::npos;
-}
-
-void AppendValues(HKEY key, const std::wstring& path, std::wstring& text)
-{
-    text.append(L"* ").append(path).append(kLineEnd);
-    std::vector<std::wstring> names;
-    RegEnumValueNames(key, names);
-    for (const std::wstring& name : names) {
-        if (CanBeAskedFor(name)) {
-            AppendValue(key, name, text);
-        }
-    }
-}
-
-// Appends to one text all the way down, so that nothing is copied from level to level.
-void AppendKey(HKEY key, const std::wstring& path, std::wstring& text)
-{
-    std::vector<std::wstring> names;
-    RegEnumSubkeyNames(key, names);
-    for (const std::wstring& name : names) {
-        win::RegistryKey subkey;
-        if (CanBeAskedFor(name) && RegOpen(key, name.c_str(), KEY_READ, subkey) == ERROR_SUCCESS) {
-            AppendKey(subkey.Get(), std::wstring(path).append(1, L'\\').append(name), text);
-        }
-    }
-    AppendValues(key, path, text);
-}
-
-void AppendRequest(const DumpRequest& request, std::wstring& text)
-{
-    const RegistryPath path = SplitRegistryPath(request.path);
-    win::RegistryKey key;
-    if (RegOpen(path.root, path.subkey.c_str(), KEY_READ, key) != ERROR_SUCCESS) {
-        return;
-    }
-    if (request.value == nullptr) {
-        AppendKey(key.Get(), request.path, text);
-    } else {
-        text += DumpRegistryValue(key.Get(), request.path, request.value);
-    }
-}
-
-} // namespace
-
-std::wstring GetRegistrySection()
-{
-    std::wstring text = L"REGISTRY INFORMATION\r\n\r\n";
-    for (const DumpRequest& request : kRequests) {
-        AppendRequest(request, text);
-    }
-    return text;
-}
-
-std::wstring DumpRegistryKey(HKEY key, const std::wstring& path)
-{
-    std::wstring text;
-    AppendKey(key, path, text);
-    return text;
-}
-
-std::wstring DumpRegistryValues(HKEY key, const std::wstring& path)
-{
-    std::wstring text;
-    AppendValues(key, path, text);
-    return text;
-}
-
-std::wstring DumpRegistryValue(HKEY key, const std::wstring& path, const std::wstring& name)
-{
-    return L'*' + path + kLineEnd + FormatRegistryValue(key, name);
-}
-
-std::wstring FormatRegistryValue(HKEY key, const std::wstring& name)
-{
-    std::wstring text;
-    AppendValue(key, name, text);
-    return text;
 }
 
 RegistryPath SplitRegistryPath(const std::wstring& path)

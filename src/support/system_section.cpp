@@ -59,8 +59,8 @@ const wchar_t* BitnessOf(const WindowsRecord& windows)
     return windows.is64Bit ? L" 64-bit" : L" 32-bit";
 }
 
-// Version, build and product name, for which the registry is believed more than GetVersionExW: that tells the truth
-// about newer versions only to a program that says it knows them.
+// Version, build and product name. The registry's values replace those of GetVersionExW, which tells a program an older
+// version unless the program's manifest names the newer one.
 struct VersionLine {
     DWORD major;
     DWORD minor;
@@ -75,13 +75,13 @@ DWORD ToNumber(const std::wstring& text)
 
 void ReadVersionText(HKEY key, VersionLine& line)
 {
-    std::wstring text;
-    if (RegReadString(key, L"CurrentVersion", text) != ERROR_SUCCESS) {
+    const std::optional<std::wstring> text = RegFindString(key, L"CurrentVersion");
+    if (!text) {
         return;
     }
-    line.major = ToNumber(text);
-    if (const std::size_t point = text.find(L'.'); point != std::wstring::npos) {
-        line.minor = ToNumber(text.substr(point + 1));
+    line.major = ToNumber(*text);
+    if (const std::size_t point = text->find(L'.'); point != std::wstring::npos) {
+        line.minor = ToNumber(text->substr(point + 1));
     }
 }
 
@@ -92,21 +92,18 @@ VersionLine ReadVersion(const OSVERSIONINFOEXW& version)
     if (RegOpen(HKEY_LOCAL_MACHINE, kWindowsKey, KEY_READ, key) != ERROR_SUCCESS) {
         return line;
     }
-    std::uint32_t major = 0;
-    std::uint32_t minor = 0;
-    if (RegReadDword(key.Get(), L"CurrentMajorVersionNumber", major) == ERROR_SUCCESS &&
-        RegReadDword(key.Get(), L"CurrentMinorVersionNumber", minor) == ERROR_SUCCESS) {
-        line.major = major;
-        line.minor = minor;
+    const auto major = RegFindDword(key.Get(), L"CurrentMajorVersionNumber");
+    const auto minor = major ? RegFindDword(key.Get(), L"CurrentMinorVersionNumber") : std::nullopt;
+    if (minor) {
+        line.major = *major;
+        line.minor = *minor;
     } else {
         ReadVersionText(key.Get(), line);
     }
-    std::wstring build;
-    if (RegReadString(key.Get(), L"CurrentBuildNumber", build) == ERROR_SUCCESS) {
-        line.build = ToNumber(build);
+    if (const auto build = RegFindString(key.Get(), L"CurrentBuildNumber")) {
+        line.build = ToNumber(*build);
     }
-    // Without a name the edition stands in for it.
-    static_cast<void>(RegReadString(key.Get(), L"ProductName", line.productName));
+    line.productName = RegFindString(key.Get(), L"ProductName").value_or(std::wstring());
     return line;
 }
 
@@ -125,12 +122,10 @@ std::wstring DescribeWindows(const WindowsRecord& windows)
 std::wstring DescribeProcessors()
 {
     std::wstring text;
-    win::RegistryKey key;
-    std::uint32_t megahertz = 0;
-    if (RegOpen(HKEY_LOCAL_MACHINE, kFirstProcessorKey, KEY_READ, key) == ERROR_SUCCESS &&
-        RegReadDword(key.Get(), L"~MHz", megahertz) == ERROR_SUCCESS) {
-        text += L"CPU Speed: " + std::to_wstring(megahertz) + L" MHZ\n";
+    if (const auto megahertz = RegFindDword(HKEY_LOCAL_MACHINE, kFirstProcessorKey, L"~MHz")) {
+        text += L"CPU Speed: " + std::to_wstring(*megahertz) + L" MHZ\n";
     }
+    win::RegistryKey key;
     if (RegOpen(HKEY_LOCAL_MACHINE, kProcessorsKey, KEY_READ, key) == ERROR_SUCCESS) {
         std::vector<std::wstring> processors;
         RegEnumSubkeyNames(key.Get(), processors);
@@ -158,7 +153,7 @@ std::wstring DescribeMemory()
             text += L"\n - Location: " + pageFile;
         }
     }
-    // The commit limit, which is more than the page files take.
+    // The commit limit, which counts physical memory, too.
     return text + L"\n - Space: " + InKilobytes(memory.ullTotalPageFile);
 }
 
@@ -176,13 +171,8 @@ std::wstring GetSystemInformationSection()
 
 std::wstring GetBiosDateSection()
 {
-    win::RegistryKey key;
-    std::wstring date;
-    if (RegOpen(HKEY_LOCAL_MACHINE, kHardwareKey, KEY_READ, key) == ERROR_SUCCESS &&
-        RegReadString(key.Get(), L"SystemBiosDate", date) == ERROR_SUCCESS) {
-        return L"Bios Date: " + date + L'\n';
-    }
-    return L"\n";
+    const auto date = RegFindString(HKEY_LOCAL_MACHINE, kHardwareKey, L"SystemBiosDate");
+    return date ? L"Bios Date: " + *date + L'\n' : L"\n";
 }
 
 std::wstring GetWindowsEditionName(const WindowsRecord& windows)

@@ -1,16 +1,13 @@
 #include "trace/VLTrace.h"
 
-#include "support/registry.h"
 #include "win/security.h"
-#include "win/shell_folders.h"
-#include "win/system.h"
 #include "win/text.h"
 
-#include <algorithm>
 #include <cstdarg>
-#include <cwchar>
 #include <exception>
 #include <mutex>
+
+#include <product_version.h>
 
 namespace {
 
@@ -18,77 +15,19 @@ constexpr wchar_t kSource[] = L"VLTrace";
 constexpr wchar_t kConstructor[] = L"CVLTrace::CVLTrace";
 constexpr std::uint32_t kMutexLevel = 100000; // of messages about the mutex
 
-constexpr wchar_t kMutexName[] = L"Global\\VL140_LogFileMutex";
+constexpr wchar_t kMutexName[] = L"Global\\VL" PRODUCT_VERSION_DIGITS L"_LogFileMutex";
 constexpr DWORD kMutexPatience = 2000; // milliseconds
 
-constexpr wchar_t kProductFolder[] = L"\\Kestrane\\Velundra\\14.0";
-constexpr wchar_t kFileName[] = L"\\Velundra_TraceLog";
-constexpr wchar_t kExtension[] = L".txt";
-constexpr wchar_t kByteOrderMark = L'\xFEFF';
-
-constexpr std::uint32_t kKilo = 1024;
-constexpr std::uint32_t kSmallestLimit = 5 * kKilo * kKilo; // bytes
-
-constexpr std::size_t kNameColumn = 16;
-constexpr std::size_t kSourceColumn = 32;
-constexpr std::size_t kKeptOfLongName = 13;
-
-constexpr DWORD kUserNameSize = 520;
-constexpr DWORD kProgramPathSize = 4096;
-
-// What wprintf would write. The runtime's own formatting, for it alone tells how long its text is going to be.
-std::wstring PrintList(const wchar_t* format, va_list arguments)
+// Creates the mutex for everyone; an error instead of it.
+DWORD CreateForEveryone(win::KernelHandle& mutex) noexcept
 {
-    va_list again;
-    va_copy(again, arguments);
-    const int length = _vscwprintf(format, again);
-    va_end(again);
-    if (length <= 0) {
-        return {};
+    win::SecurityDescriptor everyone;
+    if (const DWORD error = win::MakeAccessByEveryone(everyone); error != ERROR_SUCCESS) {
+        return error;
     }
-    std::wstring text(static_cast<std::size_t>(length), L'\0');
-    _vsnwprintf_s(text.data(), text.size() + 1, text.size(), format, arguments);
-    return text;
-}
-
-std::wstring Print(const wchar_t* format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    std::wstring text = PrintList(format, arguments);
-    va_end(arguments);
-    return text;
-}
-
-// The text in a column: filled up with blanks, or cut, to the same few characters whatever the column's width.
-std::wstring Column(std::wstring_view text, std::size_t width)
-{
-    if (text.size() > width) {
-        return std::wstring(text.substr(0, kKeptOfLongName)) + L"...";
-    }
-    std::wstring column(text);
-    column.resize(width, L' ');
-    return column;
-}
-
-std::wstring UserName()
-{
-    wchar_t name[kUserNameSize + 1] = {};
-    DWORD size = kUserNameSize;
-    return GetUserNameW(name, &size) != FALSE ? name : std::wstring();
-}
-
-std::wstring ProgramName()
-{
-    std::wstring path(kProgramPathSize, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), kProgramPathSize));
-    return std::wstring(win::BaseName(path));
-}
-
-std::wstring DefaultDirectory()
-{
-    const std::wstring folder = win::CommonApplicationDataFolder();
-    return (folder.empty() ? L"C:\\" : folder) + kProductFolder;
+    SECURITY_ATTRIBUTES security{sizeof security, everyone.Get(), FALSE};
+    mutex.Reset(CreateMutexW(&security, FALSE, kMutexName));
+    return mutex ? ERROR_SUCCESS : GetLastError();
 }
 
 // The mutex that one of the product's programs at a time holds while it writes; after a while the write goes on
@@ -103,7 +42,6 @@ public:
             isHeld_ = waited == WAIT_OBJECT_0 || waited == WAIT_ABANDONED;
         }
     }
-    MutexHold(const MutexHold&) = delete;
     MutexHold(MutexHold&&) = delete;
     ~MutexHold()
     {
@@ -111,33 +49,11 @@ public:
             ReleaseMutex(mutex_);
         }
     }
-    MutexHold& operator=(const MutexHold&) = delete;
-    MutexHold& operator=(MutexHold&&) = delete;
 
 private:
     HANDLE mutex_;
     bool isHeld_ = false;
 };
-
-std::uint32_t WriteText(HANDLE file, std::wstring_view text) noexcept
-{
-    const auto size = static_cast<DWORD>(text.size() * sizeof(wchar_t));
-    DWORD written = 0;
-    if (WriteFile(file, text.data(), size, &written, nullptr) == FALSE) {
-        return GetLastError();
-    }
-    return written == size ? ERROR_SUCCESS : ERROR_DISK_FULL;
-}
-
-std::wstring RollOverName(const std::wstring& directory, const FILETIME& lastWrite)
-{
-    SYSTEMTIME time{};
-    FileTimeToSystemTime(&lastWrite, &time);
-    return directory + kFileName +
-           Print(L"_%04d-%02d-%02d %02d%02d%02d %03d", time.wYear, time.wMonth, time.wDay, time.wHour, time.wMinute,
-                 time.wSecond, time.wMilliseconds) +
-           kExtension;
-}
 
 // Runs work(), whose memory may run out, where no exception may pass.
 template <typename Work>
@@ -165,62 +81,15 @@ std::uint32_t CVLTrace::LoadSettings() noexcept
     if (isLoaded_) {
         return ERROR_SUCCESS;
     }
-    win::RegistryKey key;
-    if (const LSTATUS status = RegOpen(HKEY_LOCAL_MACHINE, kCoreKey, KEY_READ, key); status != ERROR_SUCCESS) {
-        return static_cast<std::uint32_t>(status);
-    }
-    return WithoutException([&]() -> std::uint32_t {
-        ReadSettings(key.Get());
-        isLoaded_ = true;
-        return ERROR_SUCCESS;
-    });
-}
-
-void CVLTrace::ReadSettings(HKEY key)
-{
-    struct NumberSetting {
-        const wchar_t* name;
-        std::uint32_t CVLTrace::*value;
-    };
-    struct TextSetting {
-        const wchar_t* name;
-        std::wstring CVLTrace::*value;
-    };
-    static constexpr NumberSetting kNumbers[] = {
-        {L"TraceLevel", &CVLTrace::traceLevel_},
-        {L"TraceEntryExit", &CVLTrace::traceEntryExit_},
-        {L"TraceMaxFileSizeMB", &CVLTrace::maxFileSize_},
-    };
-    static constexpr TextSetting kTexts[] = {
-        {L"TraceFilePath", &CVLTrace::directory_},
-        {L"TraceString", &CVLTrace::traceString_},
-        {L"TraceModuleList", &CVLTrace::moduleList_},
-    };
-    // A value that cannot be read leaves its default.
-    for (const NumberSetting& setting : kNumbers) {
-        static_cast<void>(RegReadDword(key, setting.name, this->*setting.value));
-    }
-    for (const TextSetting& setting : kTexts) {
-        static_cast<void>(RegReadString(key, setting.name, this->*setting.value));
-    }
-    traceStringUpper_ = win::UpperCase(traceString_);
-    moduleListUpper_ = win::UpperCase(moduleList_);
-    DWORD size = sizeof traceVector_;
-    static_cast<void>(RegReadBinary(key, L"TraceVector", traceVector_.data(), size));
-    std::uint32_t functionName = 0;
-    static_cast<void>(RegReadDword(key, L"TraceFunctionName", functionName));
-    traceFunctionName_ = functionName != 0;
+    const std::uint32_t error = WithoutException([this] { return trace::ReadSettings(settings_); });
+    isLoaded_ = error == ERROR_SUCCESS;
+    return error;
 }
 
 void CVLTrace::CreateLogMutex() noexcept
 {
-    std::uint32_t error = NeedSecurityDescriptor();
+    const DWORD error = CreateForEveryone(mutex_);
     if (error == ERROR_SUCCESS) {
-        SECURITY_ATTRIBUTES security{sizeof security, everyone_.Get(), FALSE};
-        mutex_.Reset(CreateMutexW(&security, FALSE, kMutexName));
-        error = mutex_ ? ERROR_SUCCESS : GetLastError();
-    }
-    if (mutex_) {
         return;
     }
     TraceMessage(kMutexLevel, kSource, kConstructor, __LINE__,
@@ -238,37 +107,17 @@ void CVLTrace::CreateLogMutex() noexcept
                  L"Mutex could not be successfully created or opened. Log file I/O will NOT be mutexed.");
 }
 
-std::uint32_t CVLTrace::NeedSecurityDescriptor() noexcept
-{
-    return everyone_ ? ERROR_SUCCESS : win::MakeAccessByEveryone(everyone_);
-}
-
-void CVLTrace::NeedNames()
-{
-    if (hasNames_) {
-        return;
-    }
-    computerName_ = win::LocalComputerName();
-    userName_ = UserName();
-    programName_ = ProgramName();
-    programNameUpper_ = win::UpperCase(programName_);
-    if (directory_.empty()) {
-        directory_ = DefaultDirectory();
-    }
-    hasNames_ = true;
-}
-
 std::uint32_t CVLTrace::TraceMessage(std::uint32_t level, const wchar_t* source, const wchar_t* function, int line,
                                      const wchar_t* format, ...) noexcept
 {
     const std::lock_guard guard(*this);
-    if (level > traceLevel_) {
+    if (level > settings_.level) {
         return ERROR_SUCCESS;
     }
     va_list arguments;
     va_start(arguments, format);
     const std::uint32_t result =
-        WithoutException([&] { return TraceWrite({}, source, function, line, PrintList(format, arguments)); });
+        WithoutException([&] { return TraceWrite({}, source, function, line, trace::FormatList(format, arguments)); });
     va_end(arguments);
     return result;
 }
@@ -276,7 +125,7 @@ std::uint32_t CVLTrace::TraceMessage(std::uint32_t level, const wchar_t* source,
 void CVLTrace::TraceOperation(const wchar_t* source, const wchar_t* function, int line, std::wstring_view text) noexcept
 {
     // The settings do not change once they have been read, so that this question needs no lock.
-    if (traceEntryExit_ != 1) {
+    if (settings_.entryExit != 1) {
         return;
     }
     const std::lock_guard guard(*this);
@@ -285,16 +134,16 @@ void CVLTrace::TraceOperation(const wchar_t* source, const wchar_t* function, in
 
 bool CVLTrace::IsTraced(std::wstring_view source)
 {
-    if (moduleList_.empty()) {
+    if (settings_.moduleList.empty()) {
         return true;
     }
     if (source.empty()) {
         return false;
     }
-    NeedNames();
-    const std::wstring name(win::BaseName(win::UpperCase(source)));
-    return moduleListUpper_.find(name) != std::wstring::npos ||
-           moduleListUpper_.find(programNameUpper_) != std::wstring::npos;
+    const auto isListed = [this](std::wstring_view name) {
+        return settings_.moduleListUpper.find(win::UpperCase(name)) != std::wstring::npos;
+    };
+    return isListed(win::BaseName(source)) || isListed(Writer().program);
 }
 
 std::uint32_t CVLTrace::TraceWrite(std::wstring_view module, std::wstring_view source, std::wstring_view function,
@@ -304,79 +153,21 @@ std::uint32_t CVLTrace::TraceWrite(std::wstring_view module, std::wstring_view s
         if (!IsTraced(source)) {
             return ERROR_SUCCESS;
         }
-        NeedNames();
+        const trace::Writer& writer = Writer();
+        if (settings_.directory.empty()) {
+            settings_.directory = trace::DefaultDirectory();
+        }
         const MutexHold hold(mutex_.Get());
-        return WriteLine(Compose(module, source, function, line, text));
+        const std::wstring record =
+            trace::LineOf({module, source, function, line, text}, writer, settings_.functionName);
+        return file_.Append(settings_.directory, settings_.maxFileSize, record);
     });
 }
 
-std::wstring CVLTrace::Compose(std::wstring_view module, std::wstring_view source, std::wstring_view function, int line,
-                               std::wstring_view text) const
+const trace::Writer& CVLTrace::Writer()
 {
-    SYSTEMTIME now{};
-    GetLocalTime(&now);
-    std::wstring record =
-        Print(L"%2.02d/%2.02d/%2.02d %2.02d:%2.02d:%2.02d.%3.03d %ls %ls %ls %ls %05d %05u %ls %06d ", now.wMonth,
-              now.wDay, now.wYear, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds, computerName_.c_str(),
-              Column(userName_, kNameColumn).c_str(), Column(programName_, kNameColumn).c_str(),
-              Column(module, kNameColumn).c_str(), GetCurrentProcessId(), GetCurrentThreadId(),
-              Column(win::BaseName(source), kSourceColumn).c_str(), line);
-    if (traceFunctionName_) {
-        record.append(L"(").append(function).append(L") ");
+    if (!writer_) {
+        writer_ = trace::FindWriter();
     }
-    return record.append(text).append(L"\r\n");
-}
-
-std::uint32_t CVLTrace::WriteLine(std::wstring_view record)
-{
-    std::wstring directory = directory_;
-    win::FileHandle file;
-    std::uint32_t error = OpenFile(directory, file);
-    if (error == ERROR_PATH_NOT_FOUND) {
-        if (win::CreateFolders(directory) == ERROR_BAD_PATHNAME) {
-            directory = L"C:";
-        }
-        error = OpenFile(directory, file);
-    }
-    if (error != ERROR_SUCCESS) {
-        return error;
-    }
-
-    // What the file was like before this record decides whether it has had its fill.
-    LARGE_INTEGER size{};
-    if (SetFilePointerEx(file.Get(), {}, &size, FILE_END) == FALSE) {
-        return GetLastError();
-    }
-    FILETIME lastWrite{};
-    const bool isFull =
-        size.QuadPart >= FileSizeLimit() && GetFileTime(file.Get(), nullptr, nullptr, &lastWrite) != FALSE;
-    if (size.QuadPart == 0) {
-        error = WriteText(file.Get(), {&kByteOrderMark, 1});
-    }
-    if (error == ERROR_SUCCESS) {
-        error = WriteText(file.Get(), record);
-    }
-    file.Reset();
-    if (error == ERROR_SUCCESS && isFull) {
-        // Where the file cannot be moved, it grows on.
-        MoveFileW((directory + kFileName + kExtension).c_str(), RollOverName(directory, lastWrite).c_str());
-    }
-    return error;
-}
-
-std::uint32_t CVLTrace::OpenFile(const std::wstring& directory, win::FileHandle& file)
-{
-    if (const std::uint32_t error = NeedSecurityDescriptor(); error != ERROR_SUCCESS) {
-        return error;
-    }
-    SECURITY_ATTRIBUTES security{sizeof security, everyone_.Get(), FALSE};
-    file.Reset(CreateFileW((directory + kFileName + kExtension).c_str(), GENERIC_READ | GENERIC_WRITE,
-                           FILE_SHARE_READ | FILE_SHARE_WRITE, &security, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    return file ? ERROR_SUCCESS : GetLastError();
-}
-
-std::uint32_t CVLTrace::FileSizeLimit() const noexcept
-{
-    // The product of sizes above 4095 MB wraps in 32 bits; the smallest limit makes up for it.
-    return std::max(maxFileSize_ * kKilo * kKilo, kSmallestLimit);
+    return *writer_;
 }

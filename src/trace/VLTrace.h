@@ -1,28 +1,27 @@
 #pragma once
 
 #include "policy/lockable.h"
+#include "trace/file.h"
+#include "trace/record.h"
+#include "trace/settings.h"
 #include "win/owner.h"
 #include "win/system_library.h" // whose guard is to be constructed before this file's object
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 // Diagnostic records in a text file that all programs of the product share: one line a record, UTF-16, moved away when
 // it has grown to its limit. Every result is 0 or a Windows error, which a caller that has a user to serve ignores.
 //
-// Everything that only a written record needs (names, folders) is found out when the first one is written, so that a
-// program that is not traced pays for reading the settings and for the mutex alone.
+// What only a written record needs (names, folders) is found out when the first one is written, so that a program that
+// is not traced pays for reading the settings and for the mutex alone.
 class CVLTrace final : public CLockable {
 public:
     // Reads the settings and makes the mutex that keeps the product's programs apart. Never fails.
     CVLTrace() noexcept;
-    CVLTrace(const CVLTrace&) = delete;
-    CVLTrace(CVLTrace&&) = delete;
-    ~CVLTrace() = default;
-    CVLTrace& operator=(const CVLTrace&) = delete;
-    CVLTrace& operator=(CVLTrace&&) = delete;
 
     // Reads the settings from the core key, unless they have been read. Returns 0, or the error with which the key
     // could not be opened; then all defaults stand.
@@ -45,43 +44,23 @@ public:
     void TraceOperation(const wchar_t* source, const wchar_t* function, int line, std::wstring_view text) noexcept;
 
     // Settings that are kept for the product's other programs; no record of this one is filtered by them.
-    [[nodiscard]] const std::wstring& TraceString() const noexcept { return traceString_; }
-    [[nodiscard]] const std::wstring& TraceStringUpper() const noexcept { return traceStringUpper_; }
-    static constexpr std::size_t kVectorSize = 8192;
-    [[nodiscard]] const std::array<std::uint32_t, kVectorSize>& TraceVector() const noexcept { return traceVector_; }
+    [[nodiscard]] const std::wstring& TraceString() const noexcept { return settings_.string; }
+    [[nodiscard]] const std::wstring& TraceStringUpper() const noexcept { return settings_.stringUpper; }
+    static constexpr std::size_t kVectorSize = trace::Settings::kVectorSize;
+    [[nodiscard]] const std::array<std::uint32_t, kVectorSize>& TraceVector() const noexcept
+    {
+        return settings_.vector;
+    }
 
 private:
-    static constexpr std::uint32_t kDefaultMaxFileSize = 10; // MB
-
-    void ReadSettings(HKEY key);
     void CreateLogMutex() noexcept;
-    std::uint32_t NeedSecurityDescriptor() noexcept;
-    void NeedNames();
-    [[nodiscard]] std::wstring Compose(std::wstring_view module, std::wstring_view source, std::wstring_view function,
-                                       int line, std::wstring_view text) const;
-    std::uint32_t WriteLine(std::wstring_view record);
-    std::uint32_t OpenFile(const std::wstring& directory, win::FileHandle& file);
-    [[nodiscard]] std::uint32_t FileSizeLimit() const noexcept;
+    const trace::Writer& Writer();
 
     bool isLoaded_ = false;
-    std::uint32_t traceLevel_ = 0;
-    std::uint32_t traceEntryExit_ = 0;
-    std::uint32_t maxFileSize_ = kDefaultMaxFileSize;
-    std::wstring directory_; // empty until the first record, where the default one is to be used
-    std::wstring traceString_;
-    std::wstring traceStringUpper_;
-    std::wstring moduleList_;
-    std::wstring moduleListUpper_;
-    std::array<std::uint32_t, kVectorSize> traceVector_{};
-    std::wstring computerName_;
-    std::wstring userName_;
-    win::KernelHandle mutex_; // null: not usable
-    std::wstring programName_;
-    std::wstring programNameUpper_;
-    bool traceFunctionName_ = false;
-
-    bool hasNames_ = false;
-    win::SecurityDescriptor everyone_;
+    trace::Settings settings_;
+    std::optional<trace::Writer> writer_; // none until somebody asks for it
+    win::KernelHandle mutex_;             // null: not usable
+    trace::File file_;
 };
 
 // The process's trace log. Every program that includes this file constructs it before its entry point runs.
@@ -110,11 +89,8 @@ public:
     {
         TraceEnter(source_, function_, line_);
     }
-    TraceEntry(const TraceEntry&) = delete;
     TraceEntry(TraceEntry&&) = delete;
     ~TraceEntry() { TraceStep(source_, function_, line_, L"*** LEAVE ***"); }
-    TraceEntry& operator=(const TraceEntry&) = delete;
-    TraceEntry& operator=(TraceEntry&&) = delete;
 
 private:
     const wchar_t* source_;

@@ -55,7 +55,7 @@ bool IsVolumeOnBus(const std::wstring& volume, std::initializer_list<STORAGE_BUS
     STORAGE_PROPERTY_QUERY query{};
     query.PropertyId = StorageDeviceProperty;
     query.QueryType = PropertyStandardQuery;
-    // What follows the descriptor's fixed part, its texts, is not asked for.
+    // Without the texts that follow the descriptor's fixed part.
     STORAGE_DEVICE_DESCRIPTOR descriptor{};
     descriptor.Size = sizeof descriptor;
     DWORD returned = 0;
@@ -68,10 +68,7 @@ bool IsVolumeOnBus(const std::wstring& volume, std::initializer_list<STORAGE_BUS
 
 bool ShowAllOtherRemovableDrives()
 {
-    win::RegistryKey key;
-    std::uint32_t value = 0;
-    return RegOpen(HKEY_LOCAL_MACHINE, kCoreKey, KEY_READ, key) == ERROR_SUCCESS &&
-           RegReadDword(key.Get(), L"ShowAllOtherRemoveableDrives", value) == ERROR_SUCCESS;
+    return RegFindDword(HKEY_LOCAL_MACHINE, kCoreKey, L"ShowAllOtherRemoveableDrives").has_value();
 }
 
 bool IsEligibleVolume(const std::wstring& root, bool fixedExternal, bool removableKnownBus)

@@ -8,8 +8,8 @@
 #include <string>
 
 // What kind of drive a volume lies on, and whether the product would optimise it. A volume is named by its root path, a
-// drive root or a volume GUID path, which ends in a backslash. None of these fails: what Windows does not tell is not
-// so.
+// drive root or a volume GUID path, which ends in a backslash. None of these fails: where Windows gives no answer, the
+// answer is false.
 
 // Whether the letter's DOS device is a floppy drive.
 [[nodiscard]] bool IsFloppyDrive(wchar_t letter);

@@ -122,7 +122,7 @@ DWORD GetNtfsVolumeData(const std::wstring& path, std::uint32_t* sectorsPerClust
     }
     NTFS_VOLUME_DATA_BUFFER data{};
     if (!QueryNtfsVolumeData(volume.Get(), data)) {
-        // Closing the volume would set the last error anew.
+        // Read before the volume is closed, which changes the last error.
         return GetLastError();
     }
     const DWORD closed = LastErrorUnless(CloseHandle(volume.Detach()));

@@ -6,15 +6,7 @@
 
 namespace {
 
-struct SafeArrayTraits {
-    using Type = SAFEARRAY*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type array) noexcept { SafeArrayDestroy(array); }
-};
-
-using SafeArray = win::Owner<SafeArrayTraits>;
-
-// The strings of an array for as long as the object lives; the array is locked so long.
+// The strings of an array, which is locked for as long as the object lives.
 class LockedStrings {
 public:
     explicit LockedStrings(SAFEARRAY* array) noexcept : array_(array)
@@ -48,7 +40,7 @@ private:
 
 win::Variant ToVariant(const StringList& list)
 {
-    SafeArray array(SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(list.size())));
+    win::SafeArray array(SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(list.size())));
     if (!array) {
         throw std::bad_alloc();
     }

@@ -18,7 +18,7 @@ std::wstring RootOf(wchar_t letter)
     return std::wstring(1, letter) + L":\\";
 }
 
-// The volumes in the letters of floppy drives that are floppies. A letter without a volume has none.
+// The volumes at A: and B: that are floppies.
 StringList FloppyVolumes()
 {
     StringList floppies;
@@ -40,7 +40,7 @@ std::wstring FindMountFolder(const std::wstring& root, const std::wstring& volum
     }
     do {
         std::wstring path = root + folder;
-        // A longer path is none that Windows could be asked about.
+        // Windows cannot be asked about a longer path.
         if (path.size() < kVolumeCharacters && win::EqualNames(VolumeNameAt(path), volumeName)) {
             return path;
         }

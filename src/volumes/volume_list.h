@@ -7,7 +7,7 @@
 
 // Sorts the local volumes, but for floppies, into those that the product would optimise and the others; each list holds
 // volume GUID paths without their closing backslash, in Windows' order, as an array of BSTR. Both outputs keep what
-// they held where Windows lists no volumes. The two flags are there for callers that pass them and say nothing.
+// they held where Windows lists no volumes. The two flags are not used; callers pass them.
 void EnumerateLocalVolumes(std::uint32_t flags, std::uint32_t moreFlags, win::Variant& eligible, win::Variant& other);
 
 // Where a volume, named by its GUID path with the closing backslash, is mounted: a drive root ("C:\\") or a folder on a

@@ -22,7 +22,6 @@ public:
         }
     }
     Bstr(Bstr&& other) noexcept : value_(std::exchange(other.value_, nullptr)) {}
-    Bstr(const Bstr&) = delete;
     ~Bstr() { SysFreeString(value_); }
 
     Bstr& operator=(Bstr&& other) noexcept
@@ -30,7 +29,6 @@ public:
         std::swap(value_, other.value_);
         return *this;
     }
-    Bstr& operator=(const Bstr&) = delete;
 
     [[nodiscard]] BSTR Get() const noexcept { return value_; }
 

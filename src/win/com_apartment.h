@@ -8,7 +8,6 @@ namespace win {
 class ComApartment {
 public:
     ComApartment() noexcept : result_(CoInitializeEx(nullptr, COINIT_MULTITHREADED)), entered_(SUCCEEDED(result_)) {}
-    ComApartment(const ComApartment&) = delete;
     ComApartment(ComApartment&&) = delete;
     ~ComApartment()
     {
@@ -17,13 +16,10 @@ public:
         }
     }
 
-    ComApartment& operator=(const ComApartment&) = delete;
-    ComApartment& operator=(ComApartment&&) = delete;
-
     // What CoInitializeEx answered; a failure means that the thread is in no apartment.
     [[nodiscard]] HRESULT Result() const noexcept { return result_; }
 
-    // Leaves COM initialised when the object goes.
+    // Leaves COM initialised when the object is destroyed.
     void Abandon() noexcept { entered_ = false; }
 
 private:

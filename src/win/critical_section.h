@@ -4,7 +4,7 @@
 
 namespace win {
 
-// A critical section that lives and goes with its object; use it through std::lock_guard.
+// A critical section, deleted with its object; use it through std::lock_guard.
 class CriticalSection {
 public:
     // spinCount: how often a thread tries before it waits, on a computer with several processors.
@@ -13,12 +13,8 @@ public:
         // Cannot fail from Windows Vista on, whatever the declared result says.
         static_cast<void>(InitializeCriticalSectionAndSpinCount(&section_, spinCount));
     }
-    CriticalSection(const CriticalSection&) = delete;
     CriticalSection(CriticalSection&&) = delete;
     ~CriticalSection() { DeleteCriticalSection(&section_); }
-
-    CriticalSection& operator=(const CriticalSection&) = delete;
-    CriticalSection& operator=(CriticalSection&&) = delete;
 
     // The names that std::lock_guard calls.
     void lock() noexcept { EnterCriticalSection(&section_); }

@@ -17,7 +17,6 @@ namespace {
 class Exception {
 public:
     Exception() noexcept = default;
-    Exception(const Exception&) = delete;
     Exception(Exception&&) = delete;
     ~Exception()
     {
@@ -25,12 +24,10 @@ public:
         SysFreeString(info_.bstrDescription);
         SysFreeString(info_.bstrHelpFile);
     }
-    Exception& operator=(const Exception&) = delete;
-    Exception& operator=(Exception&&) = delete;
 
     [[nodiscard]] EXCEPINFO* Put() noexcept { return &info_; }
 
-    // Has the object tell what it has put off telling.
+    // Fills in what the object has left out so far, if it has.
     void FillIn() noexcept
     {
         if (const auto fillIn = std::exchange(info_.pfnDeferredFillIn, nullptr)) {
@@ -38,8 +35,8 @@ public:
         }
     }
 
-    // The HRESULT that the object means. It sets one of scode and wCode; a wCode counts from the first code that
-    // FACILITY_ITF leaves to objects.
+    // The object's HRESULT. An object sets either scode or wCode; a wCode counts from 0x200, the first code of
+    // FACILITY_ITF that objects may use.
     [[nodiscard]] HRESULT Code() const noexcept
     {
         constexpr int kFirstOfObjects = 0x200;
@@ -67,7 +64,7 @@ CallResult Invoke(IDispatch* object, WORD kind, const wchar_t* name, std::span<c
     if (object == nullptr) {
         return {E_POINTER};
     }
-    // What an earlier failure left behind would pass for this one's.
+    // An error object of an earlier failure must not be taken for this call's.
     static_cast<void>(SetErrorInfo(0, nullptr));
     DISPID member = DISPID_UNKNOWN;
     auto* memberName = const_cast<wchar_t*>(name);

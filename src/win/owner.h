@@ -2,21 +2,21 @@
 
 #include "win/windows_api.h"
 
+#include <cstdint>
 #include <utility>
 
 namespace win {
 
-// Owner of one thing that Windows hands out. Traits names its Type, its Null value and how to Release it; the thing is
-// given back exactly once, on whatever path the owner goes.
-template <typename Traits>
+// Owner of one thing that Windows hands out, which is given back exactly once. An owner is declared in one line: the
+// thing's type, the function that gives it back and, as a number, the value that stands for none.
+template <typename T, auto Release, std::intptr_t None = 0>
 class Owner {
 public:
-    using Type = typename Traits::Type;
+    using Type = T;
 
     Owner() noexcept = default;
     explicit Owner(Type value) noexcept : value_(value) {}
     Owner(Owner&& other) noexcept : value_(other.Detach()) {}
-    Owner(const Owner&) = delete;
     ~Owner() { Reset(); }
 
     Owner& operator=(Owner&& other) noexcept
@@ -24,24 +24,23 @@ public:
         Reset(other.Detach());
         return *this;
     }
-    Owner& operator=(const Owner&) = delete;
 
     // The thing itself, still owned.
     [[nodiscard]] Type Get() const noexcept { return value_; }
 
-    explicit operator bool() const noexcept { return value_ != Traits::Null(); }
+    explicit operator bool() const noexcept { return value_ != Null(); }
 
     // Gives back what is held and takes over the new value.
-    void Reset(Type value = Traits::Null()) noexcept
+    void Reset(Type value = Null()) noexcept
     {
         const Type old = std::exchange(value_, value);
-        if (old != Traits::Null()) {
-            Traits::Release(old);
+        if (old != Null()) {
+            Release(old);
         }
     }
 
     // Hands the thing to the caller, who owns it from now on.
-    [[nodiscard]] Type Detach() noexcept { return std::exchange(value_, Traits::Null()); }
+    [[nodiscard]] Type Detach() noexcept { return std::exchange(value_, Null()); }
 
     // An empty place for a Windows call to fill.
     [[nodiscard]] Type* Put() noexcept
@@ -51,91 +50,46 @@ public:
     }
 
 private:
-    Type value_ = Traits::Null();
+    static constexpr Type Null() noexcept
+    {
+        if constexpr (None == 0) {
+            return nullptr;
+        } else {
+            return reinterpret_cast<Type>(None);
+        }
+    }
+
+    Type value_ = Null();
 };
 
-struct KernelHandleTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type handle) noexcept { CloseHandle(handle); }
-};
+// INVALID_HANDLE_VALUE, by which files, devices and searches report a failure.
+inline constexpr std::intptr_t kInvalidHandle = -1;
 
 // A thread, process or event handle: whatever reports failure as a null handle.
-using KernelHandle = Owner<KernelHandleTraits>;
+using KernelHandle = Owner<HANDLE, CloseHandle>;
 
-struct FileHandleTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Release(Type handle) noexcept { CloseHandle(handle); }
-};
-
-// A file or device handle: CreateFileW reports failure as INVALID_HANDLE_VALUE.
-using FileHandle = Owner<FileHandleTraits>;
-
-struct RegistryKeyTraits {
-    using Type = HKEY;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type key) noexcept { RegCloseKey(key); }
-};
+// A file or device handle of CreateFileW.
+using FileHandle = Owner<HANDLE, CloseHandle, kInvalidHandle>;
 
 // An open registry key.
-using RegistryKey = Owner<RegistryKeyTraits>;
+using RegistryKey = Owner<HKEY, RegCloseKey>;
 
-struct FindFileTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Release(Type search) noexcept { FindClose(search); }
-};
-
-// A search of FindFirstFileW.
-using FindFile = Owner<FindFileTraits>;
-
-struct FindVolumeTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Release(Type search) noexcept { FindVolumeClose(search); }
-};
-
-// A search of FindFirstVolumeW.
-using FindVolume = Owner<FindVolumeTraits>;
-
-struct FindMountPointTraits {
-    using Type = HANDLE;
-    static Type Null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Release(Type search) noexcept { FindVolumeMountPointClose(search); }
-};
-
-// A search of FindFirstVolumeMountPointW.
-using FindMountPoint = Owner<FindMountPointTraits>;
-
-struct LocalMemoryTraits {
-    using Type = wchar_t*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type block) noexcept { LocalFree(block); }
-};
+// The searches of FindFirstFileW, FindFirstVolumeW and FindFirstVolumeMountPointW.
+using FindFile = Owner<HANDLE, FindClose, kInvalidHandle>;
+using FindVolume = Owner<HANDLE, FindVolumeClose, kInvalidHandle>;
+using FindMountPoint = Owner<HANDLE, FindVolumeMountPointClose, kInvalidHandle>;
 
 // A text that Windows allocated with LocalAlloc, as FormatMessageW does.
-using LocalText = Owner<LocalMemoryTraits>;
+using LocalText = Owner<wchar_t*, LocalFree>;
 
-struct LocalBlockTraits {
-    using Type = void*;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type block) noexcept { LocalFree(block); }
-};
-
-// A block of LocalAlloc.
-using LocalBlock = Owner<LocalBlockTraits>;
-
-// A security descriptor made from its text, which Windows allocates in the same way.
+// A block of LocalAlloc. A security descriptor that Windows makes from its text is one, too.
+using LocalBlock = Owner<void*, LocalFree>;
 using SecurityDescriptor = LocalBlock;
 
-struct GlobalMemoryTraits {
-    using Type = HGLOBAL;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type block) noexcept { GlobalFree(block); }
-};
-
 // A block of GlobalAlloc.
-using GlobalBlock = Owner<GlobalMemoryTraits>;
+using GlobalBlock = Owner<HGLOBAL, GlobalFree>;
+
+// An array of Automation's with all that is in it.
+using SafeArray = Owner<SAFEARRAY*, SafeArrayDestroy>;
 
 } // namespace win

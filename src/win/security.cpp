@@ -6,9 +6,9 @@ namespace win {
 
 namespace {
 
-// No list of rights at all: nothing is checked.
+// No list of rights at all, so that nothing is checked.
 constexpr wchar_t kNoAccessControl[] = L"D:NO_ACCESS_CONTROL";
-// The same as a list.
+// A list that gives everyone all rights.
 constexpr wchar_t kAllRightsForEveryone[] = L"D:(A;;GA;;;WD)";
 
 DWORD Convert(const wchar_t* text, SecurityDescriptor& descriptor) noexcept
@@ -19,7 +19,7 @@ DWORD Convert(const wchar_t* text, SecurityDescriptor& descriptor) noexcept
                : GetLastError();
 }
 
-// Whether the descriptor has a list of rights with nothing in it, by which nobody has any.
+// Whether the descriptor has an empty list of rights, by which nobody has any.
 bool KeepsEveryoneOut(const SecurityDescriptor& descriptor) noexcept
 {
     BOOL isPresent = FALSE;
@@ -34,7 +34,7 @@ bool KeepsEveryoneOut(const SecurityDescriptor& descriptor) noexcept
 DWORD MakeAccessByEveryone(SecurityDescriptor& descriptor) noexcept
 {
     const DWORD error = Convert(kNoAccessControl, descriptor);
-    // Wine passes over the word and makes of the text the very opposite of what it says.
+    // Wine ignores the words of the text and makes an empty list, by which nobody has any right.
     return error == ERROR_SUCCESS && KeepsEveryoneOut(descriptor) ? Convert(kAllRightsForEveryone, descriptor) : error;
 }
 

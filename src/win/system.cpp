@@ -6,8 +6,8 @@ namespace win {
 
 namespace {
 
-// Microsoft's headers call GetVersionExW deprecated, because it tells an older version to a program whose manifest does
-// not name the newer one. That answer is the one wanted here, so the warning is off for this one call.
+// Microsoft's headers call GetVersionExW deprecated: it tells an older version to a program whose manifest does not
+// name the newer one. That answer is wanted here, so the warning is off for this one call.
 #ifdef __clang__
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"

@@ -30,7 +30,7 @@ HMODULE LoadSystemLibrary(const wchar_t* name) noexcept
     if (const HMODULE loaded = LoadLibraryExW(path, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32); loaded != nullptr) {
         return loaded;
     }
-    // What a Windows 7 without its update knows: the library's own folder, the system folder, takes the place of the
+    // A Windows 7 without its update knows this way only: the library's own folder is searched in place of the
     // program's.
     return GetLastError() == ERROR_INVALID_PARAMETER ? LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH)
                                                      : nullptr;
@@ -38,7 +38,7 @@ HMODULE LoadSystemLibrary(const wchar_t* name) noexcept
 
 FARPROC SystemLibrary::Find(const char* function) noexcept
 {
-    // Two threads may both load it; the second only counts it once more.
+    // Where two threads load it at once, Windows counts it twice.
     HMODULE library = held_;
     if (library == nullptr) {
         library = LoadSystemLibrary(name_);

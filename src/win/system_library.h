@@ -6,9 +6,9 @@
 
 namespace win {
 
-// From its construction on, Windows looks for the libraries that this process loads by their names in its system folder
-// alone, and not beside the program, where whoever can write there may have put another of the same name. A Windows 7
-// without its update KB2533623 does not know how; LoadSystemLibrary does without.
+// From its construction on, Windows looks in its system folder alone for the libraries that this process loads by name.
+// It does not look beside the program, where somebody may have put another library of the same name. A Windows 7
+// without its update KB2533623 cannot be told so; LoadSystemLibrary is safe there, too.
 class SystemLibrariesOnly {
 public:
     SystemLibrariesOnly() noexcept;
@@ -20,8 +20,8 @@ public:
 inline const SystemLibrariesOnly kSystemLibrariesOnly;
 
 // One of Windows' own libraries ("shell32.dll"), from its system folder whatever lies elsewhere; what it needs itself
-// is taken from there, too. Null, with the last error set, where it cannot be had. It is never given back and stays
-// until the process ends: it may have started threads, or left callbacks with others, that need it there.
+// is taken from there, too. Null, with the last error set, where it cannot be had. It stays loaded until the process
+// ends: threads that it has started, or callbacks that it has given to others, may need it.
 [[nodiscard]] HMODULE LoadSystemLibrary(const wchar_t* name) noexcept;
 
 // One of Windows' own libraries, loaded when a function of it is asked for and held from then on. For the libraries

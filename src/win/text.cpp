@@ -20,8 +20,8 @@ constexpr wchar_t AsciiUpper(wchar_t c)
     return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c;
 }
 
-// CSTR_LESS_THAN, CSTR_EQUAL or CSTR_GREATER_THAN. Nearly all names are ASCII, for which Windows' upper-case table
-// holds nothing but A to Z; Windows is asked from the first other character on.
+// CSTR_LESS_THAN, CSTR_EQUAL or CSTR_GREATER_THAN. Of ASCII, which most names are, Windows' upper-case table holds A to
+// Z only; Windows is asked from the first other character on.
 int CompareNames(std::wstring_view left, std::wstring_view right) noexcept
 {
     const std::size_t common = std::min(left.size(), right.size());
@@ -63,6 +63,13 @@ std::wstring_view BaseName(std::wstring_view path) noexcept
 {
     const std::wstring_view name = path.substr(path.rfind(L'\\') + 1);
     return name.substr(0, name.rfind(L'.'));
+}
+
+std::wstring PaddedLeft(std::wstring text, int width, wchar_t fill)
+{
+    const auto least = static_cast<std::size_t>(std::max(width, 0));
+    text.insert(0, least - std::min(text.size(), least), fill);
+    return text;
 }
 
 std::int32_t ReadDecimal(std::wstring_view text) noexcept

@@ -22,6 +22,9 @@ struct NameLess {
 // The name of the file that a path leads to, without folder ("\\" alone separates folders) and without extension.
 [[nodiscard]] std::wstring_view BaseName(std::wstring_view path) noexcept;
 
+// The text with as many fill characters before it as it lacks to the width; a negative width asks for none.
+[[nodiscard]] std::wstring PaddedLeft(std::wstring text, int width, wchar_t fill);
+
 // The number that the text begins with, as _wtoi reads it, the same with every runtime: blanks, a sign, then digits
 // from 0 to 9, up to whatever else follows; 0 where there are none. A number past the limits of 32 bits is the limit.
 [[nodiscard]] std::int32_t ReadDecimal(std::wstring_view text) noexcept;

@@ -17,7 +17,6 @@ public:
     // Takes over the value, whose contents the caller owns.
     explicit Variant(const VARIANT& value) noexcept : value_(value) {}
     Variant(Variant&& other) noexcept : value_(std::exchange(other.value_, VARIANT{})) {}
-    Variant(const Variant&) = delete;
     ~Variant() { VariantClear(&value_); }
 
     Variant& operator=(Variant&& other) noexcept
@@ -25,7 +24,6 @@ public:
         std::swap(value_, other.value_);
         return *this;
     }
-    Variant& operator=(const Variant&) = delete;
 
     // A 32-bit integer (VT_I4).
     [[nodiscard]] static Variant OfInteger(LONG number) noexcept

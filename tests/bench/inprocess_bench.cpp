@@ -2,11 +2,11 @@
 // registry tree. Prints one JSON object; every time is the median of several runs, in milliseconds, and memory is in
 // megabytes.
 
+#include "base/counted_object.h"
 #include "cmd/command_line.h"
-#include "counted_object.h"
 #include "engine/engine_contract.h"
+#include "engine/reserved_slots.h"
 #include "messages/translation_file.h"
-#include "reserved_slots.h"
 #include "support/registry.h"
 #include "support/registry_section.h"
 #include "support/replaced_function.h"
@@ -188,9 +188,9 @@ double TimeLoading(const std::wstring& path)
 {
     return MedianMilliseconds([&] {
         std::wstring text;
-        Translations translations;
-        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS && ParseTranslations(text, translations) &&
-                    translations.size() == kTranslatedLines,
+        std::vector<TranslatedMessage> messages;
+        Require(ReadTranslationFile(path, text) == ERROR_SUCCESS && ParseTranslations(text, messages) &&
+                    messages.size() == kTranslatedLines,
                 "the translation was not loaded whole");
     });
 }
@@ -247,7 +247,8 @@ Dump MeasureDump(int values)
     const double milliseconds = MedianMilliseconds([&] {
         win::RegistryKey key;
         Require(RegOpen(HKEY_CURRENT_USER, RegistryTree::kPath, KEY_READ, key) == ERROR_SUCCESS, "no registry tree");
-        const std::wstring text = DumpRegistryKey(key.Get(), L"HKEY_CURRENT_USER");
+        std::wstring text;
+        DumpRegistryKey(key.Get(), L"HKEY_CURRENT_USER", text);
         Require(std::count(text.begin(), text.end(), L':') == std::ptrdiff_t{3} * values,
                 "the registry tree was not dumped whole");
     });

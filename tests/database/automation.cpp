@@ -1,6 +1,6 @@
 #include "automation.h"
 
-#include "text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <cwchar>

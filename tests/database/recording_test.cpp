@@ -1,6 +1,6 @@
+#include "base/registry_keys.h"
 #include "database/statistics_database.h"
-#include "machine.h"
-#include "registry_keys.h"
+#include "engine/engine_drives.h"
 
 #include "support/registry_sandbox.h"
 #include "support/replaced_function.h"
@@ -72,9 +72,9 @@ TEST(Condition, IsPutInOrderByHalves)
 
 // --- When work is recorded ---
 
-class FinishedWorkOfAMachine : public testing::Test {
+class FinishedWorkOfDrives : public testing::Test {
 protected:
-    FinishedWorkOfAMachine()
+    FinishedWorkOfDrives()
     {
         DriveSetup drive;
         drive.name = L"C:\\";
@@ -88,7 +88,7 @@ protected:
         scenario.schedules.push_back({L"Look", ScheduledWork::Analyze, {0, 1}});
     }
 
-    [[nodiscard]] Machine MakeMachine()
+    [[nodiscard]] EngineDrives MakeDrives()
     {
         return {scenario, start, [this](const FinishedWork& work) { recorded.push_back(work); }};
     }
@@ -104,96 +104,96 @@ protected:
     }
 
     Scenario scenario;
-    const Machine::Time start = Machine::Clock::now();
+    const EngineDrives::Time start = EngineDrives::Clock::now();
     std::vector<FinishedWork> recorded;
 };
 
-TEST_F(FinishedWorkOfAMachine, IsRecordedBeforeTheDriveIsSeenToHaveFinished)
+TEST_F(FinishedWorkOfDrives, IsRecordedBeforeTheDriveIsSeenToHaveFinished)
 {
-    Machine machine = MakeMachine();
-    machine.Analyze(0, start);
-    EXPECT_EQ(1U, machine.StateOf(0, start + 9999ms));
+    EngineDrives drives = MakeDrives();
+    drives.Analyze(0, start);
+    EXPECT_EQ(1U, drives.StateOf(0, start + 9999ms));
     EXPECT_THAT(Recorded(), IsEmpty());
-    EXPECT_EQ(7U, machine.StateOf(0, start + 10s));
+    EXPECT_EQ(7U, drives.StateOf(0, start + 10s));
     EXPECT_THAT(Recorded(), ElementsAre(L"C:\\ 0"));
-    EXPECT_EQ(0U, machine.StateOf(0, start + 12s));
+    EXPECT_EQ(0U, drives.StateOf(0, start + 12s));
     EXPECT_EQ(1U, recorded.size());
 }
 
-TEST_F(FinishedWorkOfAMachine, IsRecordedOnceAlsoWhereNobodyAsks)
+TEST_F(FinishedWorkOfDrives, IsRecordedOnceAlsoWhereNobodyAsks)
 {
-    Machine machine = MakeMachine();
-    machine.OptimizeOnline(0, 1, start);
-    EXPECT_TRUE(machine.AtWork(start + 30s));
-    machine.Settle(start + 30s);
-    machine.Settle(start + 31s);
-    EXPECT_EQ(0U, machine.StateOf(0, start + 32s));
-    EXPECT_FALSE(machine.AtWork(start + 32s));
+    EngineDrives drives = MakeDrives();
+    drives.OptimizeOnline(0, 1, start);
+    EXPECT_TRUE(drives.AtWork(start + 30s));
+    drives.Settle(start + 30s);
+    drives.Settle(start + 31s);
+    EXPECT_EQ(0U, drives.StateOf(0, start + 32s));
+    EXPECT_FALSE(drives.AtWork(start + 32s));
     ASSERT_THAT(Recorded(), ElementsAre(L"C:\\ 1"));
     EXPECT_EQ(10s, recorded[0].ago);
 }
 
-TEST_F(FinishedWorkOfAMachine, IsRecordedOfAllPassesOfAnOfflineRunTogether)
+TEST_F(FinishedWorkOfDrives, IsRecordedOfAllPassesOfAnOfflineRunTogether)
 {
-    Machine machine = MakeMachine();
-    machine.OptimizeOffline(0, 4096, start);
-    EXPECT_EQ(5U, machine.StateOf(0, start + 9s));
+    EngineDrives drives = MakeDrives();
+    drives.OptimizeOffline(0, 4096, start);
+    EXPECT_EQ(5U, drives.StateOf(0, start + 9s));
     EXPECT_THAT(Recorded(), IsEmpty());
-    EXPECT_EQ(7U, machine.StateOf(0, start + 10s));
+    EXPECT_EQ(7U, drives.StateOf(0, start + 10s));
     EXPECT_THAT(Recorded(), ElementsAre(L"C:\\ 2"));
 }
 
-TEST_F(FinishedWorkOfAMachine, IsRecordedOfASchedulesDrives)
+TEST_F(FinishedWorkOfDrives, IsRecordedOfASchedulesDrives)
 {
-    Machine machine = MakeMachine();
-    machine.RunSchedule(L"look", start);
-    machine.Settle(start + 10s);
+    EngineDrives drives = MakeDrives();
+    drives.RunSchedule(L"look", start);
+    drives.Settle(start + 10s);
     EXPECT_THAT(Recorded(), ElementsAre(L"C:\\ 0", L"D:\\ 0"));
 }
 
-TEST_F(FinishedWorkOfAMachine, IsRecordedWhenOtherWorkBeginsOrTheDriveIsStopped)
+TEST_F(FinishedWorkOfDrives, IsRecordedWhenOtherWorkBeginsOrTheDriveIsStopped)
 {
-    Machine machine = MakeMachine();
-    machine.Analyze(0, start);
-    machine.Analyze(1, start);
-    machine.OptimizeOnline(0, 0, start + 11s);
+    EngineDrives drives = MakeDrives();
+    drives.Analyze(0, start);
+    drives.Analyze(1, start);
+    drives.OptimizeOnline(0, 0, start + 11s);
     EXPECT_THAT(Recorded(), ElementsAre(L"C:\\ 0", L"D:\\ 0"));
-    machine.StopDrive(0, start + 31s);
+    drives.StopDrive(0, start + 31s);
     EXPECT_THAT(Recorded(), ElementsAre(L"C:\\ 0", L"D:\\ 0", L"C:\\ 1"));
-    machine.Analyze(1, start + 40s);
-    machine.StopAll(start + 50s);
+    drives.Analyze(1, start + 40s);
+    drives.StopAll(start + 50s);
     EXPECT_THAT(Recorded(), ElementsAre(L"C:\\ 0", L"D:\\ 0", L"C:\\ 1", L"D:\\ 0"));
 }
 
-TEST_F(FinishedWorkOfAMachine, IsNotRecordedWhenItWasStoppedOrReplacedBeforeItsEnd)
+TEST_F(FinishedWorkOfDrives, IsNotRecordedWhenItWasStoppedOrReplacedBeforeItsEnd)
 {
-    Machine machine = MakeMachine();
-    machine.Analyze(0, start);
-    machine.StopDrive(0, start + 9s);
-    machine.OptimizeOnline(1, 0, start);
-    machine.Analyze(1, start + 19s);
-    machine.StopAll(start + 20s);
-    machine.Settle(start + 100s);
+    EngineDrives drives = MakeDrives();
+    drives.Analyze(0, start);
+    drives.StopDrive(0, start + 9s);
+    drives.OptimizeOnline(1, 0, start);
+    drives.Analyze(1, start + 19s);
+    drives.StopAll(start + 20s);
+    drives.Settle(start + 100s);
     EXPECT_THAT(Recorded(), IsEmpty());
 }
 
-TEST_F(FinishedWorkOfAMachine, IsNotRecordedOfFilesAndOfFreeSpace)
+TEST_F(FinishedWorkOfDrives, IsNotRecordedOfFilesAndOfFreeSpace)
 {
-    Machine machine = MakeMachine();
-    machine.DefragFile(0, L"C:\\a", start);
-    machine.ZeroFreeSpace(1, start);
-    machine.Settle(start + 100s);
+    EngineDrives drives = MakeDrives();
+    drives.DefragFile(0, L"C:\\a", start);
+    drives.ZeroFreeSpace(1, start);
+    drives.Settle(start + 100s);
     EXPECT_THAT(Recorded(), IsEmpty());
 }
 
-TEST_F(FinishedWorkOfAMachine, TellsTheConditionBeforeAndAfter)
+TEST_F(FinishedWorkOfDrives, TellsTheConditionBeforeAndAfter)
 {
-    Machine machine = MakeMachine();
-    machine.Analyze(0, start);
-    machine.OptimizeOnline(0, 0, start + 10s);
-    machine.OptimizeOffline(0, 1, start + 30s);
-    machine.Analyze(0, start + 35s);
-    machine.Settle(start + 45s);
+    EngineDrives drives = MakeDrives();
+    drives.Analyze(0, start);
+    drives.OptimizeOnline(0, 0, start + 10s);
+    drives.OptimizeOffline(0, 1, start + 30s);
+    drives.Analyze(0, start + 35s);
+    drives.Settle(start + 45s);
     ASSERT_EQ(4U, recorded.size());
     const DriveCondition worn = ConditionOf(L"C:\\", {false, false});
     const DriveCondition files = ConditionOf(L"C:\\", {true, false});
@@ -207,15 +207,15 @@ TEST_F(FinishedWorkOfAMachine, TellsTheConditionBeforeAndAfter)
     EXPECT_EQ(tidy, recorded[3].after);
 }
 
-TEST_F(FinishedWorkOfAMachine, AddsAPointToTheStatisticsOfAnOnlinePassAlone)
+TEST_F(FinishedWorkOfDrives, AddsAPointToTheStatisticsOfAnOnlinePassAlone)
 {
-    Machine machine = MakeMachine();
-    machine.Analyze(0, start);
-    machine.OptimizeOnline(0, 0, start + 10s);
+    EngineDrives drives = MakeDrives();
+    drives.Analyze(0, start);
+    drives.OptimizeOnline(0, 0, start + 10s);
     const double before = UtcDate(0ms);
-    machine.Settle(start + 30s);
+    drives.Settle(start + 30s);
     const double after = UtcDate(0ms);
-    const std::vector<StatisticsPoint> points = machine.Statistics(0, 100000, 10);
+    const std::vector<StatisticsPoint> points = drives.Statistics(0, 100000, 10);
     ASSERT_EQ(2U, points.size());
     EXPECT_GE(points[0].date, before);
     EXPECT_LE(points[0].date, after);
@@ -226,31 +226,31 @@ TEST_F(FinishedWorkOfAMachine, AddsAPointToTheStatisticsOfAnOnlinePassAlone)
     EXPECT_EQ(40000, points[1].date);
 }
 
-TEST_F(FinishedWorkOfAMachine, KeepsWhoeverAsksWaitingUntilItIsRecorded)
+TEST_F(FinishedWorkOfDrives, KeepsWhoeverAsksWaitingUntilItIsRecorded)
 {
     std::mutex lock;
     std::condition_variable changed;
     bool isRecording = false;
     bool mayEnd = false;
     std::atomic<int> records = 0;
-    Machine machine(scenario, start, [&](const FinishedWork&) {
+    EngineDrives drives(scenario, start, [&](const FinishedWork&) {
         std::unique_lock guard(lock);
         isRecording = true;
         changed.notify_all();
         changed.wait(guard, [&] { return mayEnd; });
         ++records;
     });
-    machine.Analyze(0, start);
-    std::thread server([&] { machine.Settle(start + 20s); });
+    drives.Analyze(0, start);
+    std::thread server([&] { drives.Settle(start + 20s); });
     {
         std::unique_lock guard(lock);
         changed.wait(guard, [&] { return isRecording; });
     }
     // Another drive can be looked at meanwhile; this one's answer comes with the record.
-    EXPECT_EQ(0U, machine.StateOf(1, start + 20s));
+    EXPECT_EQ(0U, drives.StateOf(1, start + 20s));
     std::atomic<int> recordsSeen = -1;
     std::thread client([&] {
-        EXPECT_EQ(0U, machine.StateOf(0, start + 20s));
+        EXPECT_EQ(0U, drives.StateOf(0, start + 20s));
         recordsSeen = records.load();
     });
     {

@@ -17,6 +17,20 @@ TEST(Console, ShowsAnyCharacter)
               console.Lines());
 }
 
+TEST(Console, ShowsThePicturesOfControlCharacters)
+{
+    TestConsole console;
+    const testing_support::ScratchFolder folder;
+    const std::filesystem::path tool = folder.PathOf(L"VLCmd.exe");
+    std::filesystem::copy_file(ToolPath(), tool);
+    folder.AddFile(L"English.tr",
+                   std::wstring(L"#VL_TRANSLATION_FILE\r\n2447\t\"\"\t\"Vel\x1B[2J\\b\\run\\r\\ndra\"\r\n"));
+    EXPECT_EQ(87U, console.Run(tool, {L"/id", L"C\x7F\x9B\aD", L"5"}));
+    EXPECT_EQ((std::vector<std::wstring>{L"Vel\u241B[2J\u2408\u240Dun", L"dra",
+                                         L"C\u2421\u241B[\u2407D is not a valid DriveName ."}),
+              console.Lines());
+}
+
 TEST(Console, ShowsALineThatTakesSeveralWrites)
 {
     TestConsole console;

@@ -1,7 +1,7 @@
+#include "base/text.h"
 #include "documentation.h"
 #include "simulated_computer.h"
 #include "support/provider_registration.h"
-#include "text.h"
 
 #include <gtest/gtest.h>
 

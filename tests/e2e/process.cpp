@@ -111,7 +111,7 @@ void Process::Start(const std::filesystem::path& program, std::wstring_view comm
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = surroundings.input != nullptr ? surroundings.input : nothing.Get();
     startup.hStdOutput = surroundings.output != nullptr ? surroundings.output : nothing.Get();
-    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    startup.hStdError = surroundings.error != nullptr ? surroundings.error : GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION information{};
     if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, surroundings.creationFlags, nullptr,
                        nullptr, &startup, &information) == FALSE) {

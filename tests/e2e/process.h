@@ -23,14 +23,15 @@ struct Outcome {
 std::ostream& operator<<(std::ostream& stream, const Outcome& outcome);
 
 // What a program is started with besides its words. The handles must be inheritable; without an input there is nothing
-// to read.
+// to read, without a standard error it is the test's own.
 struct Surroundings {
     HANDLE output = nullptr;
     HANDLE input = nullptr;
     DWORD creationFlags = 0;
+    HANDLE error = nullptr;
 };
 
-// A program that is running. Its standard error is the test's own.
+// A program that is running.
 class Process {
 public:
     // Starts the program with the words; its standard output can be read from Wait.

@@ -1,7 +1,8 @@
 """What an administrator gets, from the outside: the files, the installer's life on a computer, the signature.
 
 The environment names the build tree (VLCMD_TREE), the folder of a finished package (VLCMD_PACKAGE) with that of an
-older version beside it, and a fresh Wine prefix to copy (VLCMD_PREFIX).
+older version beside it, a copy of the sources that has been built, too (VLCMD_SECOND_SOURCES), and a fresh Wine prefix to
+copy (VLCMD_PREFIX).
 """
 
 import hashlib
@@ -9,24 +10,37 @@ import json
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
+import xml.etree.ElementTree
 import zipfile
 
 from wine_prefix import ROOT, Prefix, windows_path
 
+sys.path.append(str(ROOT / "packaging"))
+from contents import TARGETS
+
 TREE = pathlib.Path(os.environ["VLCMD_TREE"])
+TARGET = next(target for target in TARGETS.values() if target.preset == TREE.name)
 PACKAGE = pathlib.Path(os.environ["VLCMD_PACKAGE"])
+SECOND_SOURCES = pathlib.Path(os.environ["VLCMD_SECOND_SOURCES"])
 TEMPLATE = pathlib.Path(os.environ["VLCMD_PREFIX"])
-MSI = PACKAGE / "VLCmd-14.0-x64.msi"
-OLDER_MSI = PACKAGE / "VLCmd-13.9-x64.msi"
-ZIP = PACKAGE / "VLCmd-14.0-x64.zip"
-INSTALLED = pathlib.Path("Program Files/Kestrane/VLCmd")
+NAME = f"VLCmd-14.0-{TARGET.name}"
+MSI = PACKAGE / f"{NAME}.msi"
+OLDER_MSI = PACKAGE / f"VLCmd-13.9-{TARGET.name}.msi"
+ZIP = PACKAGE / f"{NAME}.zip"
+# The computers of all tests are a 64-bit Windows, where programs of 32 bits have folders and keys of their own.
+PROGRAM_FILES, SOFTWARE = {
+    "x64": (r"C:\Program Files", r"HKLM\Software"),
+    "x86": (r"C:\Program Files (x86)", r"HKLM\Software\Wow6432Node"),
+}[TARGET.name]
+INSTALLED = pathlib.PureWindowsPath(PROGRAM_FILES, "Kestrane", "VLCmd")
+# Wine, which installs both packages alike, starts programs of its own kind.
+runs_the_program = unittest.skipUnless(TARGET.is_64_bit, "these tests start no 32-bit program")
 APP_PATH = r"HKLM\Software\Microsoft\Windows\CurrentVersion\App Paths\VLCmd.exe"
-UNINSTALL = r"HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall"
+UNINSTALL = SOFTWARE + r"\Microsoft\Windows\CurrentVersion\Uninstall"
 ENVIRONMENT = r"HKLM\System\CurrentControlSet\Control\Session Manager\Environment"
 PRODUCT_KEY = r"HKLM\Software\Kestrane\VLCore\14.0"
 
@@ -66,7 +80,7 @@ class PackageFiles(unittest.TestCase):
         cls.scratch = tempfile.TemporaryDirectory()
         with zipfile.ZipFile(ZIP) as archive:
             archive.extractall(cls.scratch.name)
-        cls.folder = pathlib.Path(cls.scratch.name) / "VLCmd-14.0-x64"
+        cls.folder = pathlib.Path(cls.scratch.name) / NAME
 
     @classmethod
     def tearDownClass(cls):
@@ -130,7 +144,8 @@ class PackageFiles(unittest.TestCase):
         self.assertEqual(properties["UpgradeCode"], older["UpgradeCode"])
         self.assertNotEqual(properties["ProductCode"], older["ProductCode"])
         summary = subprocess.run(["msiinfo", "suminfo", str(MSI)], check=True, text=True, stdout=subprocess.PIPE).stdout
-        self.assertRegex(summary, r"Template: x64;1033")
+        template = {"x64": "x64;1033", "x86": "Intel;1033"}[TARGET.name]
+        self.assertIn(f"Template: {template}", summary)
         self.assertRegex(summary, r"Author: Kestrane")
 
     def test_installer_owns_no_setting_of_the_product(self):
@@ -153,7 +168,7 @@ class Manual(unittest.TestCase):
         cls.scratch = tempfile.TemporaryDirectory()
         with zipfile.ZipFile(ZIP) as archive:
             archive.extractall(cls.scratch.name)
-        cls.folder = pathlib.Path(cls.scratch.name) / "VLCmd-14.0-x64" / "docs"
+        cls.folder = pathlib.Path(cls.scratch.name) / NAME / "docs"
 
     @classmethod
     def tearDownClass(cls):
@@ -209,18 +224,25 @@ class Policies(unittest.TestCase):
     }
 
     @classmethod
+    def read_template(cls):
+        """The policies of the template by their names."""
+        template = xml.etree.ElementTree.parse(ROOT / "policy" / "VLCmd.admx")
+        return {policy.get("name"): policy for policy in template.findall("p:policies/p:policy", cls.NAMESPACE)}
+
+    @classmethod
     def setUpClass(cls):
-        import xml.etree.ElementTree as tree
-        cls.template = tree.parse(ROOT / "policy" / "VLCmd.admx").getroot()
-        cls.texts = {item.get("id"): item.text for item in
-                     tree.parse(ROOT / "policy" / "en-US" / "VLCmd.adml").getroot().iter(f"{{{cls.NAMESPACE['p']}}}string")}
-        cls.policies = {policy.get("name"): policy for policy in cls.template.findall("p:policies/p:policy", cls.NAMESPACE)}
+        cls.template = xml.etree.ElementTree.parse(ROOT / "policy" / "VLCmd.admx").getroot()
+        texts = xml.etree.ElementTree.parse(ROOT / "policy" / "en-US" / "VLCmd.adml").getroot()
+        cls.texts = {item.get("id"): item.text for item in texts.iter(f"{{{cls.NAMESPACE['p']}}}string")}
+        cls.policies = cls.read_template()
 
     def test_values_are_those_that_the_tool_reads_and_a_command_obeys(self):
-        source = (ROOT / "src" / "policy" / "ui_group_policy.cpp").read_text(encoding="utf-8")
-        read = set(re.findall(r'L"(Allow\w+)"', source))
+        table = (ROOT / "src" / "policy" / "ui_group_policy.cpp").read_text(encoding="utf-8")
+        value_of = dict(re.findall(r'Permission::(\w+), L"(Allow\w+)"', table))
+        commands = "".join(path.read_text(encoding="utf-8") for path in (ROOT / "src" / "cmd").glob("*.cpp"))
+        asked = set(re.findall(r"\bIs(\w+)Allowed\b", commands))
+        self.assertEqual(set(self.policies), {value_of[permission] for permission in asked & set(value_of)})
         self.assertEqual(set(self.policies), set(self.COMMANDS))
-        self.assertLessEqual(set(self.policies), read)
         for name, policy in self.policies.items():
             self.assertEqual(policy.get("valueName"), name)
             self.assertEqual(policy.get("class"), "User")
@@ -254,7 +276,7 @@ class OnAComputer(unittest.TestCase):
     def setUp(self):
         self.prefix = Prefix(PACKAGE / f"wine-{self._testMethodName}", TEMPLATE)
         self.addCleanup(self.prefix.remove)
-        self.folder = self.prefix.drive / INSTALLED
+        self.folder = self.prefix.drive.joinpath(*INSTALLED.parts[1:])
 
     def install(self, msi=MSI):
         self.assertEqual(self.prefix.msiexec("/i", windows_path(msi)), 0)
@@ -275,14 +297,14 @@ class OnAComputer(unittest.TestCase):
     def test_silent_installation_registers_program_path_and_uninstall_entry(self):
         self.install()
         self.assertEqual(files_below(self.folder), EXPECTED_FILES)
-        program = r"C:\Program Files\Kestrane\VLCmd\VLCmd.exe"
-        self.assertEqual(self.prefix.registry_value(APP_PATH, None), program)
-        self.assertIn(r"C:\Program Files\Kestrane\VLCmd", self.prefix.registry_value(ENVIRONMENT, "PATH"))
+        self.assertEqual(self.prefix.registry_value(APP_PATH, None), str(INSTALLED / "VLCmd.exe"))
+        self.assertIn(str(INSTALLED), self.prefix.registry_value(ENVIRONMENT, "PATH"))
         code = dict(row for row in table(MSI, "Property"))["ProductCode"]
         self.assertEqual(self.prefix.registry_value(rf"{UNINSTALL}\{code}", "DisplayName"), "Velundra command-line tool")
         self.assertEqual(self.prefix.registry_value(rf"{UNINSTALL}\{code}", "Publisher"), "Kestrane")
         self.assertEqual(self.prefix.registry_value(rf"{UNINSTALL}\{code}", "DisplayVersion"), "14.0.0.0")
 
+    @runs_the_program
     def test_installed_tool_runs_by_path_from_another_folder(self):
         self.install()
         self.start_engine()
@@ -337,29 +359,37 @@ class OnAComputer(unittest.TestCase):
         self.assertEqual(registry_after - registry, set())
         self.assertEqual(registry - registry_after, set())
 
+    @runs_the_program
     def test_zip_runs_from_a_folder_with_blanks_and_other_letters(self):
         self.start_engine()
         folder = self.prefix.drive / "Werkzeuge für Ärzte" / "日本語"
         with zipfile.ZipFile(ZIP) as archive:
             archive.extractall(folder)
-        status, output = self.prefix.run(folder / "VLCmd-14.0-x64" / "VLCmd.exe", "/st")
+        status, output = self.prefix.run(folder / NAME / "VLCmd.exe", "/st")
         self.assertEqual(status, 0)
         self.assertEqual(output.decode().splitlines()[:2], ["Velundra 14.0", "Drive name: C:\\Status: Idle"])
 
+    @runs_the_program
     def test_each_choice_of_each_policy_does_what_its_template_says(self):
         program = TREE / "bin" / "VLCmd.exe"
-        key = r"HKCU\Software\Policies\Kestrane\Velundra\14.0"
-        for name, (words, _) in Policies.COMMANDS.items():
+        for name, policy in Policies.read_template().items():
+            words, _ = Policies.COMMANDS[name]
+            key, value = "HKCU\\" + policy.get("key"), policy.get("valueName")
             not_configured = self.exit_code_of(program, *words)
             self.assertNotEqual(not_configured, 536870916, name)
-            for value, is_allowed in (("1", True), ("0", False)):
-                self.prefix.run("reg", "add", key, "/v", name, "/t", "REG_DWORD", "/d", value, "/f")
-                code = self.exit_code_of(program, *words)
-                self.assertEqual(code, not_configured if is_allowed else 536870916, f"{name}={value}")
-            self.prefix.run("reg", "delete", key, "/v", name, "/f")
+            for choice, expected in (("enabledValue", not_configured), ("disabledValue", 536870916)):
+                data = policy.find(f"p:{choice}/p:decimal", Policies.NAMESPACE).get("value")
+                self.prefix.run("reg", "add", key, "/v", value, "/t", "REG_DWORD", "/d", data, "/f")
+                self.assertEqual(self.exit_code_of(program, *words), expected, f"{name}: {choice}")
+            self.prefix.run("reg", "delete", key, "/v", value, "/f")
 
 
 class Signature(unittest.TestCase):
+    def test_packaging_without_a_certificate_says_that_nothing_is_signed(self):
+        said = (PACKAGE / "packaging.log").read_text(encoding="utf-8")
+        for name in ("VLCmd.exe", MSI.name):
+            self.assertIn(f"{name} is not signed: VLCMD_SIGN_CERT and VLCMD_SIGN_KEY are not set\n", said)
+
     def test_signed_program_and_installer_verify_until_a_byte_changes(self):
         with tempfile.TemporaryDirectory() as name:
             scratch = pathlib.Path(name)
@@ -369,13 +399,13 @@ class Signature(unittest.TestCase):
                            check=True, stderr=subprocess.DEVNULL)
             package(scratch / "signed", VLCMD_SIGN_CERT=str(certificate), VLCMD_SIGN_KEY=str(key))
             with zipfile.ZipFile(scratch / "signed" / ZIP.name) as archive:
-                archive.extract("VLCmd-14.0-x64/VLCmd.exe", scratch)
+                archive.extract(f"{NAME}/VLCmd.exe", scratch)
 
             def verifies(path):
                 return subprocess.run(["osslsigncode", "verify", "-CAfile", str(certificate), "-in", str(path)],
                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
 
-            for path in (scratch / "VLCmd-14.0-x64" / "VLCmd.exe", scratch / "signed" / MSI.name):
+            for path in (scratch / NAME / "VLCmd.exe", scratch / "signed" / MSI.name):
                 self.assertTrue(verifies(path), path.name)
                 content = bytearray(path.read_bytes())
                 content[len(content) // 2] ^= 1
@@ -385,19 +415,14 @@ class Signature(unittest.TestCase):
 
 class Reproducible(unittest.TestCase):
     def test_second_build_in_another_folder_gives_the_same_bytes(self):
-        with tempfile.TemporaryDirectory() as name:
-            copy = pathlib.Path(name) / "another folder"
-            shutil.copytree(ROOT, copy, ignore=shutil.ignore_patterns("build", ".git"), symlinks=True)
-            tree = copy / "build" / "mingw-x64"
-            epoch = subprocess.run(["git", "-C", str(ROOT), "log", "-1", "--format=%ct"], check=True, text=True,
-                                   stdout=subprocess.PIPE).stdout.strip()
-            for command in (["cmake", "-S", str(copy), "--preset", "mingw-x64", "-DVLCMD_TESTS=OFF"],
-                            ["cmake", "--build", str(tree)]):
-                subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
-            self.assertEqual(sha256(tree / "bin" / "VLCmd.exe"), sha256(TREE / "bin" / "VLCmd.exe"))
-            package(copy / "package", root=copy, tree=tree, SOURCE_DATE_EPOCH=epoch)
-            for file in (ZIP, MSI):
-                self.assertEqual(sha256(copy / "package" / file.name), sha256(file), file.name)
+        tree = SECOND_SOURCES / "build" / TREE.name
+        self.assertEqual(sha256(tree / "bin" / "VLCmd.exe"), sha256(TREE / "bin" / "VLCmd.exe"))
+        epoch = subprocess.run(["git", "-C", str(ROOT), "log", "-1", "--format=%ct"], check=True, text=True,
+                               stdout=subprocess.PIPE).stdout.strip()
+        second = SECOND_SOURCES / "package"
+        package(second, root=SECOND_SOURCES, tree=tree, SOURCE_DATE_EPOCH=epoch)
+        for file in (ZIP, MSI):
+            self.assertEqual(sha256(second / file.name), sha256(file), file.name)
 
 
 if __name__ == "__main__":

@@ -15,16 +15,15 @@ def windows_path(path):
 
 
 class Prefix:
-    def __init__(self, folder, template=None):
+    def __init__(self, folder, template):
         self.folder = pathlib.Path(folder)
         shutil.rmtree(self.folder, ignore_errors=True)
-        if template is not None:
-            # Wine writes its registry's files anew and never into a program file of its own: those may be shared.
-            subprocess.run(["cp", "-al", str(template), str(self.folder)], check=True)
-            for file in self.folder.glob("*.reg"):
-                copy = file.with_suffix(".copy")
-                shutil.copy2(file, copy)
-                copy.replace(file)
+        # Wine writes its registry's files anew and never into a program file of its own: those may be shared.
+        subprocess.run(["cp", "-al", str(template), str(self.folder)], check=True)
+        for file in self.folder.glob("*.reg"):
+            copy = file.with_suffix(".copy")
+            shutil.copy2(file, copy)
+            copy.replace(file)
         self.environment = {**os.environ, "WINEPREFIX": str(self.folder)}
 
     @property

@@ -21,11 +21,8 @@ public:
         }
         values_.push_back(nullptr);
     }
-    Arguments(const Arguments&) = delete;
     Arguments(Arguments&&) = delete;
     ~Arguments() = default;
-    Arguments& operator=(const Arguments&) = delete;
-    Arguments& operator=(Arguments&&) = delete;
 
     [[nodiscard]] int Count() const { return static_cast<int>(words_.size()); }
     [[nodiscard]] wchar_t** Values() { return values_.data(); }

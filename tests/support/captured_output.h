@@ -1,42 +1,37 @@
 #pragma once
 
-#include <iostream>
-#include <sstream>
+#include "messages/console_output.h"
+#include "support/standard_output.h"
+
 #include <string>
 
 namespace testing_support {
 
-// Catches what the product writes to std::wcout, in UTF-16 and with "\n" as the line end. As with ConsoleOutput,
-// running out of memory passes through the stream.
+// Catches what the product prints, in UTF-16 and with "\n" as the line end: a console of the test's own.
 class CapturedOutput {
 public:
-    CapturedOutput() : replaced_(std::wcout.rdbuf(&buffer_)), replacedExceptions_(std::wcout.exceptions())
-    {
-        std::wcout.exceptions(std::ios_base::badbit);
-    }
-    CapturedOutput(const CapturedOutput&) = delete;
-    CapturedOutput(CapturedOutput&&) = delete;
-    ~CapturedOutput()
-    {
-        std::wcout.rdbuf(replaced_);
-        std::wcout.exceptions(replacedExceptions_);
-    }
-    CapturedOutput& operator=(const CapturedOutput&) = delete;
-    CapturedOutput& operator=(CapturedOutput&&) = delete;
-
     // Everything since the start, or since the last Take.
-    [[nodiscard]] std::wstring Text() const { return buffer_.str(); }
+    [[nodiscard]] std::wstring Text() const
+    {
+        std::wstring text = device_.ConsoleText();
+        for (std::size_t at = text.find(L"\r\n"); at != std::wstring::npos; at = text.find(L"\r\n", at + 1)) {
+            text.erase(at, 1);
+        }
+        return text;
+    }
     [[nodiscard]] std::wstring Take()
     {
-        std::wstring text = buffer_.str();
-        buffer_.str({});
+        std::wstring text = Text();
+        device_.consoleWrites.clear();
         return text;
     }
 
+    // What stands in for the console.
+    [[nodiscard]] StandardOutput& Device() { return device_; }
+
 private:
-    std::wstringbuf buffer_;
-    std::wstreambuf* replaced_;
-    std::ios_base::iostate replacedExceptions_;
+    StandardOutput device_ = StandardOutput::Console();
+    ConsoleOutput output_;
 };
 
 } // namespace testing_support

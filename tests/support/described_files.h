@@ -36,11 +36,8 @@ std::vector<BYTE> VersionResourceOf(const DescribedFile& file);
 class DescribedFiles {
 public:
     DescribedFiles() = default;
-    DescribedFiles(const DescribedFiles&) = delete;
     DescribedFiles(DescribedFiles&&) = delete;
     ~DescribedFiles();
-    DescribedFiles& operator=(const DescribedFiles&) = delete;
-    DescribedFiles& operator=(DescribedFiles&&) = delete;
 
     // A file without a version resource, or with this version and these strings, for the test to change.
     DescribedFile& Add(const std::wstring& path);

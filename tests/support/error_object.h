@@ -1,6 +1,6 @@
 #pragma once
 
-#include "counted_object.h"
+#include "base/counted_object.h"
 
 #include <atomic>
 #include <optional>

@@ -1,7 +1,12 @@
 #include "support/failing_memory.h"
 
+#include "support/measured_memory.h"
+
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+
+#include <malloc.h>
 
 namespace testing_support {
 
@@ -9,10 +14,23 @@ namespace {
 
 thread_local FailingMemory* failing = nullptr;
 thread_local int sparings = 0;
+thread_local MeasuredMemory* measuring = nullptr;
 
 void* Allocate(std::size_t size, bool throws) noexcept
 {
-    return FailingMemory::FailsNext(throws) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    void* const block = FailingMemory::FailsNext(throws) ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (measuring != nullptr && block != nullptr) {
+        MeasuredMemory::Count(static_cast<std::ptrdiff_t>(_msize(block)));
+    }
+    return block;
+}
+
+void Free(void* block) noexcept
+{
+    if (measuring != nullptr && block != nullptr) {
+        MeasuredMemory::Count(-static_cast<std::ptrdiff_t>(_msize(block)));
+    }
+    std::free(block);
 }
 
 void* AllocateOrThrow(std::size_t size)
@@ -26,7 +44,7 @@ void* AllocateOrThrow(std::size_t size)
 
 } // namespace
 
-FailingMemory::FailingMemory(int allocation) : left_(allocation)
+FailingMemory::FailingMemory(int allocation, Afterwards afterwards) : left_(allocation), afterwards_(afterwards)
 {
     failing = this;
 }
@@ -38,7 +56,13 @@ FailingMemory::~FailingMemory()
 
 bool FailingMemory::FailsNext(bool throws)
 {
-    if (failing == nullptr || sparings != 0 || failing->hasFailed_ || --failing->left_ != 0) {
+    if (failing == nullptr || sparings != 0) {
+        return false;
+    }
+    if (failing->hasFailed_) {
+        return failing->afterwards_ == Afterwards::None;
+    }
+    if (--failing->left_ != 0) {
         return false;
     }
     failing->hasFailed_ = true;
@@ -54,6 +78,22 @@ SparedMemory::SparedMemory()
 SparedMemory::~SparedMemory()
 {
     --sparings;
+}
+
+MeasuredMemory::MeasuredMemory()
+{
+    measuring = this;
+}
+
+MeasuredMemory::~MeasuredMemory()
+{
+    measuring = nullptr;
+}
+
+void MeasuredMemory::Count(std::ptrdiff_t size)
+{
+    measuring->held_ += size;
+    measuring->peak_ = std::max(measuring->peak_, measuring->held_);
 }
 
 } // namespace testing_support
@@ -82,30 +122,30 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 
 void operator delete(void* block) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete[](void* block) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete[](void* block, std::size_t /*size*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }
 
 void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept
 {
-    std::free(block);
+    testing_support::Free(block);
 }

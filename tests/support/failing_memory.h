@@ -2,17 +2,17 @@
 
 namespace testing_support {
 
-// Makes one allocation of the calling thread fail: operator new throws std::bad_alloc, or answers null where it is
-// asked not to throw. Only one object may live in a thread at a time.
+// Makes one allocation of the calling thread fail, or that one and all behind it: operator new throws std::bad_alloc,
+// or answers null where it is asked not to throw. Only one object may live in a thread at a time.
 class FailingMemory {
 public:
+    // Whether there is memory again after the allocation that failed.
+    enum class Afterwards { Enough, None };
+
     // Which allocation from now on fails, counted from 1.
-    explicit FailingMemory(int allocation);
-    FailingMemory(const FailingMemory&) = delete;
+    explicit FailingMemory(int allocation, Afterwards afterwards = Afterwards::Enough);
     FailingMemory(FailingMemory&&) = delete;
     ~FailingMemory();
-    FailingMemory& operator=(const FailingMemory&) = delete;
-    FailingMemory& operator=(FailingMemory&&) = delete;
 
     // Whether there have been so many allocations.
     [[nodiscard]] bool HasFailed() const { return hasFailed_; }
@@ -25,6 +25,7 @@ public:
 
 private:
     int left_; // allocations until the failing one, that one included
+    Afterwards afterwards_;
     bool hasFailed_ = false;
     bool hasThrown_ = false;
 };
@@ -33,11 +34,8 @@ private:
 class SparedMemory {
 public:
     SparedMemory();
-    SparedMemory(const SparedMemory&) = delete;
     SparedMemory(SparedMemory&&) = delete;
     ~SparedMemory();
-    SparedMemory& operator=(const SparedMemory&) = delete;
-    SparedMemory& operator=(SparedMemory&&) = delete;
 };
 
 } // namespace testing_support

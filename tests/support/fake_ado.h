@@ -45,11 +45,8 @@ struct AdoCreation {
 class FakeAdo {
 public:
     FakeAdo();
-    FakeAdo(const FakeAdo&) = delete;
     FakeAdo(FakeAdo&&) = delete;
     ~FakeAdo();
-    FakeAdo& operator=(const FakeAdo&) = delete;
-    FakeAdo& operator=(FakeAdo&&) = delete;
 
     std::vector<std::wstring> columns; // names
     std::vector<AdoRow> rows;

@@ -1,7 +1,7 @@
 #include "support/fake_engine.h"
 
-#include "counted_object.h"
-#include "reserved_slots.h"
+#include "base/counted_object.h"
+#include "engine/reserved_slots.h"
 #include "win/bstr.h"
 #include "win/com_ptr.h"
 #include "win/text.h"

@@ -55,11 +55,8 @@ struct Fault {
 class FakeEngine {
 public:
     FakeEngine();
-    FakeEngine(const FakeEngine&) = delete;
     FakeEngine(FakeEngine&&) = delete;
     ~FakeEngine();
-    FakeEngine& operator=(const FakeEngine&) = delete;
-    FakeEngine& operator=(FakeEngine&&) = delete;
 
     std::wstring computerName = L"THISPC";
     HRESULT activation = S_OK;     // what activating a class answers

@@ -38,7 +38,6 @@ public:
                                                          : moduleFileName_.Original(module, path, size);
           })
     {}
-    InstalledProgram(const InstalledProgram&) = delete;
     InstalledProgram(InstalledProgram&&) = delete;
     ~InstalledProgram()
     {
@@ -48,8 +47,6 @@ public:
         std::destroy_at(&translator);
         std::construct_at(&translator);
     }
-    InstalledProgram& operator=(const InstalledProgram&) = delete;
-    InstalledProgram& operator=(InstalledProgram&&) = delete;
 
     [[nodiscard]] const ScratchFolder& Folder() const { return folder_; }
 

@@ -20,11 +20,8 @@ namespace testing_support {
 class MessageTables {
 public:
     MessageTables() = default;
-    MessageTables(const MessageTables&) = delete;
     MessageTables(MessageTables&&) = delete;
     ~MessageTables() { EXPECT_EQ(std::set<HLOCAL>{}, blocks_) << "texts were not freed"; }
-    MessageTables& operator=(const MessageTables&) = delete;
-    MessageTables& operator=(MessageTables&&) = delete;
 
     // The texts by their codes.
     std::map<DWORD, std::wstring> system;

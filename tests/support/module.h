@@ -4,13 +4,7 @@
 
 namespace testing_support {
 
-struct ModuleTraits {
-    using Type = HMODULE;
-    static Type Null() noexcept { return nullptr; }
-    static void Release(Type module) noexcept { FreeLibrary(module); }
-};
-
 // A library that a test has loaded.
-using Module = win::Owner<ModuleTraits>;
+using Module = win::Owner<HMODULE, FreeLibrary>;
 
 } // namespace testing_support

@@ -15,11 +15,8 @@ namespace testing_support {
 class NumberedMessages {
 public:
     NumberedMessages() { Restart(1); }
-    NumberedMessages(const NumberedMessages&) = delete;
     NumberedMessages(NumberedMessages&&) = delete;
     ~NumberedMessages() { Restart(0); }
-    NumberedMessages& operator=(const NumberedMessages&) = delete;
-    NumberedMessages& operator=(NumberedMessages&&) = delete;
 
 private:
     static void Restart(std::uint32_t include)

@@ -61,12 +61,15 @@ protected:
         EngineTest::TearDown();
     }
 
-    // Makes every call of a method fail, and again do its work.
+    // Makes every call of a method fail, and again do its work. Every other call leaves an error object of its own on
+    // the thread, which is not the failure's.
     void FailWith(const std::wstring& method, const EngineFailure& failure)
     {
         engine.Fail(method, {failure.failure});
         engine.onCall = [dotted = L'.' + method + L'(', object = failure.object](const std::wstring& call) {
-            if (object != nullptr && call.find(dotted) != std::wstring::npos) {
+            if (call.find(dotted) == std::wstring::npos) {
+                ErrorObject::SetForThread(L"Another call has failed.");
+            } else if (object != nullptr) {
                 ErrorObject::SetForThread(object);
             }
         };

@@ -26,11 +26,8 @@ struct RunningProcess {
 class ProcessList {
 public:
     ProcessList() = default;
-    ProcessList(const ProcessList&) = delete;
     ProcessList(ProcessList&&) = delete;
     ~ProcessList() { EXPECT_EQ(0, open_) << "processes were not closed"; }
-    ProcessList& operator=(const ProcessList&) = delete;
-    ProcessList& operator=(ProcessList&&) = delete;
 
     std::vector<RunningProcess> processes;
     bool canBeListed = true;

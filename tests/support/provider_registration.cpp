@@ -1,6 +1,6 @@
 #include "support/provider_registration.h"
 
-#include "registry_keys.h"
+#include "base/registry_keys.h"
 
 #include "support/module.h"
 

@@ -14,11 +14,8 @@ namespace testing_support {
 class RegistrySandbox {
 public:
     RegistrySandbox();
-    RegistrySandbox(const RegistrySandbox&) = delete;
     RegistrySandbox(RegistrySandbox&&) = delete;
     ~RegistrySandbox();
-    RegistrySandbox& operator=(const RegistrySandbox&) = delete;
-    RegistrySandbox& operator=(RegistrySandbox&&) = delete;
 
     // Makes the key, and the value in it. root is HKEY_LOCAL_MACHINE or HKEY_CURRENT_USER.
     static void MakeKey(HKEY root, const std::wstring& path);

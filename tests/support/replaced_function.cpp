@@ -1,6 +1,6 @@
 #include "support/replaced_function.h"
 
-#include "import_table.h"
+#include "base/import_table.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -89,7 +89,6 @@ public:
         }
         top = this;
     }
-    Replaced(const Replaced&) = delete;
     Replaced(Replaced&&) = delete;
     ~Replaced()
     {
@@ -98,8 +97,6 @@ public:
             PatchImport(Name.text, reinterpret_cast<void*>(real));
         }
     }
-    Replaced& operator=(const Replaced&) = delete;
-    Replaced& operator=(Replaced&&) = delete;
 
     // What this replacement stands in front of.
     // NOLINTNEXTLINE(modernize-use-nodiscard): a test may have no use for the answer.

@@ -14,11 +14,8 @@ namespace testing_support {
 class ResourceCensus {
 public:
     ResourceCensus();
-    ResourceCensus(const ResourceCensus&) = delete;
     ResourceCensus(ResourceCensus&&) = delete;
     ~ResourceCensus();
-    ResourceCensus& operator=(const ResourceCensus&) = delete;
-    ResourceCensus& operator=(ResourceCensus&&) = delete;
 
     // A line for every kind of thing of which more or fewer were given back than handed out; empty when all is even.
     [[nodiscard]] std::string Imbalance() const;

@@ -10,11 +10,8 @@ namespace testing_support {
 class ScratchFolder {
 public:
     ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder(ScratchFolder&&) = delete;
     ~ScratchFolder();
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(ScratchFolder&&) = delete;
 
     // The folder's path, without a closing backslash.
     [[nodiscard]] std::wstring Path() const { return path_.wstring(); }

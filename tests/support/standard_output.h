@@ -12,7 +12,8 @@
 
 namespace testing_support {
 
-// Stands in for the process's standard output, below all conversion: what the program hands to Windows arrives here.
+// Stands in for the process's standard output, below all conversion, and for standard error: what the program hands to
+// Windows arrives here.
 class StandardOutput {
 public:
     // What a write takes of the characters or bytes that it is offered; nothing makes it fail.
@@ -22,28 +23,28 @@ public:
     static StandardOutput Redirected(UINT codePage) { return {false, codePage}; }
     static StandardOutput Console() { return {true, CP_UTF8}; }
 
-    StandardOutput(const StandardOutput&) = delete;
     StandardOutput(StandardOutput&&) = delete;
     ~StandardOutput() = default;
-    StandardOutput& operator=(const StandardOutput&) = delete;
-    StandardOutput& operator=(StandardOutput&&) = delete;
 
     Taking taking = [](std::size_t offered) { return offered; };
 
     // What each successful write took, in order.
     std::vector<std::string> writes;         // WriteFile
     std::vector<std::wstring> consoleWrites; // WriteConsoleW
+    std::vector<std::string> errors;         // WriteFile, to standard error
 
     [[nodiscard]] std::string Bytes() const { return Joined(writes); }
     [[nodiscard]] std::wstring ConsoleText() const { return Joined(consoleWrites); }
 
-    // Writes of either kind that were tried.
-    [[nodiscard]] int Tries() const { return writeFile_.Calls() + writeConsole_.Calls(); }
+    // Writes to standard output that were tried.
+    [[nodiscard]] int Tries() const { return tries_; }
 
 private:
     StandardOutput(bool isConsole, UINT codePage)
         : getHandle_([this](DWORD which) {
-              return which == STD_OUTPUT_HANDLE ? static_cast<HANDLE>(this) : getHandle_.Original(which);
+              return which == STD_OUTPUT_HANDLE  ? static_cast<HANDLE>(this)
+                     : which == STD_ERROR_HANDLE ? static_cast<HANDLE>(&errors)
+                                                 : getHandle_.Original(which);
           }),
           getMode_([this, isConsole](HANDLE handle, LPDWORD mode) {
               if (handle != this) {
@@ -54,7 +55,13 @@ private:
           }),
           getCodePage_([codePage] { return codePage; }),
           writeFile_([this](HANDLE handle, LPCVOID data, DWORD size, LPDWORD written, LPOVERLAPPED overlapped) {
-              return handle == this ? Take(writes, std::string_view(static_cast<const char*>(data), size), *written)
+              const std::string_view bytes(static_cast<const char*>(data), size);
+              if (handle == &errors) {
+                  errors.emplace_back(bytes);
+                  *written = size;
+                  return TRUE;
+              }
+              return handle == this ? Take(writes, bytes, *written)
                                     : writeFile_.Original(handle, data, size, written, overlapped);
           }),
           writeConsole_([this](HANDLE, const void* text, DWORD length, LPDWORD written, LPVOID) {
@@ -67,6 +74,7 @@ private:
               DWORD& written)
     {
         const std::lock_guard guard(lock_);
+        ++tries_;
         const std::optional<std::size_t> size = taking(offered.size());
         written = static_cast<DWORD>(size.value_or(0));
         if (written != 0) {
@@ -86,6 +94,7 @@ private:
     }
 
     win::CriticalSection lock_;
+    int tries_ = 0;
     Replaced<"GetStdHandle", decltype(::GetStdHandle)> getHandle_;
     Replaced<"GetConsoleMode", decltype(::GetConsoleMode)> getMode_;
     Replaced<"GetConsoleOutputCP", decltype(::GetConsoleOutputCP)> getCodePage_;

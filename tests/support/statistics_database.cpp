@@ -1,8 +1,8 @@
 #include "support/statistics_database.h"
 
+#include "base/registry_keys.h"
+#include "base/text.h"
 #include "odbc/connection_string.h"
-#include "registry_keys.h"
-#include "text.h"
 
 #include <gtest/gtest.h>
 

@@ -17,11 +17,8 @@ namespace testing_support {
 class StatisticsDatabase {
 public:
     StatisticsDatabase();
-    StatisticsDatabase(const StatisticsDatabase&) = delete;
     StatisticsDatabase(StatisticsDatabase&&) = delete;
     ~StatisticsDatabase() = default;
-    StatisticsDatabase& operator=(const StatisticsDatabase&) = delete;
-    StatisticsDatabase& operator=(StatisticsDatabase&&) = delete;
 
     // Whether this run is on PostgreSQL.
     [[nodiscard]] static bool IsPostgres();

@@ -30,11 +30,8 @@ public:
         RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kTraceSettings, L"TraceFunctionName", 1);
         Restart(1);
     }
-    TracedOperations(const TracedOperations&) = delete;
     TracedOperations(TracedOperations&&) = delete;
     ~TracedOperations() { Restart(0); }
-    TracedOperations& operator=(const TracedOperations&) = delete;
-    TracedOperations& operator=(TracedOperations&&) = delete;
 
     // What was recorded, and again from now on: "ado_implement (vldb::CAdoDbReader::Read) *** ENTER ***".
     [[nodiscard]] std::vector<std::wstring> Take()

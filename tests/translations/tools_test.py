@@ -60,6 +60,11 @@ class Sources(unittest.TestCase):
         source = r'Message a{5, "\tA\\\"\x41\n"}; Message b{6, R"(a\n"b")"}; Message c{4'r"'"r'2404U, "%1 YB"};'
         self.assertEqual([(5, '\tA\\"A\n', 1), (6, 'a\\n"b"', 1), (42404, "%1 YB", 1)], found_in(source))
 
+    def test_may_hold_the_products_version(self):
+        source = 'Message a{5, "Product " PRODUCT_VERSION}; Row b{L"wide\\\\" PRODUCT_VERSION L"\\\\x"};'
+        with mock.patch.object(sources, "product_version", return_value="3.7"):
+            self.assertEqual(([(5, "Product 3.7", 1)], []), sources.messages_of(source))
+
     def test_hold_no_messages_in_comments_wide_strings_and_includes(self):
         source = '// {5, "One"}\n/* {6, "Two" */ Row a{7, L"Three"};\n#include "cmd/usage.h"\nchar c = \'"\';\n'
         self.assertEqual(([], []), sources.messages_of(source))

@@ -8,6 +8,7 @@
 #include "support/product_test.h"
 #include "support/trace_log.h"
 
+#include <cmath>
 #include <cwchar>
 #include <functional>
 #include <iterator>
@@ -100,13 +101,17 @@ protected:
         AdoTest::TearDown();
     }
 
+    // Makes the connection anew; how that ended.
     win::CallResult Open(const std::wstring& text = L"Provider=X;Data Source=y")
     {
         connection.reset();
         static_cast<void>(ado.TakeCalls());
-        win::CallResult opened;
-        connection = std::make_unique<CAdoDbConnection>(text, opened);
-        return opened;
+        try {
+            connection = std::make_unique<CAdoDbConnection>(text);
+        } catch (const vldb::ComError& error) {
+            return error.failure;
+        }
+        return {};
     }
 
     std::unique_ptr<CAdoDbConnection> connection;
@@ -140,6 +145,16 @@ TEST_F(AdoConnection, HasNoObjectToOpenWhereItLacksTheInterface)
     ado.uncreatable[L"ADODB.Connection"] = E_NOINTERFACE;
     EXPECT_EQ(E_POINTER, Open().code);
     EXPECT_TRUE(ado.TakeCalls().empty());
+}
+
+// There is no object to be destroyed where it cannot be opened.
+TEST_F(AdoConnection, RecordsThatItCouldNotBeOpened)
+{
+    connection.reset();
+    TracedOperations trace;
+    ado.Fail(L"connection.Open", {.scode = kFailure, .description = L"No server."});
+    EXPECT_EQ(kFailure, Open().code);
+    EXPECT_EQ(Records(L"CAdoDbConnection::CAdoDbConnection"), trace.Take());
 }
 
 TEST_F(AdoConnection, HasTheFacesOfCommandAndTransaction)
@@ -370,6 +385,20 @@ TEST_F(AdoReader, KnowsItsColumns)
     EXPECT_EQ(0, reader->GetColumnCount());
 }
 
+TEST_F(AdoReader, ConvertsTheCountAndTheNamesOfItsColumns)
+{
+    ado.answers[L"fields.Count"] = std::wstring(L"70000");
+    EXPECT_EQ(70000, reader->GetColumnCount());
+    ado.answers[L"fields.Count"] = std::wstring(L"many");
+    ExpectNoConversion([&] { reader->GetColumnCount(); }, DISP_E_TYPEMISMATCH);
+    ado.answers[L"field.Name"] = LONG(42);
+    EXPECT_EQ(L"42", reader->GetColumnName(0));
+    ado.answers[L"field.Name"] = Nothing();
+    EXPECT_EQ(L"", reader->GetColumnName(0));
+    ado.answers[L"field.Name"] = Error();
+    ExpectNoConversion([&] { static_cast<void>(reader->GetColumnName(0)); }, DISP_E_TYPEMISMATCH);
+}
+
 TEST_F(AdoReader, KnowsNullFromEveryOtherValue)
 {
     EXPECT_TRUE(reader->Read());
@@ -402,6 +431,41 @@ TEST_F(AdoReader, ConvertsValuesToNumbers)
         ado.rows[0][3] = limit;
         EXPECT_EQ(limit, reader->GetInt64(3));
     }
+}
+
+VARIANT Single(float number)
+{
+    VARIANT value{};
+    value.vt = VT_R4;
+    value.fltVal = number;
+    return value;
+}
+
+TEST_F(AdoReader, TakesASinglePrecisionValueForTheDecimalThatItStandsFor)
+{
+    EXPECT_TRUE(reader->Read());
+    const std::pair<float, double> numbers[] = {{7.45F, 7.45},
+                                                {-7.45F, -7.45},
+                                                {0.1F, 0.1},
+                                                {99.95F, 99.95},
+                                                {0.04F, 0.04},
+                                                {12.5F, 12.5},
+                                                {0.0F, 0.0},
+                                                {16777216.0F, 16777216.0},
+                                                {1099511627776.0F, 1099511627776.0},
+                                                {1e30F, 1.0000000150474662e30}};
+    for (const auto& [single, number] : numbers) {
+        ado.rows[0][0] = Single(single);
+        EXPECT_EQ(number, reader->GetDouble(0));
+        EXPECT_EQ(number, reader->GetValue(0).dblVal);
+    }
+    ado.rows[0][0] = Single(std::numeric_limits<float>::infinity());
+    EXPECT_EQ(std::numeric_limits<double>::infinity(), reader->GetDouble(0));
+    ado.rows[0][0] = Single(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_TRUE(std::isnan(reader->GetDouble(0)));
+    // The least that there is has more places than a figure shows.
+    ado.rows[0][0] = Single(std::numeric_limits<float>::min());
+    EXPECT_EQ(1.1754943508222875e-38, reader->GetDouble(0));
 }
 
 TEST_F(AdoReader, HasNoNumberOfNullOrOfOtherText)

@@ -15,7 +15,7 @@ using namespace testing_support;
 // A text with its placeholders resolved.
 std::wstring Resolved(const std::wstring& text, const std::vector<std::wstring>& arguments)
 {
-    CatalogueText message(text);
+    CatalogueText message{text};
     for (const std::wstring& argument : arguments) {
         AddArgument(message, argument);
     }
@@ -26,7 +26,7 @@ std::wstring Resolved(const std::wstring& text, const std::vector<std::wstring>&
 template <typename... Format>
 std::wstring Number(std::uint32_t value, Format... format)
 {
-    CatalogueText message(L"%1");
+    CatalogueText message{L"%1"};
     AddNumberArgument(message, value, format...);
     return ToWideString(message);
 }
@@ -147,7 +147,7 @@ TEST(NumberArgument, HasNoUseForAPrecision)
 
 TEST(NumberArgument, TakesItsPlaceAmongTheOthers)
 {
-    CatalogueText text(L"%1 %2 %3");
+    CatalogueText text{L"%1 %2 %3"};
     AddArgument(text, L"a");
     AddNumberArgument(text, 5);
     AddArgument(text, L"c");
@@ -195,6 +195,7 @@ TEST(UnprintedMessages, StandInTheCatalogue)
         {938, "Command line option %1 is invalid."},
         {2227, "No files specified for this operation."},
         {2932, "Specified files are located on multiple drives."},
+        {267, "%1 Could not be converted to a known drive type ."},
         {1886, "Hard Drive"},
         {1584, "External Hard Drive"},
         {1744, "Flash Drive"},

@@ -1,5 +1,5 @@
-#include "computer/server_classes.h"
-#include "scenario.h"
+#include "engine/server_classes.h"
+#include "scenario/scenario.h"
 
 #include <gtest/gtest.h>
 

@@ -112,16 +112,6 @@ private:
     }};
 };
 
-// A stream buffer that leaves an error behind for the thread, as any Windows call may.
-class BufferThatLeavesAnError : public std::wstringbuf {
-protected:
-    int sync() override
-    {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return 0;
-    }
-};
-
 TEST_F(InstallingConsoleControl, AddsTheHandlerAndSaysNothing)
 {
     EXPECT_EQ(std::nullopt, InstallConsoleCtrlHandler());
@@ -151,12 +141,13 @@ TEST_F(InstallingConsoleControl, PrintsTheErrorAsAnUnsignedNumber)
 TEST_F(InstallingConsoleControl, ReturnsTheErrorThatStandsAfterTheLineHasBeenPrinted)
 {
     Refuse(5);
-    BufferThatLeavesAnError buffer;
-    std::wstreambuf* const replaced = std::wcout.rdbuf(&buffer);
-    const std::uint32_t code = InstallConsoleCtrlHandler().value();
-    std::wcout.rdbuf(replaced);
-    EXPECT_EQ(6U, code);
-    EXPECT_EQ(L"Failed to set control handler (5).\n", buffer.str());
+    // As any call of Windows may do.
+    output.Device().taking = [](std::size_t offered) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return offered;
+    };
+    EXPECT_EQ(std::optional(6U), InstallConsoleCtrlHandler());
+    EXPECT_EQ(L"Failed to set control handler (5).\n", output.Text());
     EXPECT_EQ((std::vector<std::wstring>{L"ERRORLEVEL=6"}), environment);
 }
 

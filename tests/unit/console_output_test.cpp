@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <iostream>
 #include <optional>
 #include <string>
 #include <thread>
@@ -74,18 +73,9 @@ TEST_F(PrintingToAFile, KeepsEveryOtherControlCharacter)
     EXPECT_EQ(std::string("\ta\r\v\f\b\0b", 8), out.Bytes());
 }
 
-TEST_F(PrintingToAFile, TakesWhatIsPutIntoTheStreamPieceByPiece)
-{
-    std::wcout << L"number " << 5 << L'\n';
-    std::wcout.put(L'x').put(L'\n');
-    EXPECT_THAT(out.writes, IsEmpty());
-    std::wcout.flush();
-    EXPECT_THAT(out.writes, ElementsAre("number 5\r\nx\r\n"));
-}
-
 TEST_F(PrintingToAFile, ResolvesTheArgumentsOfAMessage)
 {
-    CatalogueText text(L"Failed to set control handler (%1).");
+    CatalogueText text{L"Failed to set control handler (%1)."};
     AddNumberArgument(text, 5);
     PrintLine(text);
     PrintMessage({9999, "%2 and %1"}, {L"a", L"b"});
@@ -99,25 +89,70 @@ TEST_F(PrintingToAFile, GoesOnWhereAWriteTookOnlyAPart)
     EXPECT_THAT(out.writes, ElementsAre("123", "456", "78\r", "\n"));
 }
 
-TEST_F(PrintingToAFile, PrintsTheLinesAfterOneThatFailed)
+TEST_F(PrintingToAFile, WritesNothingMoreBehindALineThatWasRefused)
 {
-    out.taking = [](std::size_t) { return std::nullopt; };
-    PrintLine(L"lost");
-    PrintText(L"lost, too");
+    PrintLine(L"written");
+    out.taking = [](std::size_t) {
+        SetLastError(ERROR_DISK_FULL);
+        return std::nullopt;
+    };
+    PrintLine(L"refused");
+    EXPECT_EQ(2, out.Tries());
+    EXPECT_EQ(112U, output->Error());
     out.taking = [](std::size_t offered) { return offered; };
-    PrintLine(L"kept");
-    PrintText(L"kept, too");
-    EXPECT_THAT(out.writes, ElementsAre("kept\r\n", "kept, too"));
+    PrintLine(L"too late");
+    PrintText(L"too late");
+    EXPECT_THAT(out.writes, ElementsAre("written\r\n"));
+    EXPECT_EQ(2, out.Tries());
 }
 
-TEST_F(PrintingToAFile, GivesALineUpThatNothingIsTakenOf)
+TEST_F(PrintingToAFile, TellsStandardErrorOnceThatALineWasRefused)
+{
+    out.taking = [](std::size_t) {
+        SetLastError(ERROR_DISK_FULL);
+        return std::nullopt;
+    };
+    PrintLine(L"refused");
+    PrintLine(L"too late");
+    EXPECT_THAT(out.errors, ElementsAre("VLCmd: standard output cannot be written (Windows error 112).\r\n"));
+}
+
+TEST_F(PrintingToAFile, TakesForRefusedWhatNothingIsTakenOf)
 {
     out.taking = [](std::size_t) { return 0U; };
-    PrintLine(L"lost");
+    PrintLine(L"refused");
     EXPECT_EQ(1, out.Tries());
-    out.taking = [](std::size_t offered) { return offered; };
-    PrintLine(L"kept");
-    EXPECT_EQ("kept\r\n", out.Bytes());
+    EXPECT_EQ(static_cast<DWORD>(ERROR_WRITE_FAULT), output->Error());
+    EXPECT_EQ(1U, out.errors.size());
+}
+
+TEST_F(PrintingToAFile, TakesForRefusedWhatOnlyItsBeginningIsTakenOf)
+{
+    out.taking = [this](std::size_t) -> std::optional<std::size_t> {
+        SetLastError(ERROR_DISK_FULL);
+        return out.writes.empty() ? std::optional<std::size_t>(3) : std::nullopt;
+    };
+    PrintLine(L"12345678");
+    EXPECT_THAT(out.writes, ElementsAre("123"));
+    EXPECT_EQ(112U, output->Error());
+}
+
+TEST_F(PrintingToAFile, IsNoFailureWhereNobodyReads)
+{
+    for (const DWORD error : {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED, ERROR_INVALID_HANDLE}) {
+        output.reset();
+        output.emplace();
+        out.taking = [error](std::size_t) {
+            SetLastError(error);
+            return std::nullopt;
+        };
+        const int before = out.Tries();
+        PrintLine(L"lost");
+        PrintLine(L"lost");
+        EXPECT_EQ(1, out.Tries() - before);
+        EXPECT_EQ(0U, output->Error());
+    }
+    EXPECT_THAT(out.errors, IsEmpty());
 }
 
 TEST_F(PrintingToAFile, WritesALongLineWhole)
@@ -148,64 +183,33 @@ TEST_F(PrintingToAFile, KeepsTheLinesOfManyThreadsWhole)
     EXPECT_THAT(out.writes, ::testing::UnorderedElementsAreArray(expected));
 }
 
-TEST_F(PrintingToAFile, WritesWhatIsLeftAtTheEndAndPutsTheStreamBack)
+// The outputs of objects that live at the same time.
+TEST_F(PrintingToAFile, GoesToTheOutputThatWasMadeLastAndThenToTheOneBefore)
 {
-    output.reset();
-    std::wstringbuf before;
-    std::wstreambuf* const original = std::wcout.rdbuf(&before);
     {
-        const ConsoleOutput again;
-        EXPECT_NE(&before, std::wcout.rdbuf());
-        std::wcout << L"left\n";
+        StandardOutput inner = StandardOutput::Redirected(CP_UTF8);
+        const ConsoleOutput another;
+        PrintLine(L"inner");
+        EXPECT_THAT(inner.writes, ElementsAre("inner\r\n"));
     }
-    EXPECT_EQ(&before, std::wcout.rdbuf());
-    std::wcout << L"afterwards";
-    std::wcout.rdbuf(original);
-    EXPECT_THAT(out.writes, ElementsAre("left\r\n"));
-    EXPECT_EQ(L"afterwards", before.str());
-}
-
-// Without an object of the class the stream goes wherever it went before.
-TEST(PrintingElsewhere, FollowsTheStream)
-{
-    CapturedOutput captured;
-    PrintLine(L"line");
-    PrintText(L"text");
-    EXPECT_EQ(L"line\ntext", captured.Text());
-}
-
-TEST(PrintingElsewhere, FlushesEveryLineAndEveryText)
-{
-    struct CountingBuffer : std::wstringbuf {
-        int syncs = 0;
-
-    protected:
-        int sync() override
-        {
-            ++syncs;
-            return 0;
-        }
-    } buffer;
-    std::wstreambuf* const replaced = std::wcout.rdbuf(&buffer);
-    PrintLine(L"line");
-    PrintText(L"text");
-    std::wcout.rdbuf(replaced);
-    EXPECT_EQ(L"line\ntext", buffer.str());
-    EXPECT_EQ(2, buffer.syncs);
+    PrintLine(L"outer");
+    EXPECT_THAT(out.writes, ElementsAre("outer\r\n"));
+    output.reset();
+    PrintLine(L"nowhere");
+    EXPECT_THAT(out.writes, ElementsAre("outer\r\n"));
 }
 
 TEST(PrintingNowhere, IsNoFailureWithoutAStandardOutput)
 {
     for (const HANDLE missing : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+        StandardOutput out = StandardOutput::Redirected(CP_UTF8);
         const Replaced<"GetStdHandle", decltype(::GetStdHandle)> getHandle([missing](DWORD) { return missing; });
-        const std::wstreambuf* const before = std::wcout.rdbuf();
-        {
-            const ConsoleOutput output;
-            PrintLine(L"lost");
-            PrintText(L"lost");
-        }
-        EXPECT_EQ(before, std::wcout.rdbuf());
-        EXPECT_TRUE(std::wcout.good());
+        const ConsoleOutput output;
+        PrintLine(L"lost");
+        PrintText(L"lost");
+        EXPECT_EQ(0U, output.Error());
+        EXPECT_EQ(0, out.Tries());
+        EXPECT_THAT(out.errors, IsEmpty());
     }
 }
 
@@ -325,16 +329,39 @@ TEST_F(PrintingToAConsole, GoesOnWhereAWriteTookOnlyAPart)
     EXPECT_THAT(out.consoleWrites, ElementsAre(L"1234", L"5678", L"\r\n"));
 }
 
-TEST_F(PrintingToAConsole, PrintsTheLinesAfterOneThatFailed)
+TEST_F(PrintingToAConsole, WritesNothingMoreBehindALineThatWasRefused)
 {
-    out.taking = [](std::size_t) { return std::nullopt; };
-    PrintLine(L"lost");
-    out.taking = [](std::size_t) { return 0U; };
-    PrintLine(L"lost");
-    EXPECT_EQ(2, out.Tries());
+    out.taking = [](std::size_t) {
+        SetLastError(ERROR_GEN_FAILURE);
+        return std::nullopt;
+    };
+    PrintLine(L"refused");
     out.taking = [](std::size_t offered) { return offered; };
-    PrintLine(L"kept");
-    EXPECT_THAT(out.consoleWrites, ElementsAre(L"kept\r\n"));
+    PrintLine(L"too late");
+    EXPECT_EQ(1, out.Tries());
+    EXPECT_EQ(31U, output.Error());
+    EXPECT_THAT(out.consoleWrites, IsEmpty());
+    EXPECT_THAT(out.errors, ElementsAre("VLCmd: standard output cannot be written (Windows error 31).\r\n"));
+}
+
+TEST_F(PrintingToAConsole, ShowsThePicturesOfControlCharacters)
+{
+    for (wchar_t c = 0; c < L' '; ++c) {
+        out.consoleWrites.clear();
+        PrintText({&c, 1});
+        const std::wstring expected = c == L'\t' ? L"\t" : c == L'\n' ? L"\r\n" : std::wstring(1, L'\u2400' + c);
+        EXPECT_EQ(expected, out.ConsoleText()) << static_cast<int>(c);
+    }
+    out.consoleWrites.clear();
+    PrintLine(L"C:\x1B[2J\a\x7F \x80\x85\x9B"
+              L"31m\x9F\xA0~");
+    EXPECT_EQ(L"C:\u241B[2J\u2407\u2421 \u241B@\u241BE\u241B[31m\u241B_\xA0~\r\n", out.ConsoleText());
+}
+
+TEST_F(PrintingToAConsole, KeepsACarriageReturnBeforeALineFeedAlone)
+{
+    PrintText(L"a\r\nb\rc\r\r\n\r");
+    EXPECT_EQ(L"a\r\r\nb\u240Dc\u240D\r\r\n\u240D", out.ConsoleText());
 }
 
 } // namespace

@@ -1,7 +1,10 @@
 #include "db/db_error.h"
 
+#include "support/failing_memory.h"
 #include "support/message_tables.h"
 #include "support/product_test.h"
+
+#include <new>
 
 namespace {
 
@@ -58,17 +61,17 @@ TEST_F(DbError, AsksTheSystemForTheWholeCodeOnce)
 TEST_F(DbError, OfAStatementHoldsTheStatementToo)
 {
     const std::wstring statement = L"SELECT %s %1% FROM t; \n";
-    const vldb::CDbError bare = vldb::MakeStatementError({kDenied, L""}, statement, L"ado_implement", 9);
+    const vldb::CDbError bare = vldb::MakeDbError({kDenied, L""}, L"ado_implement", 9, &statement);
     EXPECT_EQ(kDenied, bare.GetCode());
     EXPECT_EQ(L"\r\nAccess is denied.\r\n\r\n\r\nSQL Query:\r\nSELECT %s %1% FROM t; \n"
               L"\r\n\r\nReturn code: 0x80070005 (2147942405) (ado_implement/#9)\r\n",
               bare.GetText());
     EXPECT_EQ(L"\r\nNo such column.\r\n\r\nSQL Query:\r\nSELECT %s %1% FROM t; \n"
               L"\r\n\r\nReturn code: 0x8004FFFE (2147811326) (ado_implement/#10)\r\n",
-              vldb::MakeStatementError({kUnknown, L"No such column."}, statement, L"ado_implement", 10).GetText());
+              vldb::MakeDbError({kUnknown, L"No such column."}, L"ado_implement", 10, &statement).GetText());
     EXPECT_EQ(L"\r\nHelp!\r\nAccess is denied.\r\n\r\n\r\n\r\nSQL Query:\r\nSELECT %s %1% FROM t; \n"
               L"\r\n\r\nReturn code: 0x80070005 (2147942405) (ado_implement/#11)\r\n",
-              vldb::MakeStatementError({kDenied, L"Help!"}, statement, L"ado_implement", 11).GetText());
+              vldb::MakeDbError({kDenied, L"Help!"}, L"ado_implement", 11, &statement).GetText());
 }
 
 TEST_F(DbError, WritesItsCodeWithEightHexadecimalDigits)
@@ -78,15 +81,48 @@ TEST_F(DbError, WritesItsCodeWithEightHexadecimalDigits)
                                       .find(L"Return code: 0x00000ABC (2748) (s/#1)\r\n"));
 }
 
-TEST_F(DbError, IsThrownByValueAndCaughtByReference)
+// The error that the work ends with.
+template <typename Work>
+vldb::CDbError ErrorOf(Work work)
 {
     try {
-        throw vldb::CDbError(kUnknown, L"text");
+        vldb::Attempt(L"source", work, nullptr, 42);
     } catch (const vldb::CDbError& error) {
-        EXPECT_EQ(kUnknown, error.GetCode());
-        EXPECT_EQ(L"text", error.GetText());
-        return;
+        return error;
     }
+    ADD_FAILURE() << "no error";
+    return {S_OK, L""};
+}
+
+TEST_F(DbError, IsMadeOfAFailedCallWithThePlaceOfItsOperation)
+{
+    EXPECT_EQ(7, vldb::Attempt(L"source", [] { return 7; }));
+    const vldb::CDbError error = ErrorOf([] { vldb::Require({kUnknown, L"It broke."}); });
+    EXPECT_EQ(kUnknown, error.GetCode());
+    EXPECT_EQ(L"\r\nIt broke.\r\n\r\nReturn code: 0x8004FFFE (2147811326) (source/#42)\r\n", error.GetText());
+}
+
+TEST_F(DbError, IsMadeOfMemoryThatRunsOut)
+{
+    const vldb::CDbError error = ErrorOf([] { throw std::bad_alloc(); });
+    EXPECT_EQ(E_OUTOFMEMORY, error.GetCode());
+    EXPECT_TRUE(error.GetText().ends_with(L"\r\n\r\nReturn code: 0x8007000E (2147942414) (source/#42)\r\n"));
+}
+
+TEST_F(DbError, GoesThroughAnOperationThatCallsAnotherAsItIs)
+{
+    const vldb::CDbError error = ErrorOf([] { throw vldb::CDbError(kUnknown, L"text"); });
+    EXPECT_EQ(kUnknown, error.GetCode());
+    EXPECT_EQ(L"text", error.GetText());
+}
+
+TEST_F(DbError, HasNoTextWhereThereIsNoMemoryForIt)
+{
+    const FailingMemory memory(1);
+    const vldb::CDbError error = vldb::MakeDbError({kUnknown, L""}, L"a source with a long name", 1);
+    EXPECT_TRUE(memory.HasThrown());
+    EXPECT_EQ(kUnknown, error.GetCode());
+    EXPECT_EQ(L"", error.GetText());
 }
 
 } // namespace

@@ -882,6 +882,9 @@ TEST_F(DefragFilesCommand, TakesARootThatTheEngineDoesNotKnowForABadFile)
 {
     ExpectRun(L"/df q:\\a.txt C:\\a.txt", 87, kBadFiles, kBadDataPublished, findD);
     ExpectRun(L"/df 1:\\a.txt", 87, kBadFiles, kBadDataPublished, findD);
+    engine.drives.push_back({L"nameless", L"", L""});
+    ExpectRun(L"/df 1:\\a.txt", 87, kBadFiles, kBadDataPublished,
+              findD + EngineCalls{L"agent.GetDrive(nameless)", L"drive.GetDriveName()"});
 }
 
 // The drive of the path's letter counts, not one that is mounted in a folder.

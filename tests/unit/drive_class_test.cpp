@@ -4,6 +4,7 @@
 #include "support/product_test.h"
 #include "support/registry.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -312,11 +313,17 @@ TEST_F(RemovableSetting, IsOffWhereItsValueCannotBeRead)
 
 // --- Eligible volumes ---
 
-// Every bus that a device can name.
-constexpr STORAGE_BUS_TYPE kAllBuses[] = {
-    BusTypeUnknown, BusTypeScsi,  BusTypeAtapi, BusTypeAta,  BusType1394, BusTypeSsa, BusTypeFibre,   BusTypeUsb,
-    BusTypeRAID,    BusTypeiScsi, BusTypeSas,   BusTypeSata, BusTypeSd,   BusTypeMmc, BusTypeVirtual,
-};
+// Every bus that a device can name, from BusTypeUnknown to BusTypeNvme. Not every SDK has names for the last ones.
+constexpr std::array<STORAGE_BUS_TYPE, 18> AllBuses()
+{
+    std::array<STORAGE_BUS_TYPE, 18> buses{};
+    for (std::size_t number = 0; number < buses.size(); ++number) {
+        buses[number] = static_cast<STORAGE_BUS_TYPE>(number);
+    }
+    return buses;
+}
+constexpr auto kAllBuses = AllBuses();
+static_assert(kAllBuses[3] == BusTypeAta && kAllBuses[4] == BusType1394 && kAllBuses[7] == BusTypeUsb);
 
 bool IsExternal(STORAGE_BUS_TYPE bus)
 {

@@ -249,6 +249,16 @@ TEST_F(FindingAVolume, ComparesWithoutRegardToTheEnginesLetterCase)
     EXPECT_EQ(L"\\\\?\\Volume{dR\u00E4ume}\\", identity);
 }
 
+TEST_F(FindingAVolume, DoesNotTakeADriveWithoutANameForAWordThatNamesNone)
+{
+    engine.drives.push_back({L"volume 4", L"", L""});
+    for (const wchar_t* const word : {L"", L"1:\\", L"data"}) {
+        EXPECT_EQ(Failure(13U), Find(word)) << ::testing::PrintToString(std::wstring(word));
+        EXPECT_EQ(L"", identity);
+    }
+    EXPECT_EQ(12, engine.CountCalls(L"GetDriveName"));
+}
+
 TEST_F(FindingAVolume, ComparesAVolumeGuidInItsConvertedForm)
 {
     engine.drives.push_back({L"volume 4", L"\\\\?\\Volume{abc}", L""});

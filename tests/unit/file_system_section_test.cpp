@@ -325,6 +325,42 @@ TEST_F(FileSystems, CountMoreClustersThan32BitsTake)
               GetFileSystemSection());
 }
 
+// NTFS' counts keep their low 32 bits: of 2^32 + 1000 clusters 1000 are told, fewer than the 2000 that are free. What
+// is used is the difference of the two in 64 bits, which has no sign.
+TEST_F(FileSystems, CountTheUsedClustersOfALargeNtfsVolumeByTheLowHalves)
+{
+    DescribedVolume& volume = AddNtfs({L"C:\\"});
+    volume.ntfs.TotalClusters.QuadPart = 0x1000003E8;
+    volume.ntfs.FreeClusters.QuadPart = 0x7D0;
+    const std::wstring section = GetFileSystemSection();
+    EXPECT_NE(std::wstring::npos, section.find(L" - Total Clusters:    1000   3.91 MB\n"
+                                               L" - Free Clusters:    2000   7.81 MB\n"
+                                               L" - Used Clusters:    18446744073709550616   64 ZB\n"))
+        << ::testing::PrintToString(section);
+}
+
+// In place of GetLastError: whoever reads the error 21 finds 22 from then on.
+decltype(::GetLastError)* realGetLastError = nullptr;
+DWORD WINAPI TellOnce()
+{
+    const DWORD error = realGetLastError();
+    if (error == 21) {
+        SetLastError(22);
+    }
+    return error;
+}
+
+TEST_F(FileSystems, ShowTheErrorThatWindowsHoldsWhenTheLineIsWritten)
+{
+    AddFat({L"F:\\"}).clustersError = 21;
+    realGetLastError =
+        reinterpret_cast<decltype(realGetLastError)>(PatchImport("GetLastError", reinterpret_cast<void*>(&TellOnce)));
+    const std::wstring section = GetFileSystemSection();
+    PatchImport("GetLastError", reinterpret_cast<void*>(realGetLastError));
+    EXPECT_NE(std::wstring::npos, section.find(L" - Failed to get freespace information of drive F:\\ (22)\n"))
+        << ::testing::PrintToString(section);
+}
+
 TEST_F(FileSystems, CountNoClustersOfAnEmptyVolume)
 {
     AddFat({L"F:\\"}, 0, 0);

@@ -1,6 +1,7 @@
 #include "stats/statistics.h"
 
 #include "stats/statements.h"
+#include "support/failing_memory.h"
 #include "support/fake_ado.h"
 #include "support/numbered_messages.h"
 #include "support/plain_dates.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <new>
 
 namespace {
 
@@ -303,26 +305,9 @@ TEST_P(LocalStatistics, ReadEveryColumnOnceInOrderAndNothingElse)
 
 TEST_P(LocalStatistics, LeaveInOneWrite)
 {
-    int flushes = 0;
-    class CountingBuffer : public std::wstringbuf {
-    public:
-        explicit CountingBuffer(int& flushes) : flushes_(flushes) {}
-
-    protected:
-        int sync() override
-        {
-            ++flushes_;
-            return 0;
-        }
-
-    private:
-        int& flushes_;
-    } buffer(flushes);
-    std::wstreambuf* const replaced = std::wcout.rdbuf(&buffer);
     EXPECT_EQ(0U, GetParam().show(L"C:"));
-    std::wcout.rdbuf(replaced);
-    EXPECT_EQ(1, flushes);
-    EXPECT_EQ(GetParam().report, buffer.str());
+    EXPECT_EQ(1U, output.Device().consoleWrites.size());
+    EXPECT_EQ(GetParam().report, output.Text());
 }
 
 TEST_P(LocalStatistics, SayThatThereAreNone)
@@ -393,6 +378,65 @@ TEST_P(LocalStatistics, FailWhereAnyColumnIsNull)
     }
 }
 
+// 7.45 in a type of Automation's; as text it has the decimal point or comma that is given.
+AdoValue FigureOf(VARTYPE type, const wchar_t* text)
+{
+    VARIANT value{};
+    switch (type) {
+    case VT_R4:
+        value.fltVal = 7.45F;
+        break;
+    case VT_DATE:
+        value.date = 7.45;
+        break;
+    case VT_CY:
+        value.cyVal.int64 = 74500;
+        break;
+    case VT_DECIMAL:
+        value.decVal.scale = 2;
+        value.decVal.Lo64 = 745;
+        break;
+    default:
+        return std::wstring(text);
+    }
+    value.vt = type;
+    return value;
+}
+
+TEST_P(LocalStatistics, ShowAFigureAlikeInWhateverTypeADriverGivesIt)
+{
+    const AdoRow plain(GetParam().row.size(), 7.45);
+    ado.rows = {plain};
+    EXPECT_EQ(0U, GetParam().show(L"C:"));
+    const std::wstring report = output.Take();
+    EXPECT_EQ(std::wstring::npos, report.find(L"7.4%"));
+    const auto expectAlike = [&](const wchar_t* text) {
+        for (const VARTYPE type : {VT_R4, VT_DATE, VT_CY, VT_DECIMAL, VT_BSTR}) {
+            for (std::size_t column = 0; column < plain.size(); ++column) {
+                SCOPED_TRACE(::testing::Message() << "type " << type << ", column " << column);
+                ado.rows = {plain};
+                ado.rows[0][column] = FigureOf(type, text);
+                EXPECT_EQ(0U, GetParam().show(L"C:"));
+                EXPECT_EQ(report, output.Take());
+            }
+        }
+    };
+    expectAlike(L"7.45");
+    // A user whose numbers have a comma.
+    constexpr LCID kGerman = MAKELCID(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN), SORT_DEFAULT);
+    const Replaced<"VariantChangeType", decltype(::VariantChangeType)> change(
+        [](auto* changed, auto* value, USHORT flags, VARTYPE type) {
+            VARIANT converted{};
+            const HRESULT result = VariantChangeTypeEx(&converted, value, kGerman, flags, type);
+            if (SUCCEEDED(result)) {
+                VariantClear(changed);
+                *changed = converted;
+            }
+            return result;
+        });
+    expectAlike(L"7,45");
+}
+
 TEST_P(LocalStatistics, DoNotMindThatClosingFails)
 {
     ado.Fail(L"recordset.Close", {.scode = kFailure, .description = L"busy"});
@@ -453,6 +497,45 @@ TEST_P(LocalStatistics, OfSeveralDrivesEndWithTheFirstFailure)
                   L"Failed to output statistics for volume D:. Error: 2147749396\n",
               output.Take());
     EXPECT_EQ((Lines{StatementFor(GetParam(), L"'C:'"), StatementFor(GetParam(), L"'D:'")}), Statements());
+}
+
+// Every allocation on the way there and back fails once: one of the database layer, of the report or of the test's own
+// database. Only the first kind is told with the drive's name.
+TEST_P(LocalStatistics, TellThatMemoryRanOutInTheDatabaseLayer)
+{
+    const DriveList drives{L"C:"};
+    int told = 0;
+    bool failed = true;
+    for (int allocation = 1; failed && !HasFailure(); ++allocation) {
+        SCOPED_TRACE(allocation);
+        Result result = 14;
+        bool hasThrown = false;
+        {
+            const FailingMemory memory(allocation);
+            try {
+                result = ShowLocalStats(drives, GetParam().kind);
+            } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): the program ends with 14.
+            }
+            failed = memory.HasFailed();
+            hasThrown = memory.HasThrown();
+        }
+        const std::wstring text = output.Take();
+        if (result == 0x8007000E) {
+            EXPECT_EQ(GetParam().computer + L"Failed to output statistics for volume C:. Error: 2147942414\n", text);
+            ++told;
+        } else if (result == 0x80070429) {
+            // The connection string could not be read from the registry, as if it were not there.
+            EXPECT_FALSE(hasThrown);
+        } else {
+            EXPECT_TRUE(result == 0 || result == 14) << result;
+            EXPECT_EQ(std::wstring::npos, text.find(L"Failed"));
+        }
+        static_cast<void>(ado.TakeCalls());
+        EXPECT_EQ(0, ado.LiveObjects());
+        EXPECT_EQ("", census.Imbalance());
+    }
+    // The statement's template, its tag, its literal, the connection, the reader ...
+    EXPECT_GT(told, 10);
 }
 
 TEST_P(LocalStatistics, OfSeveralDrivesNeedADatabase)

@@ -1,3 +1,4 @@
+#include "messages/console_output.h"
 #include "support/arguments.h"
 #include "support/failing_memory.h"
 #include "support/installed_program.h"
@@ -9,7 +10,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <iostream>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -204,19 +204,76 @@ TEST_F(Starting, ReachesTheEngineWhileComIsOpen)
     EXPECT_EQ("Velundra 14.0\r\nDrive name: C:\\Status: Idle\r\n", out.Bytes());
 }
 
-TEST_F(Starting, PutsTheStandardStreamBack)
+TEST_F(Starting, PutsTheOutputBackThatThereWas)
 {
-    const std::wstreambuf* const before = std::wcout.rdbuf();
     Run({L"/?"});
-    EXPECT_EQ(before, std::wcout.rdbuf());
-    EXPECT_EQ(L"", output.Text());
+    PrintLine(L"afterwards");
+    // That one is a console.
+    EXPECT_EQ(L"afterwards\r\n", out.ConsoleText());
+    EXPECT_EQ(BannerAndUsage(), out.Bytes());
 }
 
-TEST_F(Starting, GoesOnWhenNothingCanBeWritten)
+// The devices that refuse an output, and what the run makes of it.
+class StartingWithARefusedOutput : public Program {
+protected:
+    // Has every write from now on end with the error.
+    void Refuse(DWORD error)
+    {
+        out.taking = [error](std::size_t) {
+            SetLastError(error);
+            return std::nullopt;
+        };
+    }
+};
+
+TEST_F(StartingWithARefusedOutput, EndsWithTheErrorWhereItHasSucceededOtherwise)
 {
-    out.taking = [](std::size_t) { return std::nullopt; };
-    EXPECT_EQ(0U, Run({L"/?"}));
-    EXPECT_EQ(73, out.Tries());
+    for (const DWORD error : {ERROR_DISK_FULL, ERROR_HANDLE_DISK_FULL, ERROR_ACCESS_DENIED, ERROR_IO_DEVICE}) {
+        Refuse(error);
+        EXPECT_EQ(error, Run({L"/?"}));
+    }
+    // Nothing more is tried behind the first line of each run.
+    EXPECT_EQ(4, out.Tries());
+}
+
+TEST_F(StartingWithARefusedOutput, EndsWithItsOwnResultWhereItHasFailed)
+{
+    Refuse(ERROR_DISK_FULL);
+    engine.activation = REGDB_E_CLASSNOTREG;
+    EXPECT_EQ(0x80040154, Run({L"/st"}));
+}
+
+TEST_F(StartingWithARefusedOutput, EndsWithTheErrorInSafeBoot)
+{
+    Refuse(ERROR_DISK_FULL);
+    bootMode = 1;
+    EXPECT_EQ(112U, Run({L"/?"}));
+}
+
+TEST_F(StartingWithARefusedOutput, DoesItsWorkAllTheSame)
+{
+    engine.AddDrive(L"C:\\");
+    Refuse(ERROR_DISK_FULL);
+    EXPECT_EQ(112U, Run({L"/dol", L"C:"}));
+    EXPECT_EQ(1, engine.CountCalls(L"OptimizeOnline"));
+}
+
+TEST_F(StartingWithARefusedOutput, SucceedsWhereNobodyReads)
+{
+    for (const DWORD error : {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED, ERROR_INVALID_HANDLE}) {
+        Refuse(error);
+        EXPECT_EQ(0U, Run({L"/?"}));
+    }
+    EXPECT_EQ(4, out.Tries());
+}
+
+TEST_F(StartingWithARefusedOutput, SucceedsWithoutAStandardOutput)
+{
+    for (const HANDLE missing : {HANDLE{nullptr}, INVALID_HANDLE_VALUE}) {
+        const Replaced<"GetStdHandle", decltype(::GetStdHandle)> getHandle([missing](DWORD) { return missing; });
+        EXPECT_EQ(0U, Run({L"/?"}));
+    }
+    EXPECT_EQ(0, out.Tries());
 }
 
 class StartingInSafeBoot : public Program, public ::testing::WithParamInterface<int> {};
@@ -269,16 +326,25 @@ class RunningOutOfMemory : public Program {
 protected:
     struct Ending {
         std::uint32_t exitCode;
-        bool failed; // whether the allocation came
+        bool failed;       // whether the allocation came
+        bool beforeOutput; // whether it came before the first line
     };
 
-    Ending RunWithFailingAllocation(int allocation)
+    Ending RunWithFailingAllocation(int allocation,
+                                    FailingMemory::Afterwards afterwards = FailingMemory::Afterwards::Enough)
     {
         out.writes.clear();
         Arguments arguments({L"/?"});
-        const FailingMemory memory(allocation);
+        const FailingMemory* failing = nullptr;
+        bool beforeOutput = false;
+        out.taking = [&](std::size_t offered) {
+            beforeOutput = beforeOutput || (out.writes.empty() && failing->HasFailed());
+            return offered;
+        };
+        const FailingMemory memory(allocation, afterwards);
+        failing = &memory;
         const int exitCode = wmain(arguments.Count(), arguments.Values(), nullptr);
-        return {static_cast<std::uint32_t>(exitCode), memory.HasFailed()};
+        return {static_cast<std::uint32_t>(exitCode), memory.HasFailed(), beforeOutput};
     }
 };
 
@@ -319,17 +385,19 @@ bool LackOneText(const std::vector<std::string>& written, const std::vector<std:
     return line != lines.end() && *other == "\r\n" && std::equal(line + 1, lines.end(), other + 1);
 }
 
-// Every allocation of a run fails in turn: the first, the second, and so on until there is none left to fail. A text
-// that there is no memory to convert is printed empty; everything else ends the program.
+// Every allocation of a run fails in turn: the first, the second, and so on until there is none left to fail. A
+// translation that there is no memory to load is done without, a text that there is none to convert is printed empty;
+// everything else ends the program.
 TEST_F(RunningOutOfMemory, EndsWith14WhicheverAllocationFails)
 {
     ASSERT_EQ(0U, Run({L"/?"}));
     const std::vector<std::string> lines = out.writes;
     ASSERT_EQ(BannerAndUsage(), out.Bytes());
-    std::vector<int> unnoticed; // allocations whose failure neither ended the program nor emptied a text
+    std::vector<int> unnoticed; // allocations whose failure had none of these effects
     int allocation = 1;
     for (Ending run = RunWithFailingAllocation(1); run.failed; run = RunWithFailingAllocation(++allocation)) {
-        if (run.exitCode != 14 && !(run.exitCode == 0 && LackOneText(out.writes, lines))) {
+        const bool doesWithout = LackOneText(out.writes, lines) || (run.beforeOutput && out.writes == lines);
+        if (run.exitCode != 14 && !(run.exitCode == 0 && doesWithout)) {
             unnoticed.push_back(allocation);
         }
         ASSERT_EQ(0, census.ComBalance()) << "allocation " << allocation;
@@ -338,6 +406,27 @@ TEST_F(RunningOutOfMemory, EndsWith14WhicheverAllocationFails)
     // At least one for each message.
     EXPECT_GT(allocation, 55);
     EXPECT_EQ(BannerAndUsage(), out.Bytes());
+}
+
+// The same where memory stays out from then on, also while the failure is on its way out.
+TEST_F(RunningOutOfMemory, EndsWith14OrPrintsEmptyTextsWhereItStaysOut)
+{
+    ASSERT_EQ(0U, Run({L"/?"}));
+    const std::vector<std::string> lines = out.writes;
+    int endings = 0; // of runs that had printed something before
+    int allocation = 1;
+    for (Ending run = RunWithFailingAllocation(1, FailingMemory::Afterwards::None); run.failed;
+         run = RunWithFailingAllocation(++allocation, FailingMemory::Afterwards::None)) {
+        ASSERT_TRUE(run.exitCode == 14 || (run.exitCode == 0 && out.writes.size() == lines.size())) << allocation;
+        ASSERT_TRUE(std::equal(
+            out.writes.begin(), out.writes.end(), lines.begin(),
+            [](const std::string& written, const std::string& line) { return written == line || written == "\r\n"; }))
+            << allocation;
+        ASSERT_EQ(0, census.ComBalance()) << allocation;
+        endings += run.exitCode == 14 && !out.writes.empty() ? 1 : 0;
+    }
+    // At least one for each message.
+    EXPECT_GT(endings, 55);
 }
 
 } // namespace

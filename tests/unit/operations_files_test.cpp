@@ -191,11 +191,17 @@ TEST_F(ShowingAFileName, ReportsTheSecondConnectionThatFails)
         engine.onCall = [&](const std::wstring& call) {
             if (call == L"drive.GetDriveName(C:\\)") {
                 engine.activation = failure.failure;
-                if (failure.object != nullptr) {
-                    ErrorObject::SetForThread(failure.object);
-                }
+                ErrorObject::SetForThread(L"Another call has failed.");
             }
         };
+        const Replaced<"CoCreateInstanceEx", decltype(::CoCreateInstanceEx)> activate(
+            [&](REFCLSID classId, IUnknown* outer, DWORD context, COSERVERINFO* server, DWORD count,
+                MULTI_QI* results) {
+                if (FAILED(engine.activation) && failure.object != nullptr) {
+                    ErrorObject::SetForThread(failure.object);
+                }
+                return activate.Original(classId, outer, context, server, count, results);
+            });
         EXPECT_EQ(failure.code, ShowFileNameById(L"SRV1", L"C:", 5));
         const std::wstring connection =
             failure.failure == E_ACCESSDENIED

@@ -660,6 +660,21 @@ TEST_F(AnOfflinePassThatCannotRunNow, CountsAsScheduledWhateverTheSchedulingRetu
     EXPECT_EQ(0, engine.CountCalls(L"OptimizeOffline"));
 }
 
+TEST_F(AnOfflinePassThatCannotRunNow, DoesNotShowTheErrorObjectOfItsPreparationForThatOfItsScheduling)
+{
+    engine.Fail(L"ScheduleBootTime", {E_ACCESSDENIED});
+    engine.onCall = [](const std::wstring& call) {
+        if (call.starts_with(L"agent.PrepareOffline")) {
+            ErrorObject::SetForThread(L"The drive is in use.");
+        }
+    };
+    EXPECT_EQ(Failure(0x20000005U), Run());
+    EXPECT_EQ(L"Unable to schedule drive C:\\ (Boot) for an Offline defrag pass of your System Files due to error "
+              L"\r\nError text:\r\nAccess is denied.\r\n\r\nReturn code: 0x80070005 (2147942405)(Operations/#201)\n"
+              L"Boot time defragmentation scheduled for drive C:\\ (Boot).\n",
+              output.Take());
+}
+
 // --- Batches ---
 
 // Watches the threads of a batch. Threads are known by the order in which they are asked for, which is that of the
@@ -970,6 +985,36 @@ TEST_P(BatchOfDrives, ShowsEachDrivesOwnErrorObject)
         EXPECT_NE(std::wstring::npos,
                   text.find(std::wstring(L"\r\nError text:\r\nagent.") + GetParam().method + drive));
     }
+}
+
+TEST_P(BatchOfDrives, FailsWhereAThreadsExitCodeCannotBeHad)
+{
+    const Replaced<"GetExitCodeThread", decltype(::GetExitCodeThread)> exitCode([&](HANDLE thread, LPDWORD code) {
+        if (exitCode.Calls() == 2) {
+            SetLastError(ERROR_INVALID_HANDLE);
+            return FALSE;
+        }
+        return exitCode.Original(thread, code);
+    });
+    EXPECT_EQ(ResultOf(6U), Run(kThreeDrives));
+    EXPECT_EQ(3, exitCode.Calls());
+}
+
+TEST_P(BatchOfDrives, FailsWhereTheWaitFails)
+{
+    const Replaced<"WaitForMultipleObjects", decltype(::WaitForMultipleObjects)> wait(
+        [&](DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds) -> DWORD {
+            const DWORD waited = wait.Original(count, handles, all, milliseconds);
+            // The C++ runtime waits for one of two handles; the batch waits for all.
+            if (all == FALSE) {
+                return waited;
+            }
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return WAIT_FAILED;
+        });
+    EXPECT_EQ(ResultOf(8U), Run(kThreeDrives));
+    Refuse(L"E:\\", kFirst);
+    EXPECT_EQ(ResultOf(8U), Run(kThreeDrives));
 }
 
 TEST_P(BatchOfDrives, PassesOverADriveWhoseThreadCannotBeCreated)

@@ -2,6 +2,7 @@
 
 #include "support/group_policy.h"
 #include "support/product_test.h"
+#include "support/slot_positions.h"
 
 #include <algorithm>
 #include <functional>
@@ -34,6 +35,22 @@ Steps operator+(Steps left, const Steps& right)
 {
     left.insert(left.end(), right.begin(), right.end());
     return left;
+}
+
+// --- The order of the virtual operations ---
+
+// Other programs of the product call them by their slots. With GNU's compilers a destructor takes two.
+TEST(GroupPolicyObject, HasItsOperationsBehindTheDestructorInTheirOrder)
+{
+#ifdef __GNUC__
+    constexpr std::size_t kFirst = 2;
+#else
+    constexpr std::size_t kFirst = 1;
+#endif
+    ExpectPositions<CGP>({
+        {"OnMachinePolicyChanged", kFirst, [](CGP& policy) { policy.OnMachinePolicyChanged(0); }},
+        {"OnUserPolicyChanged", kFirst + 1, [](CGP& policy) { policy.OnUserPolicyChanged(0); }},
+    });
 }
 
 // --- CLockable ---

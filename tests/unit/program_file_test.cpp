@@ -24,7 +24,7 @@ using ::testing::Not;
 #ifdef _WIN64
 constexpr WORD kMachine = IMAGE_FILE_MACHINE_AMD64;
 constexpr WORD kHighEntropy = IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA;
-constexpr std::size_t kMostKilobytes = 1536;
+constexpr std::size_t kMostKilobytes = 720;
 #else
 constexpr WORD kMachine = IMAGE_FILE_MACHINE_I386;
 constexpr WORD kHighEntropy = 0;

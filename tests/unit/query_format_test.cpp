@@ -1,6 +1,7 @@
 #include "db/query_format.h"
 
 #include "db/db_error.h"
+#include "support/failing_memory.h"
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,29 @@ TEST(QueryFormat, TakesAValueOfAnyLength)
     CQueryFormat query(L"%1%");
     query.Bind(1, std::wstring(10'000, L'\''), true);
     EXPECT_EQ(L'\'' + std::wstring(20'000, L'\'') + L'\'', query.Str());
+}
+
+TEST(QueryFormat, ThrowsItsOwnErrorWhereMemoryRunsOut)
+{
+    const std::wstring value(100, L'x');
+    bool failed = true;
+    int errors = 0;
+    for (int allocation = 1; failed; ++allocation) {
+        std::wstring text = L"SELECT ... WHERE name = %1%";
+        std::wstring statement;
+        const testing_support::FailingMemory memory(allocation);
+        try {
+            CQueryFormat query(std::move(text));
+            query.Bind(1, value, true);
+            statement = query.Str();
+        } catch (const CDbError& error) {
+            EXPECT_EQ(E_OUTOFMEMORY, error.GetCode());
+            ++errors;
+        }
+        failed = memory.HasFailed();
+        EXPECT_EQ(failed, statement.empty());
+    }
+    EXPECT_GE(errors, 3);
 }
 
 TEST(QueryFormat, ConvertsNumbersToText)

@@ -1,9 +1,11 @@
 #include "support/registry_section.h"
 
+#include "support/measured_memory.h"
 #include "support/product_test.h"
 #include "support/registry.h"
 #include "support/registry_data.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,7 +33,33 @@ protected:
     std::wstring Format(DWORD type, const std::vector<BYTE>& data)
     {
         RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kPath, L"V", type, data);
-        return FormatRegistryValue(key.Get(), L"V");
+        return FormatValue(L"V");
+    }
+
+    // What the functions append for the key, or for one value of it, under the path "P".
+    [[nodiscard]] std::wstring FormatValue(const std::wstring& name) const
+    {
+        std::wstring text;
+        FormatRegistryValue(key.Get(), name, text);
+        return text;
+    }
+    [[nodiscard]] std::wstring DumpValue(const std::wstring& name) const
+    {
+        std::wstring text;
+        DumpRegistryValue(key.Get(), L"P", name, text);
+        return text;
+    }
+    [[nodiscard]] std::wstring DumpValues() const
+    {
+        std::wstring text;
+        DumpRegistryValues(key.Get(), L"P", text);
+        return text;
+    }
+    [[nodiscard]] std::wstring DumpKey() const
+    {
+        std::wstring text;
+        DumpRegistryKey(key.Get(), L"P", text);
+        return text;
     }
 
     win::RegistryKey key;
@@ -86,13 +114,13 @@ TEST_F(RegistryDump, ShowsANumberOfFewerThanFourBytesAndAListWithAnOddLastByte)
 
 TEST_F(RegistryDump, ShowsNothingOfAValueThatIsNotThere)
 {
-    EXPECT_EQ(L"", FormatRegistryValue(key.Get(), L"Missing"));
+    EXPECT_EQ(L"", FormatValue(L"Missing"));
 }
 
 TEST_F(RegistryDump, CallsTheDefaultValueNoName)
 {
     RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"", L"x");
-    EXPECT_EQ(L" - Value Name: No Name\r\n - Type: REG_SZ\r\n - Data: x\r\n\r\n", FormatRegistryValue(key.Get(), L""));
+    EXPECT_EQ(L" - Value Name: No Name\r\n - Type: REG_SZ\r\n - Data: x\r\n\r\n", FormatValue(L""));
 }
 
 TEST_F(RegistryDump, ShowsThirteenBytesToTheLine)
@@ -148,8 +176,7 @@ TEST_F(RegistryDump, CrossesOutTheBytesByWhichAValueHasGrownMeanwhile)
             }
             return status;
         });
-    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_BINARY\r\n - Data: 01,02,XX,XX\r\n\r\n",
-              FormatRegistryValue(key.Get(), L"V"));
+    EXPECT_EQ(L" - Value Name: V\r\n - Type: REG_BINARY\r\n - Data: 01,02,XX,XX\r\n\r\n", FormatValue(L"V"));
     EXPECT_EQ(2, sizes);
 }
 
@@ -160,12 +187,12 @@ TEST_F(RegistryDump, EndsAfterTheTypeWhereBytesCannotBeRead)
     {
         const Replaced<"GlobalAlloc", decltype(::GlobalAlloc)> allocate(
             [](UINT, SIZE_T) -> HGLOBAL { return nullptr; });
-        EXPECT_EQ(head, FormatRegistryValue(key.Get(), L"V"));
+        EXPECT_EQ(head, FormatValue(L"V"));
     }
     {
         const Replaced<"CreateStreamOnHGlobal", decltype(::CreateStreamOnHGlobal)> create(
             [](HGLOBAL, BOOL, LPSTREAM*) -> HRESULT { return E_OUTOFMEMORY; });
-        EXPECT_EQ(head, FormatRegistryValue(key.Get(), L"V"));
+        EXPECT_EQ(head, FormatValue(L"V"));
     }
     // The queries after the type: the size, the data, the size again.
     for (int failing = 2; failing <= 4; ++failing) {
@@ -174,7 +201,7 @@ TEST_F(RegistryDump, EndsAfterTheTypeWhereBytesCannotBeRead)
                 return query.Calls() == failing ? ERROR_ACCESS_DENIED
                                                 : query.Original(asked, name, reserved, type, data, size);
             });
-        EXPECT_EQ(head, FormatRegistryValue(key.Get(), L"V")) << failing;
+        EXPECT_EQ(head, FormatValue(L"V")) << failing;
         EXPECT_EQ(failing, query.Calls());
     }
 }
@@ -184,9 +211,9 @@ TEST_F(RegistryDump, ShowsNothingOfAValueWhoseTypeCannotBeRead)
     RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"V", L"x");
     const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
         [](HKEY, LPCWSTR, LPDWORD, LPDWORD, LPBYTE, LPDWORD) -> LSTATUS { return ERROR_ACCESS_DENIED; });
-    EXPECT_EQ(L"", FormatRegistryValue(key.Get(), L"V"));
-    EXPECT_EQ(L"* P\r\n", DumpRegistryKey(key.Get(), L"P"));
-    EXPECT_EQ(L"*P\r\n", DumpRegistryValue(key.Get(), L"P", L"V"));
+    EXPECT_EQ(L"", FormatValue(L"V"));
+    EXPECT_EQ(L"* P\r\n", DumpKey());
+    EXPECT_EQ(L"*P\r\n", DumpValue(L"V"));
 }
 
 TEST_F(RegistryDump, LeavesOutAKeyBelowThatCannotBeOpened)
@@ -199,7 +226,87 @@ TEST_F(RegistryDump, LeavesOutAKeyBelowThatCannotBeOpened)
         EXPECT_EQ(0x20019U, access);
         return name == std::wstring(L"A") ? ERROR_ACCESS_DENIED : open.Original(root, name, options, access, opened);
     });
-    EXPECT_EQ(L"* P\\B\r\n* P\r\n", DumpRegistryKey(key.Get(), L"P"));
+    EXPECT_EQ(L"* P\\B\r\n* P\r\n", DumpKey());
+}
+
+// Every key seems to have the key "A" below it, and so on without end.
+TEST_F(RegistryDump, FollowsKeysDownToTheLevelsThatWindowsAllows)
+{
+    const Replaced<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> subkeys(
+        [](HKEY, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD, PFILETIME) -> LSTATUS {
+            if (index != 0) {
+                return ERROR_NO_MORE_ITEMS;
+            }
+            name[0] = L'A';
+            name[1] = L'\0';
+            *length = 1;
+            return ERROR_SUCCESS;
+        });
+    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
+        [&](HKEY, LPCWSTR, DWORD, REGSAM access, PHKEY opened) {
+            return open.Original(HKEY_LOCAL_MACHINE, kPath, 0, access, opened);
+        });
+    std::wstring path = L"P";
+    std::wstring text = L"* P\r\n";
+    for (int level = 1; level <= 512; ++level) {
+        path += L"\\A";
+        text.insert(0, L"* " + path + L"\r\n");
+    }
+    EXPECT_EQ(text, DumpKey());
+}
+
+TEST_F(RegistryDump, TakesAtMostEightBytesOfMemoryForAByteOfData)
+{
+    constexpr std::size_t kBytes = 1'000'000;
+    RegistrySandbox::SetRaw(HKEY_LOCAL_MACHINE, kPath, L"V", REG_BINARY, std::vector<BYTE>(kBytes, 7));
+    std::ptrdiff_t global = 0;
+    const Replaced<"GlobalAlloc", decltype(::GlobalAlloc)> allocate([&](UINT flags, SIZE_T size) {
+        global += static_cast<std::ptrdiff_t>(size);
+        return allocate.Original(flags, size);
+    });
+    const MeasuredMemory memory;
+    const std::wstring text = DumpKey();
+    EXPECT_TRUE(text.ends_with(L",07\r\n\r\n"));
+    EXPECT_GE(global, static_cast<std::ptrdiff_t>(kBytes));
+    EXPECT_LE(global + memory.Peak(), static_cast<std::ptrdiff_t>(8 * kBytes));
+}
+
+TEST_F(RegistryDump, ShowsKeysAndValuesInWindowsOrder)
+{
+    const std::wstring path = kPath;
+    for (const wchar_t* const name : {L"c", L"a", L"b"}) {
+        RegistrySandbox::MakeKey(HKEY_LOCAL_MACHINE, path + L'\\' + name);
+        RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, path, name, 1);
+    }
+    // Windows gives the names in its order; here it is the other way round.
+    const auto turned = [](DWORD index) { return index > 2 ? index : 2 - index; };
+    const Replaced<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> subkeys(
+        [&](HKEY asked, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPWSTR group, LPDWORD groupLength,
+            PFILETIME written) {
+            const DWORD other = asked == key.Get() ? turned(index) : index;
+            return subkeys.Original(asked, other, name, length, reserved, group, groupLength, written);
+        });
+    const Replaced<"RegEnumValueW", decltype(::RegEnumValueW)> values([&](HKEY asked, DWORD index, LPWSTR name,
+                                                                          LPDWORD length, LPDWORD reserved,
+                                                                          LPDWORD type, LPBYTE data, LPDWORD size) {
+        const DWORD other = asked == key.Get() ? turned(index) : index;
+        return values.Original(asked, other, name, length, reserved, type, data, size);
+    });
+    std::vector<std::wstring> keyNames;
+    std::vector<std::wstring> valueNames;
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), keyNames));
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), valueNames));
+    EXPECT_FALSE(std::is_sorted(keyNames.begin(), keyNames.end()));
+    EXPECT_FALSE(std::is_sorted(valueNames.begin(), valueNames.end()));
+    std::wstring text;
+    for (const std::wstring& name : keyNames) {
+        text += L"* P\\" + name + L"\r\n";
+    }
+    text += L"* P\r\n";
+    for (const std::wstring& name : valueNames) {
+        text += L" - Value Name: " + name + L"\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n";
+    }
+    EXPECT_EQ(text, DumpKey());
 }
 
 TEST_F(RegistryDump, ShowsTheKeysBelowFirstAndItsOwnValuesLast)
@@ -212,13 +319,12 @@ TEST_F(RegistryDump, ShowsTheKeysBelowFirstAndItsOwnValuesLast)
               L"* P\\A\r\n"
               L"* P\\B\r\n - Value Name: b\r\n - Type: REG_SZ\r\n - Data: 2\r\n\r\n"
               L"* P\r\n - Value Name: own\r\n - Type: REG_SZ\r\n - Data: 3\r\n\r\n",
-              DumpRegistryKey(key.Get(), L"P"));
+              DumpKey());
 }
 
-// Names with a NUL are given below the Windows API, which takes a NUL for a name's end.
-class RegistryDumpOfNamesWithNul : public RegistryDump {
+// What a test can do only with the functions of ntdll.dll that Windows' own are made of.
+class NativeRegistryDump : public RegistryDump {
 protected:
-    // The functions of ntdll.dll that Windows' own are made of.
     struct CountedText {
         USHORT size;
         USHORT capacity;
@@ -236,6 +342,8 @@ protected:
                                           ULONG*);
     using SetValueFunction = LONG WINAPI(HKEY, const CountedText*, ULONG, ULONG, const void*, ULONG);
     using DeleteKeyFunction = LONG WINAPI(HKEY);
+
+    using QueryKeyFunction = LONG WINAPI(HKEY, int, void*, ULONG, ULONG*);
 
     template <typename Function>
     static Function* Native(const char* name)
@@ -266,14 +374,63 @@ protected:
         EXPECT_EQ(0, Native<SetValueFunction>("NtSetValueKey")(parent, &counted, 0, REG_DWORD, &number, sizeof number));
     }
 
-    // What is named so can be deleted only in the same way.
+    // A link, and a key whose name holds a NUL, can be deleted only in this way.
     static void Delete(const win::RegistryKey& made)
     {
         EXPECT_EQ(0, Native<DeleteKeyFunction>("NtDeleteKey")(made.Get()));
     }
+
+    // The path of an open key as Windows itself names it.
+    static std::wstring NativePath(HKEY opened)
+    {
+        constexpr int kNameInformation = 3;
+        struct {
+            ULONG size;
+            wchar_t text[1000];
+        } name{};
+        ULONG length = 0;
+        EXPECT_EQ(0, Native<QueryKeyFunction>("NtQueryKey")(opened, kNameInformation, &name, sizeof name, &length));
+        return {name.text, name.size / sizeof(wchar_t)};
+    }
+
+    // A symbolic link to the key, in the key itself.
+    [[nodiscard]] win::RegistryKey MakeLinkBack(const wchar_t* name) const
+    {
+        win::RegistryKey parent;
+        EXPECT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, kPath, KEY_ALL_ACCESS, parent));
+        win::RegistryKey link;
+        EXPECT_EQ(0, RegCreateKeyExW(parent.Get(), name, 0, nullptr, REG_OPTION_CREATE_LINK | REG_OPTION_VOLATILE,
+                                     KEY_ALL_ACCESS, nullptr, link.Put(), nullptr));
+        const std::vector<BYTE> target = BytesOf(NativePath(key.Get()));
+        EXPECT_EQ(0, RegSetValueExW(link.Get(), L"SymbolicLinkValue", 0, REG_LINK, target.data(),
+                                    static_cast<DWORD>(target.size())));
+        return link;
+    }
 };
 
-TEST_F(RegistryDumpOfNamesWithNul, LeavesOutTheKeyAndDoesNotTakeAnotherForIt)
+TEST_F(NativeRegistryDump, LeavesOutASymbolicLink)
+{
+    const std::wstring path = kPath;
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, path + L"\\Z", L"z", 1);
+    const win::RegistryKey link = MakeLinkBack(L"Back");
+    win::RegistryKey followed;
+    ASSERT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, (path + L"\\Back\\Back\\Z").c_str(), KEY_READ, followed));
+    EXPECT_EQ(L"* P\\Z\r\n - Value Name: z\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n* P\r\n", DumpKey());
+    Delete(link);
+}
+
+TEST_F(NativeRegistryDump, FollowsALinkThatIsAskedForByItsOwnPath)
+{
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"own", 1);
+    const win::RegistryKey link = MakeLinkBack(L"Back");
+    ASSERT_EQ(0, RegOpen(HKEY_LOCAL_MACHINE, (kPath + std::wstring(L"\\Back")).c_str(), KEY_READ, key));
+    EXPECT_EQ(L"* P\r\n - Value Name: own\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n", DumpKey());
+    Delete(link);
+}
+
+// Names with a NUL are given below the Windows API, which takes a NUL for a name's end.
+
+TEST_F(NativeRegistryDump, LeavesOutAKeyNamedWithANulAndDoesNotTakeAnotherForIt)
 {
     const std::wstring path = kPath;
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, path + L"\\A", L"a", 1);
@@ -284,12 +441,11 @@ TEST_F(RegistryDumpOfNamesWithNul, LeavesOutTheKeyAndDoesNotTakeAnotherForIt)
     std::vector<std::wstring> names;
     RegEnumSubkeyNames(key.Get(), names);
     EXPECT_EQ((std::vector<std::wstring>{L"A", {L"A\0hidden", 8}}), names);
-    EXPECT_EQ(L"* P\\A\r\n - Value Name: a\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n* P\r\n",
-              DumpRegistryKey(key.Get(), L"P"));
+    EXPECT_EQ(L"* P\\A\r\n - Value Name: a\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n* P\r\n", DumpKey());
     Delete(hidden);
 }
 
-TEST_F(RegistryDumpOfNamesWithNul, LeavesOutTheValueAndDoesNotTakeAnotherForIt)
+TEST_F(NativeRegistryDump, LeavesOutAValueNamedWithANulAndDoesNotTakeAnotherForIt)
 {
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"", 3);
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"a", 1);
@@ -302,14 +458,13 @@ TEST_F(RegistryDumpOfNamesWithNul, LeavesOutTheValueAndDoesNotTakeAnotherForIt)
     EXPECT_EQ(4U, names.size());
     EXPECT_EQ(L"* P\r\n - Value Name: No Name\r\n - Type: REG_DWORD\r\n - Data: 3\r\n\r\n"
               L" - Value Name: a\r\n - Type: REG_DWORD\r\n - Data: 1\r\n\r\n",
-              DumpRegistryValues(key.Get(), L"P"));
+              DumpValues());
 }
 
 TEST_F(RegistryDump, HeadsASingleValueWithoutABlank)
 {
     RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"own", L"3");
-    EXPECT_EQ(L"*P\r\n - Value Name: own\r\n - Type: REG_SZ\r\n - Data: 3\r\n\r\n",
-              DumpRegistryValue(key.Get(), L"P", L"own"));
+    EXPECT_EQ(L"*P\r\n - Value Name: own\r\n - Type: REG_SZ\r\n - Data: 3\r\n\r\n", DumpValue(L"own"));
 }
 
 TEST_F(RegistryDump, IsAHeadingAloneWhereNoKeyIsThere)

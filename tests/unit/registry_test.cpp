@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -859,6 +860,52 @@ TEST_F(ListingNames, NeedsTheKey)
 {
     EXPECT_EQ(6, RegEnumSubkeyNames(nullptr, names));
     EXPECT_EQ(6, RegEnumValueNames(nullptr, names));
+}
+
+// --- The short form ---
+
+class FindingAValue : public ReadingText {
+protected:
+    static std::optional<std::uint32_t> Number() { return RegFindDword(HKEY_LOCAL_MACHINE, kPath, L"Value"); }
+    static std::optional<std::wstring> Text() { return RegFindString(HKEY_LOCAL_MACHINE, kPath, L"Value"); }
+};
+
+TEST_F(FindingAValue, GivesWhatAnOpenKeyOrThePathOfAKeyHolds)
+{
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", 0);
+    EXPECT_EQ(std::optional<std::uint32_t>(0), RegFindDword(key.Get(), L"Value"));
+    EXPECT_EQ(std::optional<std::uint32_t>(0), Number());
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"Value", L"some text");
+    EXPECT_EQ(std::optional<std::wstring>(L"some text"), RegFindString(key.Get(), L"Value"));
+    EXPECT_EQ(std::optional<std::wstring>(L"some text"), Text());
+}
+
+TEST_F(FindingAValue, GivesNothingForAMissingKeyAMissingValueAndAValueOfAnotherType)
+{
+    EXPECT_EQ(std::nullopt, RegFindDword(HKEY_LOCAL_MACHINE, L"Software\\Missing", L"Value"));
+    EXPECT_EQ(std::nullopt, RegFindString(HKEY_LOCAL_MACHINE, L"Software\\Missing", L"Value"));
+    EXPECT_EQ(std::nullopt, Number());
+    EXPECT_EQ(std::nullopt, Text());
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", 1);
+    EXPECT_EQ(std::nullopt, Text());
+    RegistrySandbox::SetString(HKEY_LOCAL_MACHINE, kPath, L"Value", L"1");
+    EXPECT_EQ(std::nullopt, Number());
+}
+
+TEST_F(FindingAValue, OpensTheKeyOfAPathForReadingAndClosesIt)
+{
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kPath, L"Value", 7);
+    const Replaced<"RegOpenKeyExW", decltype(::RegOpenKeyExW)> open(
+        [&](HKEY root, LPCWSTR path, DWORD options, REGSAM access, PHKEY opened) {
+            EXPECT_EQ(HKEY_LOCAL_MACHINE, root);
+            EXPECT_STREQ(kPath, path);
+            EXPECT_EQ(0x20019U, access);
+            return open.Original(root, path, options, access, opened);
+        });
+    EXPECT_EQ(std::optional<std::uint32_t>(7), Number());
+    EXPECT_EQ(std::nullopt, Text());
+    EXPECT_EQ(2, open.Calls());
+    EXPECT_EQ("registry keys open: 1\n", census.Imbalance());
 }
 
 TEST(ProductKeys, AreTheProducts)

@@ -1,10 +1,12 @@
 #include "stats/statistics.h"
 
+#include "support/failing_memory.h"
 #include "support/installed_program.h"
 #include "support/numbered_messages.h"
 #include "support/plain_dates.h"
 #include "support/product_test.h"
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -69,7 +71,10 @@ protected:
     Replaced<"CoSetProxyBlanket", decltype(::CoSetProxyBlanket)> setBlanket{
         [this](IUnknown* proxy, DWORD authentication, DWORD authorisation, OLECHAR* principal, DWORD level,
                DWORD impersonation, RPC_AUTH_IDENTITY_HANDLE identity, DWORD capabilities) {
-            EXPECT_NE(nullptr, proxy);
+            // Of the engine's objects only the statistics have this interface.
+            win::ComPtr<IVLStatistics> statistics;
+            EXPECT_EQ(S_OK, proxy->QueryInterface(__uuidof(IVLStatistics), reinterpret_cast<void**>(statistics.Put())));
+            EXPECT_EQ(proxy, statistics.Get());
             EXPECT_EQ(10U, authentication); // NTLM
             EXPECT_EQ(0U, authorisation);
             EXPECT_EQ(nullptr, principal);
@@ -236,6 +241,44 @@ TEST_F(RemoteStatistics, TellThatAValueIsNotHeld)
     engine.figures[L"C:"].erase(L"/Performance/1 After");
     EXPECT_EQ(0x80070002U, ShowRemoteStats(L"SRV1", {L"C:"}));
     EXPECT_EQ(kComputer + kFailed, output.Take());
+}
+
+// Before the first drive is asked about, memory that runs out ends the program.
+TEST_F(RemoteStatistics, TellThatMemoryRanOutOnADrive)
+{
+    const DriveList drives{L"C:", L"D:"};
+    const std::wstring computer = L"SRV1";
+    int told = 0;
+    bool failed = true;
+    for (int allocation = 1; failed && !HasFailure(); ++allocation) {
+        SCOPED_TRACE(allocation);
+        bool hasThrown = false;
+        bool hasEscaped = false;
+        Result result = 0;
+        {
+            const FailingMemory memory(allocation);
+            try {
+                result = ShowRemoteStats(computer, drives);
+            } catch (const std::bad_alloc&) {
+                hasEscaped = true;
+            }
+            failed = memory.HasFailed();
+            hasThrown = memory.HasThrown();
+        }
+        const std::wstring text = output.Take();
+        if (hasEscaped) {
+            EXPECT_EQ(0, engine.CountCalls(L"GetStatistics"));
+        } else if (result != 0) {
+            EXPECT_EQ(14U, result);
+            EXPECT_TRUE(hasThrown);
+            EXPECT_TRUE(text.ends_with(kFailed)) << ::testing::PrintToString(text);
+            ++told;
+        }
+        static_cast<void>(engine.TakeCalls());
+        EXPECT_EQ(0, engine.LiveObjects());
+        EXPECT_EQ("", census.Imbalance());
+    }
+    EXPECT_GT(told, 10);
 }
 
 TEST_F(RemoteStatistics, MayBeThoseOfTheLocalComputerByName)

@@ -10,6 +10,8 @@ static_assert(sizeof win::kSystemLibrariesOnly != 0);
 #include <array>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <ios>
 #include <map>
 #include <optional>
 #include <set>
@@ -376,6 +378,29 @@ TEST_F(TraceFile, GetsARecordInOneWrite)
         });
     EXPECT_EQ(0U, Write(trace));
     EXPECT_EQ((std::vector<DWORD>{static_cast<DWORD>((Records().at(1).size() + 2) * 2)}), sizes);
+}
+
+// Another program may write without the mutex, at any moment.
+TEST_F(TraceFile, GetsARecordBehindWhatAnotherProgramWritesMeanwhile)
+{
+    CVLTrace trace;
+    EXPECT_EQ(0U, Write(trace));
+    const std::wstring others =
+        L"another program's record, which is longer than that of this one: " + std::wstring(200, L'x');
+    const Replaced<"SetFilePointerEx", decltype(::SetFilePointerEx)> seek(
+        [&](HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD method) {
+            const BOOL result = seek.Original(file, distance, position, method);
+            std::ofstream other(File(), std::ios::binary | std::ios::app);
+            const std::wstring line = others + L"\r\n";
+            other.write(reinterpret_cast<const char*>(line.data()),
+                        static_cast<std::streamsize>(line.size() * sizeof(wchar_t)));
+            return result;
+        });
+    EXPECT_EQ(0U, Write(trace, L"source", L"mine"));
+    const Lines records = Records();
+    ASSERT_EQ(3U, records.size());
+    EXPECT_EQ(others, records[1]);
+    EXPECT_TRUE(records[2].ends_with(L" mine"));
 }
 
 TEST_F(TraceFile, IsMadeWithAllFoldersThatAreMissing)

@@ -5,6 +5,10 @@
 #include "support/scratch_folder.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,13 +21,19 @@ using namespace std::string_literals;
 
 // --- Parsing ---
 
-// What a whole text gives; nothing when it is rejected.
+using Translations = std::map<std::uint32_t, std::wstring>;
+
+// What a whole text gives, of a number that stands twice its last text; nothing when it is rejected.
 std::optional<Translations> Parsed(std::wstring_view text)
 {
-    Translations translations;
-    if (!ParseTranslations(text, translations)) {
-        EXPECT_TRUE(translations.empty());
+    std::vector<TranslatedMessage> messages;
+    if (!ParseTranslations(text, messages)) {
+        EXPECT_TRUE(messages.empty());
         return std::nullopt;
+    }
+    Translations translations;
+    for (const TranslatedMessage& message : messages) {
+        translations.insert_or_assign(message.number, Unquoted(message.field));
     }
     return translations;
 }
@@ -79,13 +89,6 @@ TEST(TranslationHeader, IsMissingFromATextWithoutLines)
     }
 }
 
-TEST(TranslationHeader, ThatIsBadLeavesWhatIsLoaded)
-{
-    Translations translations = {{5, L"deutsch"}};
-    EXPECT_FALSE(ParseTranslations(L"#BAD\r\n5\t\"a\"\t\"other\"", translations));
-    EXPECT_EQ((Translations{{5, L"deutsch"}}), translations);
-}
-
 TEST(TranslationLine, MapsItsNumberToTheThirdFieldWithoutQuotationMarks)
 {
     EXPECT_EQ((Translations{{5891, L"Windows l\u00E4uft im abgesicherten Modus"}}),
@@ -125,17 +128,16 @@ TEST(TranslationLine, IsSkippedWhereATextIsTooShortForItsQuotationMarks)
                                                       L"5\t\"a\"\t\\\"", L"5\t\"a\"\tx\\", L"6\t\"b\"\t\"y\""}));
 }
 
-TEST(TranslationLine, ReplacesAnEarlierOneOfItsNumber)
+TEST(TranslationLine, IsAppendedInTheOrderOfTheFile)
 {
-    EXPECT_EQ((Translations{{5, L"second"}, {6, L"y"}}),
-              ParsedLines({L"5\t\"a\"\t\"first\"", L"6\t\"b\"\t\"y\"", L"5\t\"a\"\t\"second\""}));
-}
-
-TEST(TranslationLine, AddsToWhatIsLoadedAndReplacesIt)
-{
-    Translations translations = {{4, L"w"}, {5, L"old"}};
-    EXPECT_TRUE(ParseTranslations(TranslationText({L"5\t\"a\"\t\"new\""}), translations));
-    EXPECT_EQ((Translations{{4, L"w"}, {5, L"new"}}), translations);
+    const std::wstring text = TranslationText({L"6\t\"b\"\t\"y\"", L"5\t\"a\"\t\"first\"", L"5\t\"a\"\t\"second\""});
+    std::vector<TranslatedMessage> messages = {{4, L"\"w\""}};
+    EXPECT_TRUE(ParseTranslations(text, messages));
+    std::wstring found;
+    for (const TranslatedMessage& message : messages) {
+        found += std::to_wstring(message.number) + L' ' + Unquoted(message.field) + L'\n';
+    }
+    EXPECT_EQ(L"4 w\n6 y\n5 first\n5 second\n", found);
 }
 
 TEST(TranslationLine, LikeTheHeaderIsOneOfTooFewFields)
@@ -401,11 +403,40 @@ TEST_F(ReadingTranslations, CopesWithTwentyMegabytes)
     ASSERT_EQ(0U, Read(FileOf(content)));
     ASSERT_EQ(content.size(), text.size());
     EXPECT_EQ(content, text);
-    Translations translations;
-    ASSERT_TRUE(ParseTranslations(text, translations));
-    EXPECT_EQ(kMessages, translations.size());
-    EXPECT_EQ(L"translation 1", translations.at(1));
-    EXPECT_EQ(L"translation 300000", translations.at(kMessages));
+    std::vector<TranslatedMessage> messages;
+    ASSERT_TRUE(ParseTranslations(text, messages));
+    ASSERT_EQ(kMessages, messages.size());
+    EXPECT_EQ(1U, messages.front().number);
+    EXPECT_EQ(L"translation 1", Unquoted(messages.front().field));
+    EXPECT_EQ(kMessages, messages.back().number);
+    EXPECT_EQ(L"translation 300000", Unquoted(messages.back().field));
+}
+
+TEST_F(ReadingTranslations, TakesAFileOf64MegabytesAndNoneThatIsLonger)
+{
+    constexpr std::uintmax_t kMost = 64 * 1024 * 1024;
+    const std::wstring path = FileOf(L"");
+    std::filesystem::resize_file(path, kMost);
+    EXPECT_EQ(0U, Read(path));
+    EXPECT_EQ(kMost / sizeof(wchar_t), text.size());
+    std::filesystem::resize_file(path, kMost + 1);
+    EXPECT_EQ(0x80004005, Read(path));
+}
+
+// A file that never ends, such as a device may be.
+TEST_F(ReadingTranslations, StopsBehind64Megabytes)
+{
+    const std::wstring path = FileOf(L"text");
+    std::uint64_t bytes = 0;
+    const Replaced<"ReadFile", decltype(::ReadFile)> readFile(
+        [&](HANDLE, LPVOID buffer, DWORD size, LPDWORD read, LPOVERLAPPED) {
+            std::memset(buffer, 'x', size);
+            *read = size;
+            bytes += size;
+            return TRUE;
+        });
+    EXPECT_EQ(0x80004005, Read(path));
+    EXPECT_EQ(64U * 1024 * 1024 + 32768, bytes);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "support/product_test.h"
 
 #include <atomic>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <thread>
@@ -373,6 +374,58 @@ TEST_F(LoadingATranslation, GivesTheErrorThatEndedTheReadingAndLoadsNothing)
         });
     EXPECT_EQ(23U, LoadTranslation(translator, 0));
     EXPECT_EQ(L"english", Text());
+}
+
+TEST_F(LoadingATranslation, LeavesTheTextsAsTheyWereForAFileThatIsTooLong)
+{
+    std::filesystem::resize_file(program.Folder().PathOf(L"English.tr"), 64 * 1024 * 1024 + 1);
+    EXPECT_EQ(0x80004005, LoadTranslation(translator, 0));
+    EXPECT_EQ(L"english", Text());
+}
+
+TEST_F(LoadingATranslation, LeavesTheTextsAsTheyWereWhereMemoryRunsOut)
+{
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1036);
+    ASSERT_EQ(0U, LoadTranslation(translator, 0));
+    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
+    int allocation = 1;
+    for (bool hasThrown = true; hasThrown; ++allocation) {
+        std::uint32_t result = 0;
+        {
+            const FailingMemory memory(allocation, FailingMemory::Afterwards::None);
+            result = LoadTranslation(translator, 0);
+            hasThrown = memory.HasThrown();
+        }
+        // Sorting can do without the memory that it asks for.
+        EXPECT_EQ(hasThrown ? 0x8007000EU : 0U, result) << allocation;
+        EXPECT_EQ(hasThrown ? L"French text" : L"German text", Text()) << allocation;
+        ASSERT_LT(allocation, 1000);
+    }
+    EXPECT_GT(allocation, 5);
+}
+
+TEST_F(LoadingATranslation, TakesTheLastTextOfANumberInAnyOrderOfTheFile)
+{
+    program.Folder().AddFile(L"English.tr",
+                             TranslationText({L"9\t\"e\"\t\"nine\"", L"5\t\"e\"\t\"first\"", L"7\t\"e\"\t\"seven\"",
+                                              L"5\t\"e\"\t\"last\"", L"1\t\"e\"\t\"one\""}));
+    EXPECT_EQ(0U, LoadTranslation(translator, 0));
+    const std::pair<std::uint32_t, const wchar_t*> texts[] = {{0, L"english"}, {1, L"one"},     {4, L"english"},
+                                                              {5, L"last"},    {6, L"english"}, {7, L"seven"},
+                                                              {8, L"english"}, {9, L"nine"},    {10, L"english"}};
+    for (const auto& [number, text] : texts) {
+        EXPECT_EQ(text, translator.Find(number, "english")) << number;
+    }
+}
+
+TEST_F(LoadingATranslation, AddsToWhatIsLoadedAndReplacesIt)
+{
+    AddFile(L"English", L"4\t\"e\"\t\"w\"\r\n5\t\"e\"\t\"old\"");
+    ASSERT_EQ(0U, LoadTranslation(translator, 0));
+    AddFile(L"English", L"5\t\"e\"\t\"new\"");
+    EXPECT_EQ(0U, LoadTranslation(translator, 0));
+    EXPECT_EQ(L"new", Text());
+    EXPECT_EQ(L"w", translator.Find(4, "english"));
 }
 
 TEST_F(LoadingATranslation, DoesNotMistakeAnOlderErrorForItsOwn)

@@ -531,8 +531,13 @@ TEST_F(MountPath, GivesBackWhatItHoldsWithoutMemory)
 
 class RealVolumes : public ProductTest {};
 
-TEST_F(RealVolumes, AreInOneOfTheListsOrFloppies)
+TEST_F(RealVolumes, AreInOneOfTheTwoLists)
 {
+    for (const wchar_t* const root : {L"A:\\", L"B:\\"}) {
+        if (GetDriveTypeW(root) != DRIVE_NO_ROOT_DIR) {
+            GTEST_SKIP() << "a floppy drive's volume may be in neither list";
+        }
+    }
     StringList expected;
     wchar_t name[261] = {};
     const win::FindVolume search(FindFirstVolumeW(name, 261));
@@ -548,10 +553,9 @@ TEST_F(RealVolumes, AreInOneOfTheListsOrFloppies)
     for (const std::wstring& volume : ToStringList(other)) {
         found.push_back(volume);
     }
-    EXPECT_FALSE(found.empty());
     std::sort(expected.begin(), expected.end());
     std::sort(found.begin(), found.end());
-    EXPECT_TRUE(std::includes(expected.begin(), expected.end(), found.begin(), found.end()));
+    EXPECT_EQ(expected, found);
     for (const std::wstring& volume : found) {
         EXPECT_EQ(48U, volume.size());
     }

@@ -1,6 +1,7 @@
 """The program's messages, as its sources hold them: number, English text and the files that they stand in."""
 
 import dataclasses
+import functools
 import pathlib
 import re
 
@@ -21,6 +22,9 @@ TOKEN = re.compile(
 
 SIMPLE_ESCAPES = {"n": "\n", "t": "\t", "r": "\r", "v": "\v", "b": "\b", "f": "\f", "a": "\a", "0": "\0"}
 ESCAPE = re.compile(r"\\(x[0-9A-Fa-f]+|[0-7]{1,3}|.)", re.DOTALL)
+
+# The macro of the generated header with the product's version, which texts may hold.
+VERSION_MACRO = "PRODUCT_VERSION"
 
 # Calls that hand number and English text over without a Message.
 LOOKUPS = {"GetMessage", "Find"}
@@ -44,6 +48,15 @@ class SourceMessage:
     files: list
 
 
+@functools.cache
+def product_version():
+    """What the macro stands for: major and minor version of the project, as CMakeLists.txt has it."""
+    found = re.search(r"project\(VLCmd VERSION (\d+\.\d+)\.", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"))
+    if not found:
+        raise SourceError("CMakeLists.txt tells no version of the project")
+    return found[1]
+
+
 def unescape(text):
     """What a string literal's inside stands for."""
 
@@ -59,7 +72,8 @@ def unescape(text):
 
 
 def tokens_of(source):
-    """The tokens of a C++ source without comments, includes and pragmas; neighbouring string literals are one."""
+    """The tokens of a C++ source without comments, includes and pragmas; neighbouring string literals are one, the
+    product's version among them."""
     tokens = []
     line = 1
     for found in TOKEN.finditer(source):
@@ -69,7 +83,9 @@ def tokens_of(source):
             kind, text = "wide" if found["raw_prefix"] else "string", found["raw_text"]
         elif found["string"] is not None:
             kind, text = "wide" if found["prefix"] else "string", unescape(found["text"])
-        if kind == "string" and tokens and tokens[-1].kind == "string":
+        elif kind == "word" and text == VERSION_MACRO:
+            kind, text = "string", product_version()
+        if kind == "string" and tokens and tokens[-1].kind in {"string", "wide"}:
             tokens[-1].text += text
         elif kind != "skipped":
             tokens.append(Token(kind, text, line))

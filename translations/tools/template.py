@@ -9,7 +9,7 @@ import sources
 TEMPLATE = sources.ROOT / "translations/VLCmd.pot"
 PLACEHOLDER = re.compile(r"%[0-9]+")
 
-HEADER = """\
+HEADER = f"""\
 # The messages of VLCmd: number (msgctxt), English text (msgid), and where it is shown ("#.").
 # Numbers, texts and files come from the sources ("./dev translate --update"); the comments are written here.
 #
@@ -19,7 +19,7 @@ HEADER = """\
 # such as /st, NTFS, MFT, SSD and GUID stay as they are.
 msgid ""
 msgstr ""
-"Project-Id-Version: VLCmd 14.0\\n"
+"Project-Id-Version: VLCmd {sources.product_version()}\\n"
 "PO-Revision-Date: \\n"
 "Last-Translator: \\n"
 "Language-Team: \\n"
