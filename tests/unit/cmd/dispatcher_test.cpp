@@ -76,18 +76,6 @@ TEST_F(Dispatching, LoadsTheTranslationBeforeItPrints)
     EXPECT_NE(std::wstring::npos, shown.find(L"13. Display help\nVLCmd /? (Hilfe)\n")) << shown;
 }
 
-TEST_F(Dispatching, StaysEnglishWhereTheTranslationIsBad)
-{
-    const InstalledProgram program;
-    RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
-    for (const wchar_t* text :
-         {L"", L"2447\t\"Velundra 14.0\"\t\"other\"", L"\xFEFF#VL_TRANSLATION_FILE\n2447\t\"V\"\t\"x\""}) {
-        program.Folder().AddFile(L"German.tr", text);
-        EXPECT_EQ(0U, Dispatch({L"/?"}));
-        EXPECT_EQ(kBannerAndUsage, output.Take());
-    }
-}
-
 TEST_F(Dispatching, StaysEnglishForALanguageThatTheProductDoesNotSpeak)
 {
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 2055);

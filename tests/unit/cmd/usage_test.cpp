@@ -13,12 +13,6 @@ using namespace testing_support;
 
 class Usage : public ProductTest {};
 
-TEST_F(Usage, IsTheWholeScreenWithItsEmptyLines)
-{
-    PrintUsage();
-    EXPECT_EQ(kUsageScreen, output.Text());
-}
-
 TEST_F(Usage, ShowsTheNumberOfEveryMessageBeforeItsLeadingBlanks)
 {
     const NumberedMessages numbered;

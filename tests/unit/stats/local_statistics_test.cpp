@@ -1,105 +1,26 @@
 #include "stats/statistics.h"
 
-#include "stats/statements.h"
+#include "statement_texts.h"
 #include "support/failing_memory.h"
 #include "support/fake_ado.h"
 #include "support/numbered_messages.h"
 #include "support/plain_dates.h"
 #include "support/product_test.h"
 
-#include <algorithm>
 #include <limits>
 #include <map>
 #include <new>
+#include <variant>
 
 namespace {
 
 using namespace testing_support;
+using namespace testing_support::statements;
 
 using Lines = std::vector<std::wstring>;
 
 constexpr wchar_t kCore[] = L"Software\\Kestrane\\VLCore\\14.0";
 constexpr auto kFailure = static_cast<HRESULT>(0x80040E14);
-
-// --- The statements, byte for byte: the blanks at the ends of their lines are part of them ---
-
-constexpr wchar_t kAnalyzeStatementText[] = LR"(SELECT StatsAnalyze.StatsDate              , 
-       StatsAnalyze.FreeSpace              , 
-       StatsAnalyze.TotalFiles             , 
-       StatsAnalyze.FragmentedFiles        , 
-       StatsAnalyze.LargestFreeSpace       , 
-       StatsAnalyze.FreeSpaceFragmentation , 
-       StatsAnalyze.FileFragmentation      , 
-       StatsAnalyze.MftExcessFragments     , 
-       StatsAnalyze.MetadataExcessFragments, 
-       StatsAnalyze.DirectoryFragmentation , 
-       StatsAnalyze.DrivePerformance         
-FROM StatsAnalyze                                 
-INNER JOIN Volumes                                
-      ON StatsAnalyze.VolumeId = Volumes.VolumeId 
-WHERE UPPER(Volumes.VolumeName) = UPPER(%1%)      
-ORDER BY StatsAnalyze.StatsDate DESC;             
-)";
-
-constexpr wchar_t kOnlineStatementText[] = LR"(SELECT StatsDefragOnline.StatsDate                    , 
-       StatsDefragOnline.FreeSpace                    , 
-       StatsDefragOnline.TotalFiles                   , 
-       StatsDefragOnline.FragmentedFilesBefore        , 
-       StatsDefragOnline.FragmentedFilesAfter         , 
-       StatsDefragOnline.LargestFreeSpaceBefore       , 
-       StatsDefragOnline.LargestFreeSpaceAfter        , 
-       StatsDefragOnline.FreeSpaceFragmentationBefore , 
-       StatsDefragOnline.FreeSpaceFragmentationAfter  , 
-       StatsDefragOnline.FileFragmentationBefore      , 
-       StatsDefragOnline.FileFragmentationAfter       , 
-       StatsDefragOnline.MftExcessFragments           , 
-       StatsDefragOnline.MetadataExcessFragments      , 
-       StatsDefragOnline.DirectoryFragmentation       , 
-       StatsDefragOnline.DrivePerformanceBefore       , 
-       StatsDefragOnline.DrivePerformanceAfter          
-FROM StatsDefragOnline                                  
-INNER JOIN Volumes                                      
-      ON StatsDefragOnline.VolumeId = Volumes.VolumeId  
-WHERE UPPER(Volumes.VolumeName) = UPPER(%1%)            
-ORDER BY StatsDefragOnline.StatsDate DESC;              
-)";
-
-constexpr wchar_t kOfflineStatementText[] = LR"(SELECT StatsDefragOffline.StatsDate                    , 
-       StatsDefragOffline.MftExcessFragmentsBefore     , 
-       StatsDefragOffline.MftExcessFragmentsAfter      , 
-       StatsDefragOffline.MetadataExcessFragmentsBefore, 
-       StatsDefragOffline.MetadataExcessFragmentsAfter , 
-       StatsDefragOffline.DirectoryFragmentsBefore     , 
-       StatsDefragOffline.DirectoryFragmentsAfter        
-FROM StatsDefragOffline                                  
-INNER JOIN Volumes                                       
-      ON StatsDefragOffline.VolumeId = Volumes.VolumeId  
-WHERE UPPER(Volumes.VolumeName) = UPPER(%1%)             
-ORDER BY StatsDefragOffline.StatsDate DESC;              
-)";
-
-TEST(Statement, IsWrittenAsTheDatabaseHasAlwaysGotIt)
-{
-    EXPECT_STREQ(kAnalyzeStatementText, kAnalyzeStatement);
-    EXPECT_STREQ(kOnlineStatementText, kOnlineStatement);
-    EXPECT_STREQ(kOfflineStatementText, kOfflineStatement);
-}
-
-// The literals above would follow an editor that takes trailing blanks away; these numbers do not.
-TEST(Statement, KeepsTheBlanksAtTheEndsOfItsLines)
-{
-    const auto count = [](std::wstring_view text, wchar_t c) { return std::count(text.begin(), text.end(), c); };
-    const std::pair<std::wstring_view, std::pair<std::size_t, std::ptrdiff_t>> statements[] = {
-        {kAnalyzeStatement, {761, 262}},
-        {kOnlineStatement, {1197, 387}},
-        {kOfflineStatement, {696, 214}},
-    };
-    for (const auto& [statement, expected] : statements) {
-        EXPECT_EQ(expected.first, statement.size());
-        EXPECT_EQ(expected.second, count(statement, L' '));
-        EXPECT_TRUE(statement.ends_with(L";             \n") || statement.ends_with(L";              \n"));
-    }
-}
 
 // --- The reports ---
 

@@ -1,7 +1,6 @@
 #include "cmd/command_line.h"
 #include "cmd/commands.h"
 
-#include "engine/drive_spec.h"
 #include "support/arguments.h"
 #include "support/product_test.h"
 
@@ -364,33 +363,6 @@ TEST(TargetComputer, IsNotADriveThatBeginsLikeOne)
 {
     EXPECT_EQ(L"", ComputerOf({L"/an", L"\\\\?\\Volume{A}\\"}));
     EXPECT_EQ(L"", ComputerOf({L"/an", L"\\\\{}"}));
-}
-
-// --- Drive words ---
-
-TEST(DriveShape, IsALetterAFolderWithItsDriveOrAnythingInBraces)
-{
-    for (const wchar_t* word :
-         {L"C", L"c", L"C:", L"c:", L"C:\\", L"c:\\", L"z", L"D:\\Mount\\", L"D:\\Mount", L"d:\\a b\\c", L"D:\\\\",
-          L"\\\\?\\Volume{0C5E92B1-7F3A-4D68-B2C4-9A81E6F05D17}\\", L"{}", L"}{}", L"1{x}", L"C:x{1}"}) {
-        EXPECT_TRUE(IsDriveSpec(word)) << word;
-    }
-}
-
-TEST(DriveShape, IsNothingElse)
-{
-    for (const wchar_t* word :
-         {L"",    L"C:x", L"CD", L"C\\", L"CD:", L"1",  L"1:", L"1:\\",     L":",       L"\\",   L"C;\\",
-          L"C:/", L"C/",  L"{",  L"}",   L"}{",  L"{A", L"A}", L"Volume{A", L"D:Mount", L"SRV1", L"\\\\SRV1"}) {
-        EXPECT_FALSE(IsDriveSpec(word)) << word;
-    }
-}
-
-TEST(DriveShape, NeverBeginsLikeASwitch)
-{
-    for (const wchar_t* word : {L"-C", L"/C", L"/", L"-", L"/{}", L"-{A}", L"/C:\\", L"-C:\\"}) {
-        EXPECT_FALSE(IsDriveSpec(word)) << word;
-    }
 }
 
 // --- Gathering drives and files ---

@@ -1,11 +1,9 @@
 #include "support/file_system_section.h"
 
+#include "file_systems.h"
 #include "support/described_volumes.h"
 #include "support/failing_allocations.h"
-#include "support/product_test.h"
-#include "support/scratch_folder.h"
 
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +11,7 @@
 namespace {
 
 using namespace testing_support;
+using namespace testing_support::file_systems;
 
 // --- Sizes ---
 
@@ -77,68 +76,6 @@ TEST(SizeText, HasTheLargestUnitThatTheBytesReachAndTwoDecimals)
 }
 
 // --- The section ---
-
-class FileSystems : public ProductTest {
-protected:
-    // A volume of 4,096 bytes to the cluster, whose file system is not NTFS.
-    DescribedVolume& AddFat(const std::vector<std::wstring>& mountedAt, DWORD total = 262144, DWORD free = 65536)
-    {
-        DescribedVolume& volume = windows.Add(mountedAt);
-        volume.fileSystem = L"FAT32";
-        volume.totalClusters = total;
-        volume.freeClusters = free;
-        return volume;
-    }
-
-    DescribedVolume& AddNtfs(const std::vector<std::wstring>& mountedAt, std::uint64_t mftBytes = 402653184)
-    {
-        DescribedVolume& volume = windows.Add(mountedAt);
-        volume.ntfs.BytesPerSector = 512;
-        volume.ntfs.BytesPerCluster = 4096;
-        volume.ntfs.TotalClusters.QuadPart = 31196415;
-        volume.ntfs.FreeClusters.QuadPart = 12845056;
-        volume.ntfs.MftValidDataLength.QuadPart = static_cast<LONGLONG>(mftBytes);
-        volume.ntfs.MftZoneStart.QuadPart = 786432;
-        volume.ntfs.MftZoneEnd.QuadPart = 911360;
-        return volume;
-    }
-
-    // The volume's name as the report tells it.
-    static std::wstring NameOf(unsigned number)
-    {
-        std::wstring name = VolumeNameOf(number);
-        name.pop_back();
-        return name;
-    }
-
-    static std::wstring SectionWith(const std::wstring& lines)
-    {
-        return L"FILE SYSTEM INFORMATION\n" + lines + L"\n\n";
-    }
-
-    // What the volume's lines begin with.
-    static std::wstring Heading(unsigned number, const std::wstring& mountPath)
-    {
-        return L"\n* Volume: " + mountPath + L"\n - Volume GUID: " + NameOf(number) + L"\n";
-    }
-
-    // The lines of a volume that AddFat describes.
-    static std::wstring FatLines(unsigned number, const std::wstring& mountPath)
-    {
-        return Heading(number, mountPath) + L" - File System: FAT32\n" + kFatClusters;
-    }
-
-    static constexpr wchar_t kFatClusters[] = L" - Bytes Per Cluster: 4096\n"
-                                              L" - Total Clusters:    262144   1 GB\n"
-                                              L" - Free Clusters:    65536   256 MB\n"
-                                              L" - Used Clusters:    196608   768 MB\n";
-    static constexpr wchar_t kNtfsClusters[] = L" - Bytes Per Cluster: 4096\n"
-                                               L" - Total Clusters:    31196415   119 GB\n"
-                                               L" - Free Clusters:    12845056   49 GB\n"
-                                               L" - Used Clusters:    18351359   70 GB\n";
-
-    DescribedVolumes windows;
-};
 
 TEST_F(FileSystems, AreToldOfEachVolumeInWindowsOrder)
 {
@@ -257,24 +194,6 @@ TEST_F(FileSystems, AreNamedAsWindowsNamesThem)
                   GetFileSystemSection());
     }
 }
-
-// Makes the section's own question about the file system fail.
-class FailingFileSystemName {
-public:
-    explicit FailingFileSystemName(DWORD error)
-        : information_([this, error](LPCWSTR root, LPWSTR label, DWORD labelLength, LPDWORD serial, LPDWORD longest,
-                                     LPDWORD flags, LPWSTR name, DWORD length) {
-              if (length != 513) {
-                  return information_.Original(root, label, labelLength, serial, longest, flags, name, length);
-              }
-              SetLastError(error);
-              return FALSE;
-          })
-    {}
-
-private:
-    Replaced<"GetVolumeInformationW", decltype(::GetVolumeInformationW)> information_;
-};
 
 TEST_F(FileSystems, GoOnWithTheClustersWhereTheNameCannotBeHad)
 {
@@ -524,167 +443,6 @@ TEST_F(MasterFileTable, IsToldInBytesWhereAClusterHasNone)
                                                 L" - MFT Zone Start: 786432\n"
                                                 L" - MFT Zone End:   911360\n"),
               GetFileSystemSection());
-}
-
-// --- boot.ini ---
-
-// A volume that is mounted in a folder that is really there.
-class BootIni : public FileSystems {
-protected:
-    BootIni()
-    {
-        AddFat({L"C:\\"}).driveType = DRIVE_CDROM; // so that the report passes it over
-        AddFat({folder.Path() + L'\\'});
-    }
-    void TearDown() override
-    {
-        std::filesystem::current_path(before);
-        FileSystems::TearDown();
-    }
-
-    // What the section says behind the volume's lines.
-    [[nodiscard]] std::wstring Lines() const
-    {
-        const std::wstring section = GetFileSystemSection();
-        const std::wstring beginning = L"FILE SYSTEM INFORMATION\n" + FatLines(2, folder.Path() + L'\\');
-        EXPECT_TRUE(section.starts_with(beginning)) << section;
-        EXPECT_TRUE(section.ends_with(L"\n\n"));
-        return section.substr(beginning.size(), section.size() - beginning.size() - 2);
-    }
-
-    std::filesystem::path before = std::filesystem::current_path();
-    ScratchFolder folder;
-};
-
-TEST_F(BootIni, IsShownAsItIs)
-{
-    folder.AddFile(L"boot.ini", "[boot loader]\r\ntimeout=30\r\n");
-    EXPECT_EQ(L"\n - Boot.ini information: [boot loader]\r\ntimeout=30\r\n\n", Lines());
-}
-
-TEST_F(BootIni, IsNothingWhereItIsMissing)
-{
-    EXPECT_EQ(L"", Lines());
-}
-
-TEST_F(BootIni, MayBeEmpty)
-{
-    folder.AddFile(L"boot.ini", "");
-    EXPECT_EQ(L"\n - Boot.ini information: \n", Lines());
-}
-
-TEST_F(BootIni, IsCutAt1024Bytes)
-{
-    std::string text;
-    for (int i = 0; text.size() < 1500; ++i) {
-        text += std::to_string(i) + ' ';
-    }
-    for (const std::size_t size : {1023U, 1024U, 1025U, 1500U}) {
-        folder.AddFile(L"boot.ini", text.substr(0, size));
-        const std::string shown = text.substr(0, 1024).substr(0, size);
-        EXPECT_EQ(L"\n - Boot.ini information: " + std::wstring(shown.begin(), shown.end()) + L"\n", Lines()) << size;
-    }
-}
-
-TEST_F(BootIni, IsTakenByteByByte)
-{
-    std::string bytes;
-    std::wstring characters;
-    for (unsigned i = 0; i < 256; ++i) {
-        bytes += static_cast<char>(i);
-        characters += static_cast<wchar_t>(i);
-    }
-    folder.AddFile(L"boot.ini", bytes);
-    EXPECT_EQ(L"\n - Boot.ini information: " + characters + L"\n", Lines());
-}
-
-TEST_F(BootIni, ComesBehindTheMasterFileTable)
-{
-    windows.volumes.pop_back();
-    AddNtfs({folder.Path() + L'\\'});
-    folder.AddFile(L"boot.ini", "x");
-    EXPECT_EQ(SectionWith(Heading(2, folder.Path() + L'\\') + L" - File System: NTFS\n" + kNtfsClusters +
-                          L" - MFT Clusters:     98304        384 MB\n"
-                          L" - MFT Zone Start: 786432\n"
-                          L" - MFT Zone End:   911360\n"
-                          L"\n - Boot.ini information: x\n"),
-              GetFileSystemSection());
-}
-
-TEST_F(BootIni, IsShownOfAVolumeAboutWhichAllElseFails)
-{
-    windows.volumes.back().clustersError = 21;
-    folder.AddFile(L"boot.ini", "x");
-    const FailingFileSystemName failing(1005);
-    const std::wstring path = folder.Path() + L'\\';
-    EXPECT_EQ(SectionWith(Heading(2, path) + L" - Failed to get volume information of drive " + path + L" (1005)\n" +
-                          L" - Failed to get freespace information of drive " + path + L" (21)\n" +
-                          L"\n - Boot.ini information: x\n"),
-              GetFileSystemSection());
-}
-
-TEST_F(BootIni, OfAVolumeThatIsMountedNowhereIsThatOfTheCurrentFolder)
-{
-    windows.volumes.back().mountedAt.clear();
-    folder.AddFile(L"boot.ini", "x");
-    std::filesystem::current_path(folder.Path());
-    EXPECT_EQ(SectionWith(FatLines(2, L"") + L"\n - Boot.ini information: x\n"), GetFileSystemSection());
-}
-
-TEST_F(BootIni, IsOpenedForReadingWithoutSharing)
-{
-    folder.AddFile(L"boot.ini", "x");
-    std::vector<std::wstring> paths;
-    const Replaced<"CreateFileW", decltype(::CreateFileW)> createFile(
-        [&](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
-            HANDLE pattern) {
-            if (!std::wstring_view(path).starts_with(L"\\\\")) {
-                paths.emplace_back(path);
-                EXPECT_EQ(GENERIC_READ, access);
-                EXPECT_EQ(0U, share);
-                EXPECT_EQ(nullptr, security);
-                EXPECT_EQ(static_cast<DWORD>(OPEN_EXISTING), disposition);
-                EXPECT_EQ(static_cast<DWORD>(FILE_ATTRIBUTE_NORMAL), flags);
-                EXPECT_EQ(nullptr, pattern);
-            }
-            return createFile.Original(path, access, share, security, disposition, flags, pattern);
-        });
-    static_cast<void>(Lines());
-    EXPECT_EQ(std::vector<std::wstring>{folder.PathOf(L"boot.ini")}, paths);
-}
-
-TEST_F(BootIni, IsNothingWhileSomeoneElseWritesIt)
-{
-    folder.AddFile(L"boot.ini", "x");
-    const win::FileHandle writer(CreateFileW(folder.PathOf(L"boot.ini").c_str(), GENERIC_WRITE,
-                                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
-    ASSERT_TRUE(writer);
-    EXPECT_EQ(L"", Lines());
-}
-
-TEST_F(BootIni, IsReadInOneCall)
-{
-    folder.AddFile(L"boot.ini", std::string(2000, 'x'));
-    const Replaced<"ReadFile", decltype(::ReadFile)> read(
-        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD count, LPOVERLAPPED overlapped) {
-            EXPECT_EQ(1024U, size);
-            return read.Original(file, buffer, 10, count, overlapped);
-        });
-    EXPECT_EQ(L"\n - Boot.ini information: xxxxxxxxxx\n", Lines());
-    EXPECT_EQ(1, read.Calls());
-}
-
-TEST_F(BootIni, IsNothingWhereItCannotBeRead)
-{
-    folder.AddFile(L"boot.ini", "x");
-    const Replaced<"ReadFile", decltype(::ReadFile)> read(
-        [&](HANDLE file, LPVOID buffer, DWORD size, LPDWORD count, LPOVERLAPPED overlapped) {
-            EXPECT_NE(FALSE, read.Original(file, buffer, size, count, overlapped));
-            SetLastError(ERROR_CRC);
-            return FALSE;
-        });
-    EXPECT_EQ(L"", Lines());
-    EXPECT_EQ(1, read.Calls());
 }
 
 // --- Memory ---

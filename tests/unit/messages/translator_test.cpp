@@ -435,13 +435,6 @@ TEST_F(LoadingATranslation, DoesNotMistakeAnOlderErrorForItsOwn)
     EXPECT_EQ(L"English text", Text());
 }
 
-TEST_F(LoadingATranslation, CountsTheGoodLinesOfAFileWithBadOnes)
-{
-    program.Folder().AddFile(L"English.tr", TranslationText({L"5", L"rubbish", L"5\t\"a\"\t\"good\"", L"6\t\"b\""}));
-    EXPECT_EQ(0U, LoadTranslation(translator, 0));
-    EXPECT_EQ(L"good", Text());
-}
-
 TEST_F(LoadingATranslation, KeepsWhatAnEarlierOneLoaded)
 {
     RegistrySandbox::SetDword(HKEY_LOCAL_MACHINE, kCoreProductKey, L"Language", 1031);
