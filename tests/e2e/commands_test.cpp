@@ -7,8 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <iterator>
+#include <ostream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -89,6 +90,8 @@ struct Command {
     const char* refusal;              // where policy forbids everything but launching; null where it is done then, too
     std::vector<std::wstring> tooFew; // words of which some are missing; empty where it needs none
     Answer missing;
+
+    friend void PrintTo(const Command& command, std::ostream* stream) { *stream << command.name; }
 };
 
 std::string FailedWith(const std::string& message, const std::string& line)

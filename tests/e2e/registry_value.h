@@ -12,7 +12,6 @@
 namespace e2e {
 
 inline constexpr wchar_t kCoreKey[] = L"Software\\Kestrane\\VLCore\\14.0";
-inline constexpr wchar_t kConsoleKey[] = L"Software\\Kestrane\\VLConsole\\14.0";
 inline constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Kestrane\\Velundra\\14.0";
 // What the product reads of it.
 inline constexpr const wchar_t* kPolicyValues[] = {
