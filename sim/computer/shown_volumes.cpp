@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <set>
+#include <type_traits>
 #include <utility>
 
 namespace sim {
@@ -49,8 +50,8 @@ BOOL HandOutRecord(const Record& record, std::size_t leastSize, DWORD error, voi
     return SucceedUnless(error);
 }
 
-template <typename Place, typename Value>
-void Fill(Place* place, Value value)
+template <typename Value>
+void Fill(Value* place, std::type_identity_t<Value> value)
 {
     if (place != nullptr) {
         *place = value;

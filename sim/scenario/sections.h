@@ -82,7 +82,7 @@ public:
 
 private:
     Complaint BeginSection(std::wstring_view text, std::size_t line);
-    Complaint ReadKey(std::wstring_view text, std::size_t line) const;
+    [[nodiscard]] Complaint ReadKey(std::wstring_view text, std::size_t line) const;
 
     Sections sections_;
     // Sets a key of the section at hand; null before the first section.

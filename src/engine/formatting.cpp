@@ -142,9 +142,11 @@ std::wstring FormatSizeShort(double size)
 
 std::wstring FormatNumber(double value, int width, wchar_t fill, int decimals)
 {
-    // A sign, the digits of the greatest number, the point, the decimals (six where their count is negative), a NUL.
-    const auto length =
-        static_cast<std::size_t>(std::numeric_limits<double>::max_exponent10 + 4 + (decimals < 0 ? 6 : decimals));
+    // A sign, the digits of the greatest number, the point, a NUL; the decimals come on top.
+    constexpr std::size_t kLengthWithoutDecimals = std::numeric_limits<double>::max_exponent10 + 4;
+    constexpr std::size_t kDefaultDecimals = 6; // which a negative count stands for
+    const std::size_t length =
+        kLengthWithoutDecimals + (decimals < 0 ? kDefaultDecimals : static_cast<std::size_t>(decimals));
     std::wstring text(length, L'\0');
     text.resize(static_cast<std::size_t>(std::swprintf(text.data(), length, L"%.*f", decimals, value)));
     text = win::PaddedLeft(std::move(text), width, fill);

@@ -30,8 +30,8 @@ public:
     [[nodiscard]] DWORD Error() const noexcept { return error_; }
 
 private:
-    DWORD WriteToConsole(std::wstring_view text) const;
-    DWORD WriteEncoded(std::wstring_view text) const;
+    [[nodiscard]] DWORD WriteToConsole(std::wstring_view text) const;
+    [[nodiscard]] DWORD WriteEncoded(std::wstring_view text) const;
     void GiveUp(DWORD error);
 
     win::CriticalSection lock_;
