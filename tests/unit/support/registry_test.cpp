@@ -337,6 +337,20 @@ TEST_F(ReadingText, TakesAListUpToItsFirstEmptyItem)
     EXPECT_EQ((std::vector<std::wstring>{L"A"}), items);
 }
 
+TEST_F(ReadingText, ReadsAListOnceIntoAZeroedBufferOf16384Characters)
+{
+    Set(REG_MULTI_SZ, ListBytes({L"A"}));
+    const Replaced<"RegQueryValueExW", decltype(::RegQueryValueExW)> query(
+        [&](HKEY asked, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+            EXPECT_STREQ(L"Value", name);
+            EXPECT_EQ(32768U, *size);
+            EXPECT_TRUE(std::all_of(data, data + *size, [](BYTE byte) { return byte == 0; }));
+            return query.Original(asked, name, reserved, type, data, size);
+        });
+    EXPECT_EQ(0, ReadList());
+    EXPECT_EQ(1, query.Calls());
+}
+
 TEST_F(ReadingText, GivesTheErrorOfEitherReadOfAString)
 {
     Set(REG_SZ, BytesOf({L"abc\0", 4}));
@@ -451,6 +465,33 @@ TEST_F(ListingNames, TakesTheLongestNamesThatTheRegistryHas)
     EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
     EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
     EXPECT_EQ((Names{keyName, valueName}), names);
+}
+
+TEST_F(ListingNames, AsksForOneIndexAfterTheOtherWithABufferOf16384Characters)
+{
+    MakeSubkey(L"One");
+    MakeValue(L"Number");
+    const auto check = [&](auto& call, HKEY asked, DWORD index, LPDWORD length) {
+        EXPECT_EQ(key.Get(), asked);
+        EXPECT_EQ(static_cast<DWORD>(call.Calls()) - 1, index);
+        EXPECT_EQ(16384U, *length);
+    };
+    const Replaced<"RegEnumKeyExW", decltype(::RegEnumKeyExW)> subkeys(
+        [&](HKEY asked, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPWSTR group, LPDWORD groupLength,
+            PFILETIME written) {
+            check(subkeys, asked, index, length);
+            return subkeys.Original(asked, index, name, length, reserved, group, groupLength, written);
+        });
+    const Replaced<"RegEnumValueW", decltype(::RegEnumValueW)> values([&](HKEY asked, DWORD index, LPWSTR name,
+                                                                          LPDWORD length, LPDWORD reserved,
+                                                                          LPDWORD type, LPBYTE data, LPDWORD size) {
+        check(values, asked, index, length);
+        return values.Original(asked, index, name, length, reserved, type, data, size);
+    });
+    EXPECT_EQ(259, RegEnumSubkeyNames(key.Get(), names));
+    EXPECT_EQ(259, RegEnumValueNames(key.Get(), names));
+    EXPECT_EQ(2, subkeys.Calls());
+    EXPECT_EQ(2, values.Calls());
 }
 
 TEST_F(ListingNames, EndsWithTheFirstFailureAndKeepsTheNamesBeforeIt)
