@@ -84,7 +84,7 @@ constexpr std::string_view kReportLines[] = {
     "*:Not Found",
     "* : *.*.*.*",
     "* Volume: *",
-    " - Boot.ini information:",
+    " - Boot.ini information: *",
     " - Failed to get volume information of drive * (*)",
     " - Failed to get freespace information of drive * (*)",
     " - Total Clusters:    *",

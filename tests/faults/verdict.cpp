@@ -365,6 +365,10 @@ const char* KnownFinding(const Command& command, const Disturbance& disturbance)
         {"*", "WideCharToMultiByte", "*", "a line that cannot be encoded is missing, or made of NULs"},
         {"*", "WaitForMultipleObjects", "*", "a batch whose wait fails lets go of threads that still run"},
         {"*", "GetSecurityDescriptorDacl", "*", "the trace log is made so that nobody may write to it"},
+        {"SupportInformation", "CreateStreamOnHGlobal", "0x80040000",
+         "it crashes, as the low 16 bits pass for success"},
+        {"SupportInformation", "CreateStreamOnHGlobal", "0x80070000",
+         "it crashes, as the low 16 bits pass for success"},
         {"RemoteStatistics", "SystemTimeToVariantTime", "*", "it tells that there are no statistics, though there are"},
     };
     const Function& function = Functions()[disturbance.function];
