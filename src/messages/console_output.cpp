@@ -9,6 +9,7 @@ namespace {
 
 // A console takes a limited amount in one call; this is below every Windows version's limit.
 constexpr std::size_t kConsoleChunk = 8192;
+constexpr wchar_t kLastOfAscii = 0x7F;
 
 ConsoleOutput* theOutput = nullptr;
 
@@ -73,7 +74,12 @@ std::string Encode(UINT codePage, std::wstring_view text)
     const auto length = static_cast<int>(text.size());
     const int size = WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
     std::string encoded(static_cast<std::size_t>(std::max(size, 0)), '\0');
-    WideCharToMultiByte(codePage, 0, text.data(), length, encoded.data(), size, nullptr, nullptr);
+    if (WideCharToMultiByte(codePage, 0, text.data(), length, encoded.data(), size, nullptr, nullptr) <= 0) {
+        // Windows does not know the page or cannot convert: of every page the characters of ASCII are certain.
+        encoded.assign(text.size(), '?');
+        std::transform(text.begin(), text.end(), encoded.begin(),
+                       [](wchar_t c) { return c <= kLastOfAscii ? static_cast<char>(c) : '?'; });
+    }
     return encoded;
 }
 

@@ -3,6 +3,7 @@
 #include "win/result_code.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -215,7 +216,9 @@ LSTATUS RegReadValueToStream(HKEY key, const wchar_t* name, win::ComPtr<IStream>
     }
     win::ComPtr<IStream> made;
     if (const HRESULT result = CreateStreamOnHGlobal(block.Get(), TRUE, made.Put()); FAILED(result)) {
-        return static_cast<LSTATUS>(win::CodeOf(result));
+        // A failure whose low half is 0 stays one.
+        const std::uint32_t code = win::CodeOf(result);
+        return static_cast<LSTATUS>(code != 0 ? code : win::ResultOf(result));
     }
     // The stream frees the block from now on.
     static_cast<void>(block.Detach());

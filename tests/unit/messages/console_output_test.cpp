@@ -268,6 +268,20 @@ TEST(RedirectedText, IsNotLostBehindHalfASurrogatePair)
                                        L"b"));
 }
 
+TEST(RedirectedText, KeepsItsAsciiCharactersWhereWindowsCannotEncodeIt)
+{
+    for (const int lastCallThatWorks : {0, 1}) {
+        const Replaced<"WideCharToMultiByte", decltype(::WideCharToMultiByte)> encode(
+            [&](UINT codePage, DWORD flags, LPCWCH text, int length, LPSTR bytes, int size, LPCCH lacking,
+                LPBOOL lacks) {
+                return encode.Calls() > lastCallThatWorks
+                           ? 0
+                           : encode.Original(codePage, flags, text, length, bytes, size, lacking, lacks);
+            });
+        EXPECT_EQ("Gr??e ??\r\n", Encoded(CP_UTF8, kGerman));
+    }
+}
+
 TEST(RedirectedText, IsEncodedInTheAnsiCodePageWithoutAConsole)
 {
     std::vector<UINT> codePages;

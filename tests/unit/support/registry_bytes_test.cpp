@@ -341,8 +341,10 @@ TEST_F(StreamingAValue, FreesTheBlockWhereNoStreamCanBeMadeOfIt)
     EXPECT_EQ(14, Read());
     failure = E_INVALIDARG;
     EXPECT_EQ(87, Read());
+    failure = static_cast<HRESULT>(0x80040000);
+    EXPECT_EQ(failure, Read());
     EXPECT_FALSE(stream);
-    EXPECT_EQ(2, create.Calls());
+    EXPECT_EQ(3, create.Calls());
     EXPECT_EQ("registry keys open: 1\n", census.Imbalance());
 }
 
