@@ -51,9 +51,7 @@ std::wstring WithPictures(std::wstring_view text)
     for (std::size_t i = 0; i < text.size(); ++i) {
         const wchar_t c = text[i];
         const bool isLineEnd = c == L'\n' || (c == L'\r' && text.substr(i + 1).starts_with(L'\n'));
-        if (c == L'\t' || isLineEnd) {
-            shown.push_back(c);
-        } else if (c < L' ') {
+        if (c < L' ' && c != L'\t' && !isLineEnd) {
             shown.push_back(static_cast<wchar_t>(L'\u2400' + c));
         } else if (c == kDelete) {
             shown.push_back(L'\u2421');
