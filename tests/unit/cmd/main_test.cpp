@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -228,7 +229,8 @@ protected:
 
 TEST_F(StartingWithARefusedOutput, EndsWithTheErrorWhereItHasSucceededOtherwise)
 {
-    for (const DWORD error : {ERROR_DISK_FULL, ERROR_HANDLE_DISK_FULL, ERROR_ACCESS_DENIED, ERROR_IO_DEVICE}) {
+    for (const DWORD error :
+         std::initializer_list<DWORD>{ERROR_DISK_FULL, ERROR_HANDLE_DISK_FULL, ERROR_ACCESS_DENIED, ERROR_IO_DEVICE}) {
         Refuse(error);
         EXPECT_EQ(error, Run({L"/?"}));
     }
@@ -260,7 +262,8 @@ TEST_F(StartingWithARefusedOutput, DoesItsWorkAllTheSame)
 
 TEST_F(StartingWithARefusedOutput, SucceedsWhereNobodyReads)
 {
-    for (const DWORD error : {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED, ERROR_INVALID_HANDLE}) {
+    for (const DWORD error : std::initializer_list<DWORD>{ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED,
+                                                          ERROR_INVALID_HANDLE}) {
         Refuse(error);
         EXPECT_EQ(0U, Run({L"/?"}));
     }

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <thread>
@@ -139,7 +140,8 @@ TEST_F(PrintingToAFile, TakesForRefusedWhatOnlyItsBeginningIsTakenOf)
 
 TEST_F(PrintingToAFile, IsNoFailureWhereNobodyReads)
 {
-    for (const DWORD error : {ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED, ERROR_INVALID_HANDLE}) {
+    for (const DWORD error : std::initializer_list<DWORD>{ERROR_BROKEN_PIPE, ERROR_NO_DATA, ERROR_PIPE_NOT_CONNECTED,
+                                                          ERROR_INVALID_HANDLE}) {
         output.reset();
         output.emplace();
         out.taking = [error](std::size_t) {
